@@ -1,0 +1,27 @@
+# Every dependency of the project, with its reason. The shipped library needs none of them at run
+# time: xsimd is headers alone.
+#
+#   xsimd             vector layer: one source for SSE, AVX2, AVX-512 and Arm, with its own exp, log,
+#                     sin, cos and atan2 at about one unit in the last place   (libxsimd-dev)
+#   libsndfile        host program and tests: audio files                      (libsndfile1-dev)
+#   CLI11             host program: command line                               (libcli11-dev)
+#   GoogleTest        tests                                                    (libgtest-dev)
+#   Google Benchmark  benches                                                  (libbenchmark-dev)
+#   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
+
+find_package(Threads REQUIRED)
+find_package(xsimd 8.1 REQUIRED)
+
+if(SORVANE_BUILD_TOOLS OR SORVANE_BUILD_TESTS)
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(sndfile REQUIRED IMPORTED_TARGET sndfile)
+    find_package(CLI11 REQUIRED)
+endif()
+
+if(SORVANE_BUILD_TESTS)
+    find_package(GTest REQUIRED)
+endif()
+
+if(SORVANE_BUILD_BENCH)
+    find_package(benchmark REQUIRED)
+endif()

@@ -1,0 +1,256 @@
+/* SorvaneEngine: runs trained neural networks on streaming audio.
+ *
+ * A processor is made from one or more model files. A host pushes float audio into it in blocks of
+ * any size, pulls processed audio out, and steers it with numbered parameters. A model handle drives
+ * one network directly with tensors. The two kinds of handle are independent of each other.
+ *
+ * Handles. A handle is an opaque pointer. The creators return it or null; the functions that delete
+ * one ignore null; every other function takes it as valid without a test. Pointers to data are not
+ * tested either.
+ *
+ * Failures. There are no error codes: a function reports by a null handle, by false, or by doing
+ * nothing, as its comment says. Beyond that a C++ exception can leave any function but the ones that
+ * delete: std::bad_alloc when memory runs out, std::length_error for counts that no list can hold,
+ * std::system_error when a thread can't start, and std::runtime_error, whose text begins with
+ * "IPP exception: " for an operation on missing memory or on tensors whose shapes don't fit each
+ * other, or is "Unknown packing format". A C++ host can catch them; a C host that wants to go on
+ * needs a C++ function around the call. After an exception of an audio call the stream may be out of
+ * step until sorvaneResetProcessorState(); the handle can always be deleted.
+ *
+ * Threads. Calls on one handle must not overlap, with one exception: sorvaneGetParameterRange(),
+ * sorvaneGetParameterValue(), sorvaneSetParameterValue(), sorvaneGetNumOfOutputBusses(),
+ * sorvaneGetOutputBusName() and sorvaneGetProcessorInfo() may run on any thread beside the audio
+ * calls. Different handles share nothing and may be used on different threads at once.
+ *
+ * Real time. What a real-time thread may call is said at each function as "Real time". The thread
+ * that loads the library gets its floating-point state set to treat denormals as zero; no later call
+ * changes the state of any thread.
+ *
+ * Units. Samples are linear floats with full scale at 1. "Samples" always counts samples per channel.
+ * Rates are in hertz. Paths are byte strings that reach the operating system unchanged. */
+
+#ifndef SORVANE_ENGINE_H
+#define SORVANE_ENGINE_H
+
+#ifndef __cplusplus
+#include <stdbool.h>
+#endif
+
+#if defined(_WIN32)
+#if defined(SORVANE_ENGINE_BUILD)
+#define SORVANE_API __declspec(dllexport)
+#elif defined(SORVANE_ENGINE_STATIC)
+#define SORVANE_API
+#else
+#define SORVANE_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__)
+#define SORVANE_API __attribute__((visibility("default")))
+#else
+#define SORVANE_API
+#endif
+
+/* What a host learns of a model or of a processor. All sizes are at the model's own sample rate. */
+typedef struct SorvaneModelInfo {
+    double sampleRate;   /* the rate that the (first) model was trained for, in hertz */
+    int numChannels;     /* input channels of the (first) model */
+    int lengthOrLatency; /* of a model: its transform length in samples;
+                            of a processor: its latency in samples at the host's rate, for hosts that
+                            pull after pushes of any size */
+    int frameLength;     /* samples per analysis frame */
+    int hop;             /* samples between the starts of frames */
+    int latencyFrames;   /* of a model: look-ahead of its network in frames;
+                            of a processor: not written */
+} SorvaneModelInfo;
+
+/* Numbers of the parameters. `bus` runs from 0 to 15: busses past the sixteenth have a gain of 1 and
+ * a sensitivity of 0 that can't be changed. */
+enum {
+    /* Level of the remainder in dB, -96 to 0, for models of one mask. Setting it sets the gain of
+     * bus 0 to 1 and that of bus 1 to the level. Its default is 0. */
+    SORVANE_REMAINDER_LEVEL = 1,
+    /* Sensitivity of bus 0; the same value as SORVANE_BUS_SENSITIVITY + 0. */
+    SORVANE_SENSITIVITY = 2,
+    /* Reads 1 when masks are not extended above the model's band, which no call changes: 0. */
+    SORVANE_BAND_EXTENSION_OFF = 3,
+    /* SORVANE_BUS_GAIN + bus: linear gain of a bus, 0 to 100. Its default is 1; values below 0 count
+     * as 0, values above 100 are taken as they are. */
+    SORVANE_BUS_GAIN = 256,
+    /* SORVANE_BUS_SENSITIVITY + bus: -100 to 100, clamped. Its default is 0, which leaves the mask of
+     * the bus as it is; positive values lower its middle range, negative ones raise it. */
+    SORVANE_BUS_SENSITIVITY = 512
+};
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Processors ---------------------------------------------------------------------------- */
+
+/* Makes a processor of one model.
+ *
+ * modelFile    path of a model file, NUL-terminated; the file is read whole and closed again.
+ * numChannels  the host's channel count, in and out; it need not be the model's. Streams of another
+ *              count are averaged to mono for the model, and its masks are copied to every channel.
+ * sampleRate   the host's rate; it need not be the model's. The transform sizes are scaled by a power
+ *              of two to come near to the model's. A rate that isn't above 0 makes a handle whose
+ *              first full frame raises an exception.
+ *
+ * Returns a handle to be released with sorvaneDeleteProcessor(), or null when the file can't be
+ * opened, is no valid model, or has sizes that no stream can run with.
+ * Threads: any. Real time: no. */
+SORVANE_API void* sorvaneCreateProcessor(const char* modelFile, int numChannels, double sampleRate);
+
+/* Makes a processor of `numModels` models; with one it is the same as sorvaneCreateProcessor().
+ *
+ * modelFiles  numModels paths. The models must agree in sample rate, channels, frame length and hop.
+ *
+ * Returns a handle, or null as above, and also when numModels is 0 or the models disagree. A negative
+ * numModels raises std::length_error.
+ *
+ * A handle of two or more models takes audio and never gives any: the input waits in memory that
+ * grows with every frame. It starts one worker thread a model, which end when it is deleted.
+ * Threads: any. Real time: no. */
+SORVANE_API void* sorvaneCreateStemSeparator(int numModels, const char* const* modelFiles,
+                                             int numChannels, double sampleRate);
+
+/* Releases a processor, its models and threads. Null is ignored. Real time: no. */
+SORVANE_API void sorvaneDeleteProcessor(void* handle);
+
+/* ---- Audio ----------------------------------------------------------------------------------- */
+
+/* Pushes `numSamples` samples per channel. All processing happens in this call.
+ *
+ * channels    numChannels pointers, each to numSamples floats; read only.
+ * numSamples  any count; 0 or below adds nothing.
+ *
+ * What becomes complete waits to be pulled. There is no end-of-stream call: to get what is held back
+ * at the end, push zeros.
+ * Threads: not together with another audio call on this handle.
+ * Real time: yes with one model: no lock, no file access, a bounded number of small allocations a
+ * frame. With more models the call waits for worker threads. */
+SORVANE_API void sorvaneAddAudio(void* handle, const float* const* channels, int numSamples);
+
+/* The same for interleaved samples: `samples` holds numSamples * numChannels floats, sample 0 of all
+ * channels first. */
+SORVANE_API void sorvaneAddAudioInterleaved(void* handle, const float* samples, int numSamples);
+
+/* Pops `numSamples` finished samples per channel into `channels`.
+ *
+ * channels    numChannels pointers, each to numSamples floats; may not overlap.
+ * numSamples  0 up to sorvaneGetNumOfPendingSamples().
+ *
+ * The first sample that comes out belongs to the first that went in: the stream is late, but nothing
+ * needs to be trimmed in front.
+ * Returns false, and writes nothing, when fewer samples are pending or numSamples is negative.
+ * Threads: not together with another audio call on this handle.
+ * Real time: yes; one copy, and an allocation for the popped block. */
+SORVANE_API bool sorvaneGetAudio(void* handle, float* const* channels, int numSamples);
+
+/* The same into an interleaved buffer of numSamples * numChannels floats. */
+SORVANE_API bool sorvaneGetAudioInterleaved(void* handle, float* samples, int numSamples);
+
+/* Samples per channel that can be pulled now.
+ * Threads: not together with another audio call on this handle. Real time: yes. */
+SORVANE_API int sorvaneGetNumOfPendingSamples(void* handle);
+
+/* Drops all audio in flight and makes the networks forget their history. Parameters stay. The next
+ * push begins a new stream.
+ * Threads: not together with another audio call on this handle. Real time: no (releases memory). */
+SORVANE_API void sorvaneResetProcessorState(void* handle);
+
+/* ---- Parameters and information -------------------------------------------------------------- */
+
+/* Writes the range of parameter `id`; the same for every handle. For ids without a range (and
+ * SORVANE_BAND_EXTENSION_OFF) both floats stay as they were.
+ * Threads: any, also beside audio calls. Real time: yes. */
+SORVANE_API void sorvaneGetParameterRange(void* handle, int id, float* minValue, float* maxValue);
+
+/* The value of parameter `id`, or 0 for an id that isn't one.
+ * Threads: any, also beside audio calls. Real time: yes. */
+SORVANE_API float sorvaneGetParameterValue(void* handle, int id);
+
+/* Sets parameter `id`; unknown ids and NaN are ignored. Takes effect at the next output frame.
+ * Threads: any, also beside audio calls. Real time: yes. */
+SORVANE_API void sorvaneSetParameterValue(void* handle, int id, float value);
+
+/* The number of busses, the remainder (always the last) included.
+ * Threads: any, also beside audio calls. Real time: yes. */
+SORVANE_API int sorvaneGetNumOfOutputBusses(void* handle);
+
+/* Fills `buffer` with zeros and copies the name of bus `bus` into it, at most `bufferSize` bytes; a
+ * name of at least bufferSize bytes has no terminator.
+ *
+ * bus  0 up to sorvaneGetNumOfOutputBusses() - 1. The names stand in a circle with one empty name at
+ *      its end, and other numbers walk round it, backwards when negative: -1 is the empty name.
+ * Threads: any, also beside audio calls. Real time: yes. */
+SORVANE_API void sorvaneGetOutputBusName(void* handle, int bus, char* buffer,
+                                         unsigned int bufferSize);
+
+/* Writes all fields of `info` but latencyFrames, which stays as it was.
+ * Threads: any, also beside audio calls. Real time: no. */
+SORVANE_API void sorvaneGetProcessorInfo(void* handle, SorvaneModelInfo* info);
+
+/* Fills `buffer` with zeros and copies the name of the vector layer that the library was built with
+ * into it, at most `bufferSize` bytes; without a terminator if it doesn't fit.
+ * Threads: any. Real time: yes. */
+SORVANE_API void sorvaneGetVectorArithmeticWrapperName(char* buffer, unsigned int bufferSize);
+
+/* ---- Models ---------------------------------------------------------------------------------- */
+
+/* Loads one model file for use with tensors.
+ *
+ * modelFile  path of a model file, NUL-terminated; the file is read whole and closed again.
+ *
+ * Returns a handle to be released with sorvaneDeleteModel(), or null when the file can't be opened or
+ * is no valid model.
+ * Threads: any. Real time: no. */
+SORVANE_API void* sorvaneCreateModel(const char* modelFile);
+
+/* Releases a model. Null is ignored. Real time: no. */
+SORVANE_API void sorvaneDeleteModel(void* handle);
+
+/* Runs the network on a tensor. Its result replaces that of the call before, and is empty while the
+ * network holds frames back.
+ *
+ * data     the product of the dimensions in floats, last dimension fastest; copied.
+ * numDims  the number of dimensions; networks expect 3: [T, F, C], that is frames, frequency
+ *          positions, channels.
+ * shape    numDims dimensions.
+ *
+ * Threads: one at a time for each model handle. Real time: yes after the first calls of a shape: no
+ * lock, no file access, a few allocations a call. */
+SORVANE_API void sorvaneAddTensor(void* handle, const float* data, int numDims, const int* shape);
+
+/* Writes the dimensions of the latest result into `shape`. Returns false, and writes nothing, unless
+ * the result has exactly `numDims` of them; an empty result has 0.
+ * Threads: one at a time for each model handle. Real time: yes. */
+SORVANE_API bool sorvaneGetResultTensorShape(void* handle, int numDims, int* shape);
+
+/* Copies the latest result, the product of its dimensions in floats, to `data`; it stays and can be
+ * fetched again. Returns false, and writes nothing, when it is empty.
+ * Threads: one at a time for each model handle. Real time: yes. */
+SORVANE_API bool sorvaneGetTensor(void* handle, float* data);
+
+/* Makes the network forget its history. The latest result stays.
+ * Threads: one at a time for each model handle. Real time: no (releases memory). */
+SORVANE_API void sorvaneResetModelState(void* handle);
+
+#ifdef __cplusplus
+} /* extern "C" */
+
+namespace sorvane {
+
+/* The record behind a processor handle. Its member function
+ *     void getParameterRange(int id, float* minValue, float* maxValue)
+ * is exported under its mangled name beside sorvaneGetParameterRange(), which does the same. */
+class ProcessorState;
+
+/* The form of sorvaneGetProcessorInfo() for a handle of sorvaneCreateModel(): writes every field.
+ * Threads: one at a time for each model handle. Real time: yes. */
+SORVANE_API void sorvaneGetProcessorInfo(void* modelHandle, SorvaneModelInfo* info);
+
+} /* namespace sorvane */
+#endif
+
+#endif /* SORVANE_ENGINE_H */

@@ -1,0 +1,125 @@
+#include "support/platform_file.h"
+
+#if defined(_WIN32)
+
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+
+namespace sorvane::platform {
+
+namespace {
+
+HANDLE native(FileHandle file) { return reinterpret_cast<HANDLE>(file); }
+
+} // namespace
+
+FileHandle openFile(const char* path, int access, int creation) {
+    const DWORD accessRights[] = {GENERIC_READ, GENERIC_WRITE, GENERIC_READ | GENERIC_WRITE};
+    const DWORD dispositions[] = {OPEN_EXISTING, OPEN_ALWAYS, CREATE_NEW};
+    if (creation < 0 || creation > 2)
+        return noFile;
+    return reinterpret_cast<FileHandle>(
+        CreateFileA(path, access >= 0 && access <= 2 ? accessRights[access] : 0,
+                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, dispositions[creation],
+                    FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+void closeFile(FileHandle file) {
+    if (file != noFile)
+        CloseHandle(native(file));
+}
+
+bool isRegularFile(FileHandle file) { return GetFileType(native(file)) == FILE_TYPE_DISK; }
+
+std::int64_t readFile(FileHandle file, void* buffer, std::uint32_t count) {
+    DWORD done = 0;
+    return ReadFile(native(file), buffer, count, &done, nullptr) ? std::int64_t{done} : -1;
+}
+
+std::int64_t writeFile(FileHandle file, const void* buffer, std::uint32_t count) {
+    DWORD done = 0;
+    return WriteFile(native(file), buffer, count, &done, nullptr) ? std::int64_t{done} : -1;
+}
+
+bool seekFile(FileHandle file, std::int64_t position) {
+    LARGE_INTEGER target;
+    target.QuadPart = position;
+    return SetFilePointerEx(native(file), target, nullptr, FILE_BEGIN) != 0;
+}
+
+std::int64_t filePosition(FileHandle file) {
+    LARGE_INTEGER zero{};
+    LARGE_INTEGER current{};
+    return SetFilePointerEx(native(file), zero, &current, FILE_CURRENT) ? current.QuadPart : -1;
+}
+
+std::int64_t fileSize(FileHandle file) {
+    LARGE_INTEGER length{};
+    return GetFileSizeEx(native(file), &length) ? length.QuadPart : -1;
+}
+
+void flushFile(FileHandle file) { FlushFileBuffers(native(file)); }
+
+} // namespace sorvane::platform
+
+#else
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace sorvane::platform {
+
+namespace {
+
+int native(FileHandle file) { return static_cast<int>(file); }
+
+} // namespace
+
+FileHandle openFile(const char* path, int access, int creation) {
+    // A descriptor without either right is the nearest thing to a request for none.
+    int flags = access == 1 ? O_WRONLY : access == 2 ? O_RDWR : O_RDONLY;
+    if (creation == 1)
+        flags |= O_CREAT;
+    else if (creation == 2)
+        flags |= O_CREAT | O_EXCL;
+    else if (creation != 0)
+        return noFile;
+    return open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+}
+
+void closeFile(FileHandle file) {
+    if (file != noFile)
+        close(native(file));
+}
+
+bool isRegularFile(FileHandle file) {
+    struct stat status {};
+    return fstat(native(file), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+std::int64_t readFile(FileHandle file, void* buffer, std::uint32_t count) {
+    return read(native(file), buffer, count);
+}
+
+std::int64_t writeFile(FileHandle file, const void* buffer, std::uint32_t count) {
+    return write(native(file), buffer, count);
+}
+
+bool seekFile(FileHandle file, std::int64_t position) {
+    return lseek(native(file), position, SEEK_SET) >= 0;
+}
+
+std::int64_t filePosition(FileHandle file) { return lseek(native(file), 0, SEEK_CUR); }
+
+std::int64_t fileSize(FileHandle file) {
+    struct stat status {};
+    return fstat(native(file), &status) == 0 ? std::int64_t{status.st_size} : -1;
+}
+
+void flushFile(FileHandle file) { fsync(native(file)); }
+
+} // namespace sorvane::platform
+
+#endif
