@@ -65,7 +65,7 @@ TEST(AudioQueue, MatchesAPlainListUnderRandomOperations) {
                     width = plain.channels == -1 ? 1 : 1 + pick(3);
                 if (plain.channels == -1 && most > 0)
                     width = std::min(width, static_cast<int>(plain.samples[0].size()));
-                const AudioRows block = noise(width, pick(20), random());
+                const AudioRows block = noise(width, pick(20), static_cast<unsigned>(random()));
                 queue.add(toSignal(block));
                 plain.add(block);
                 break;

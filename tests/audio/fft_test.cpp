@@ -32,7 +32,7 @@ TEST(FFT32, InverseMatchesTheDirectTransform) {
         Rows expected;
         for (const SpectrumRow& row : bins)
             expected.push_back(directInverse(row));
-        expectNear(toRows(fft.inverse(toSignal(bins))), expected, 2e-6 * (numBins + 8));
+        expectNear(toRows(fft.inverse(toSpectrum(bins))), expected, 2e-6 * (numBins + 8));
     }
 }
 
@@ -40,7 +40,7 @@ TEST(FFT32, EmptySignalsDoNoHarm) {
     FFT32 fft;
     EXPECT_EQ(fft.forward(Signal32()).channels, 0);
     EXPECT_EQ(toRows(fft.forward(Signal32(1, 0))).at(0).at(0), 0.0F);
-    EXPECT_EQ(fft.inverse(toSignal(Spectrum{{{1.0, 0.0}}})).length, 0);
+    EXPECT_EQ(fft.inverse(toSpectrum(Spectrum{{{1.0, 0.0}}})).length, 0);
 }
 
 } // namespace sorvane::test

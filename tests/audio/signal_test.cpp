@@ -66,7 +66,8 @@ TEST(Signal, EveryWriteKeepsOtherOwnersIntact) {
     bins.fill({1.0F, 2.0F});
     expectDetaches("complex fill", bins, [](ComplexSignal32& s) { s.fill({0.0F, 3.0F}); });
     expectDetaches("multiply", bins, [&](ComplexSignal32& s) { s.multiply(bins); });
-    expectDetaches("constant", bins, [](ComplexSignal32& s) { s.multiply({0.0F, 2.0F}); });
+    expectDetaches("constant", bins,
+                   [](ComplexSignal32& s) { s.multiply(std::complex<float>(0.0F, 2.0F)); });
     expectDetaches("add", bins, [&](ComplexSignal32& s) { s.add(bins); });
 }
 
@@ -120,7 +121,7 @@ TEST(Signal, Arithmetic) {
         EXPECT_EQ(a.replicate(count).data, a.data) << count;
 
     using Bins = std::vector<std::vector<std::complex<float>>>;
-    const ComplexSignal32 z = toSignal(Spectrum{{{1, 2}}, {{3, -4}}, {{0, 1}}});
+    const ComplexSignal32 z = toSpectrum(Spectrum{{{1, 2}}, {{3, -4}}, {{0, 1}}});
     EXPECT_EQ(toRows(z.sumChannels()), (Bins{{{4, -1}}}));
     EXPECT_EQ(toRows(z.scaled({0, 2})), (Bins{{{-4, 2}}, {{8, 6}}, {{-2, 0}}}));
     EXPECT_EQ(toRows(z.subtract(z.scaled(2))), toRows(z.scaled(-1)));
@@ -175,8 +176,9 @@ TEST(Tensor, CapacityGrowsOnly) {
         EXPECT_EQ(tensor.shape, step.shape);
         EXPECT_EQ(tensor.data->size, step.capacity);
         EXPECT_EQ(tensor.elements() == buffer, step.keepsBuffer);
-        if (step.keepsBuffer)
+        if (step.keepsBuffer) {
             EXPECT_EQ(tensor.elements()[5], 4.0F);
+        }
     }
     EXPECT_EQ(elementCount({}), 0);
     EXPECT_EQ(elementCount({3, 0, 2}), 0);

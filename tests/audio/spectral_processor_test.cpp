@@ -59,7 +59,7 @@ const SizesCase sizesCases[] = {
     {"two hops", {64, 64, 32}, true},
     {"four hops", {64, 64, 16}, true},
     {"four hops, longer", {256, 256, 64}, true},
-    {"eight hops", {128, 128, 16}, true},
+    {"eight hops", {128, 128, 16}, false},
     {"two and a half hops", {64, 64, 26}, false},
     {"two hops, zero-padded", {128, 64, 32}, true},
     {"four hops, zero-padded", {128, 64, 16}, false},

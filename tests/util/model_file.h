@@ -37,9 +37,9 @@ struct FileImage {
 };
 
 struct FileTensor {
-    std::vector<int> shape;
-    std::vector<float> values; // row-major; written whole, also where the shape says otherwise
-    int storage = 1;           // 1: floats, 0: half floats, others: no data
+    std::vector<int> shape{};
+    std::vector<float> values{}; // row-major; written whole, also where the shape says otherwise
+    int storage = 1;             // 1: floats, 0: half floats, others: no data
 };
 
 // Fills `shape` with one value.
@@ -90,8 +90,8 @@ struct FilePacking {
 struct FileLayer {
     std::string name;
     int kind = 0;
-    std::vector<std::string> inputs;       // the queued kinds, 9 and 18, write a count in front
-    std::function<void(FileWriter&)> body; // what follows the inputs; may be empty
+    std::vector<std::string> inputs{};       // the queued kinds, 9 and 18, write a count in front
+    std::function<void(FileWriter&)> body{}; // what follows the inputs; may be empty
 };
 
 struct ConvParameters {
@@ -152,21 +152,21 @@ struct ModelFile {
     std::int32_t version = 0x100A;
     std::string modelTag = "test"; // these three only with "sorvane.model"
     std::int32_t modelId = 1;
-    std::string modelNote;
+    std::string modelNote{};
     int legacyType = 0; // only with the other magics
     double sampleRate = 48000.0;
     int numInputChannels = 1;
-    FilePacking inputPacking;
+    FilePacking inputPacking{};
     int outputMode = 0; // 0: masks, others: spectra
     int numOutputChannels = 1;
     int numMasks = 1; // valid files have one name more than masks
     std::vector<std::string> outputNames = {"Speech", "Noise"};
-    FilePacking outputPacking;
+    FilePacking outputPacking{};
     int fftLength = 512;
     int frameLength = 512;
     int hop = 256;
-    std::optional<std::int32_t> layerCount; // the number of layers when not set
-    std::vector<FileLayer> layers;
+    std::optional<std::int32_t> layerCount{}; // the number of layers when not set
+    std::vector<FileLayer> layers{};
     std::string outputSource = "input";
 
     FileImage image() const;

@@ -19,7 +19,7 @@ inline Signal32 toSignal(const AudioRows& rows) {
     return signal;
 }
 
-inline ComplexSignal32 toSignal(const Spectrum& rows) {
+inline ComplexSignal32 toSpectrum(const Spectrum& rows) {
     ComplexSignal32 signal(static_cast<int>(rows.size()), static_cast<int>(rows.at(0).size()));
     for (std::size_t c = 0; c < rows.size(); ++c)
         std::transform(rows[c].begin(), rows[c].end(), signal.channelData(static_cast<int>(c)),
