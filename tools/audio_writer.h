@@ -39,7 +39,7 @@ public:
 
 private:
     struct Closer {
-        void operator()(SNDFILE* file) const { sf_close(file); }
+        void operator()(SNDFILE* opened) const { sf_close(opened); }
     };
 
     [[noreturn]] void failAsLibrary();

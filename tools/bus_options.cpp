@@ -96,8 +96,8 @@ void applyBusOptions(const BusOptions& options, Processor& processor) {
     for (const std::string& sensitivity : options.sensitivities)
         applyAssignment(sensitivity, "--sensitivity", "BUS=PERCENT", SORVANE_BUS_SENSITIVITY,
                         sensitivityRange, processor);
-    if (!options.stem.empty())
-        isolate(options.stem, processor);
+    if (options.stem)
+        isolate(*options.stem, processor);
 }
 
 } // namespace sorvane::tools

@@ -13,7 +13,7 @@ struct BusOptions {
     std::optional<double> remainderLevel;   ///< dB
     std::vector<std::string> gains;         ///< BUS=FACTOR
     std::vector<std::string> sensitivities; ///< BUS=PERCENT
-    std::string stem;                       ///< BUS, or empty
+    std::optional<std::string> stem;        ///< BUS
 };
 
 /// Sets the parameters of a processor: the remainder's level first, then gains, then sensitivities.

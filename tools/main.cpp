@@ -31,7 +31,7 @@ const char* const exitCodes =
 int run(int argc, char** argv) {
     CLI::App program("Runs trained neural networks on audio files.", "sorvane");
     program.set_version_flag("--version", "sorvane " SORVANE_VERSION);
-    program.require_subcommand(1);
+    program.require_subcommand(0, 1);
     program.footer(std::string("`sorvane COMMAND --help` shows a command's options and "
                                "examples.\n\n") +
                    exitCodes);
@@ -44,6 +44,8 @@ int run(int argc, char** argv) {
             return program.exit(error); // help or version
         return report(exitUsage, error.what());
     }
+    if (program.get_subcommands().empty())
+        return report(exitUsage, "a command is required; see `sorvane --help`");
     // What was printed may only now meet a full disk.
     if (std::fflush(stdout) != 0)
         return report(exitOutput, "can't write to standard output");

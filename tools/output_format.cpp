@@ -117,6 +117,11 @@ bool canHold(int format, const OutputRequest& request) {
 }
 
 const Container& containerOf(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
+        !std::filesystem::path(path).has_extension())
+        return containers[0]; // a device such as /dev/null
     std::string extension = std::filesystem::path(path).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });

@@ -27,9 +27,17 @@ struct ProcessOptions {
     std::string input;
     std::string output;
     int block = defaultBlock;
-    SampleType sampleType = SampleType::sameAsInput;
+    std::string sampleType; // as on the command line, or empty
     BusOptions busses;
 };
+
+SampleType sampleTypeOf(const std::string& text) {
+    if (text == "pcm16")
+        return SampleType::pcm16;
+    if (text == "pcm24")
+        return SampleType::pcm24;
+    return text == "float32" ? SampleType::float32 : SampleType::sameAsInput;
+}
 
 void requireDifferentFiles(const std::string& input, const std::string& output) {
     std::error_code error;
@@ -44,7 +52,7 @@ void runProcess(const ProcessOptions& options) {
     requireDifferentFiles(options.model, options.output);
     const OutputFormat format =
         chooseOutputFormat({options.output, reader.format(), reader.sampleRate(), reader.channels(),
-                            reader.expectedLength(), options.sampleType});
+                            reader.expectedLength(), sampleTypeOf(options.sampleType)});
     Processor processor(options.model, reader.channels(), reader.sampleRate());
     applyBusOptions(options.busses, processor);
     catchInterrupts();
@@ -95,14 +103,11 @@ void addProcessCommand(CLI::App& program) {
         ->type_name("BUS")
         ->excludes(gain)
         ->excludes(remainder);
-    const std::map<std::string, SampleType> sampleTypes{{"pcm16", SampleType::pcm16},
-                                                        {"pcm24", SampleType::pcm24},
-                                                        {"float32", SampleType::float32}};
     command
         ->add_option("--sample-type", options->sampleType,
-                     "Samples of the output instead of the input's: pcm16, pcm24 or float32")
+                     "Samples of the output instead of the input's")
         ->type_name("TYPE")
-        ->transform(CLI::CheckedTransformer(sampleTypes));
+        ->check(CLI::IsMember({"pcm16", "pcm24", "float32"}));
     command->add_option("--block", options->block, "Samples that are processed at a time")
         ->type_name("N")
         ->capture_default_str()
