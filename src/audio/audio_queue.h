@@ -1,0 +1,51 @@
+#pragma once
+
+#include "audio/signal.h"
+
+#include <cstdint>
+#include <list>
+
+namespace sorvane {
+
+/// Elastic buffer between block sizes: a FIFO of shared blocks, from which any number of samples can be
+/// read, skipped or taken across block borders. Adding costs a list node and copies no sample.
+/// Threads: one at a time.
+class AudioQueue {
+public:
+    /// Samples per channel that are queued and not consumed.
+    [[nodiscard]] std::int64_t pending() const { return numPending; }
+
+    /// Channel count of the stream, -1 while unknown.
+    [[nodiscard]] int channels() const { return numChannels; }
+
+    /// Appends a block; nothing for an empty one. A block of another channel count restarts the
+    /// stream: it becomes the only content, and the count is learned from the block after it; until
+    /// then read() and pop() give empty signals. std::length_error "list too long" when full.
+    void add(const Signal32& block);
+
+    /// Drops everything and forgets the channel count.
+    void clear();
+
+    /// Copies the oldest `count` samples. Where fewer are queued, the rest of the result is undefined.
+    [[nodiscard]] Signal32 read(int count) const;
+
+    /// Drops the oldest `count` samples, all if there are no more. Keeps the channel count.
+    void discard(int count);
+
+    /// Takes the oldest `count` samples, which must not be more than are pending.
+    [[nodiscard]] Signal32 pop(int count);
+
+private:
+    /// Copies from block to block until `count` samples are in `result`.
+    void copyTo(Signal32& result, int count) const;
+
+    /// Lets go of the oldest `count` samples, block by block.
+    void consume(int count);
+
+    std::int64_t numPending = 0; // the lengths of all blocks less readOffset
+    std::list<Signal32> blocks;  // oldest first, each of one sample or more
+    int readOffset = 0;          // samples of the oldest block that are consumed
+    int numChannels = -1;
+};
+
+} // namespace sorvane

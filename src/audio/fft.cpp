@@ -1,0 +1,62 @@
+#include "audio/fft.h"
+
+#include "support/vector_status.h"
+
+namespace sorvane {
+
+FFT32::~FFT32() {
+    ippsFree(specMemory);
+    ippsFree(workBuffer);
+    ippsFree(initBuffer);
+}
+
+void FFT32::rebuild(int length) {
+    ippsFree(specMemory);
+    ippsFree(workBuffer);
+    ippsFree(initBuffer);
+    spec = nullptr;
+    specMemory = workBuffer = initBuffer = nullptr;
+    size = length;
+    order = 0;
+    for (int half = length; half > 1; half >>= 1)
+        ++order;
+
+    // The statuses need no look: a transform that isn't there does nothing.
+    int specSize = 0;
+    int initSize = 0;
+    int workSize = 0;
+    ippsFFTGetSize_R_32f(order, IPP_FFT_NODIV_BY_ANY, ippAlgHintFast, &specSize, &initSize,
+                         &workSize);
+    specMemory = ippsMalloc_8u(specSize);
+    workBuffer = ippsMalloc_8u(workSize);
+    initBuffer = ippsMalloc_8u(initSize);
+    ippsFFTInit_R_32f(&spec, order, IPP_FFT_NODIV_BY_ANY, ippAlgHintFast, specMemory, initBuffer);
+}
+
+ComplexSignal32 FFT32::forward(const Signal32& input) {
+    if (!spec || input.length != size)
+        rebuild(input.length);
+    ComplexSignal32 result(input.channels, input.length / 2 + 1);
+    const bool ready = spec && input.length > 0;
+    result.fill(0.0F, ready ? (1 << order) / 2 + 1 : 0);
+    for (int c = 0; ready && c < input.channels; ++c)
+        ippsFFTFwd_RToCCS_32f(input.row(c), reinterpret_cast<float*>(result.channelData(c)), spec,
+                              workBuffer);
+    return result;
+}
+
+Signal32 FFT32::inverse(const ComplexSignal32& input) {
+    // Fewer than two bins have no samples.
+    if (input.length < 2)
+        return {input.channels, 0};
+    if (!spec || input.length != size / 2 + 1)
+        rebuild(2 * input.length - 2);
+    Signal32 result(input.channels, 2 * input.length - 2);
+    result.fill(0.0F, spec ? 1 << order : 0);
+    for (int c = 0; spec && c < input.channels; ++c)
+        ippsFFTInv_CCSToR_32f(reinterpret_cast<const float*>(input.row(c)), result.channelData(c),
+                              spec, workBuffer);
+    return result;
+}
+
+} // namespace sorvane

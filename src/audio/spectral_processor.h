@@ -1,0 +1,57 @@
+#pragma once
+
+#include "audio/audio_processor.h"
+#include "audio/audio_queue.h"
+#include "audio/fft.h"
+
+#include <list>
+
+namespace sorvane {
+
+/// Makes a streaming audio processor of a frequency-domain stage: cuts the input into overlapping
+/// frames, windows, zero-pads and transforms them, hands each spectrum to processSpectrum(), and
+/// overlap-adds what comes back. Output comes in whole hops, possibly none.
+///
+/// A spectrum has a row per channel and fftLength / 2 + 1 bins, unscaled: its first bin is the sum of
+/// the windowed samples. All work runs on the thread that calls process(); no call may overlap another.
+/// Without sizes (a frame length of 0) audio passes through.
+class BaseSpectralProcessor : public BaseAudioProcessor {
+public:
+    /// Stores the sizes in samples at the host's rate, makes the windows and resets. The transform
+    /// must be at least as long as the frame.
+    void setSizes(int newFftLength, int newFrameLength, int newHop);
+
+    /// Samples from an input to its output: fewer by a hop when blocks are whole multiples of it.
+    int getLatency(int blockSize) override;
+    void reset() override;
+
+    /// Exceptions of the stage pass through; the frame in progress is then lost.
+    void process(Signal32& output, const Signal32& input) override;
+
+protected:
+    /// Takes a spectrum of the input channels; gives zero or more of the output channels, in order.
+    virtual std::list<ComplexSignal32> processSpectrum(const ComplexSignal32& frame) = 0;
+
+    /// Makes both windows for the sizes and formats; nothing without a set output format.
+    virtual void makeWindows();
+
+    int fftLength = 0;
+    int frameLength = 0;
+    int hop = 0;
+    int tailHops = 0;     // hops of a processed frame's end that lie beyond the part that is used
+    int overlapCount = 2; // frames that are summed into one hop of output
+
+private:
+    std::list<Signal32> processFrame(const Signal32& frame);
+
+    /// Sums the hop that is complete with the oldest `overlapCount` frames.
+    [[nodiscard]] Signal32 sumOldestHop() const;
+
+    Signal32 analysisWindow;  // a row per input channel, frameLength samples
+    Signal32 synthesisWindow; // a row per output channel, frameLength samples
+    FFT32 fft;
+    std::list<Signal32> outputFrames; // processed, oldest first
+    AudioQueue inputQueue;
+};
+
+} // namespace sorvane

@@ -1,0 +1,86 @@
+#include "engine/processor_state.h"
+
+#include "support/vector_rows.h"
+
+#include <algorithm>
+#include <cstdint>
+
+using sorvane::ProcessorState;
+using sorvane::Signal32;
+using sorvane::stateOf;
+
+namespace {
+
+/// Processes a block and queues what comes out, last of all, so that an exception leaves the queue as
+/// it was.
+void addBlock(ProcessorState& state, const Signal32& block) {
+    state.outputQueue.add(state.processBlock(block));
+}
+
+/// A block of the host's channels for `numSamples` samples, empty for a count below 1.
+Signal32 makeBlock(const ProcessorState& state, int numSamples) {
+    return {state.numInputChannels, std::max(numSamples, 0)};
+}
+
+/// Pops `numSamples` samples and calls `deliver(block)` with them, if there are any to deliver.
+template <typename Deliver>
+bool getBlock(ProcessorState& state, int numSamples, Deliver deliver) {
+    if (numSamples < 0 || numSamples > state.outputQueue.pending())
+        return false;
+    Signal32 block = state.outputQueue.pop(numSamples);
+    if (numSamples > 0 && block.channels >= state.numOutputChannels)
+        deliver(block);
+    return true;
+}
+
+} // namespace
+
+void sorvaneAddAudio(void* handle, const float* const* channels, int numSamples) {
+    ProcessorState& state = stateOf(handle);
+    Signal32 block = makeBlock(state, numSamples);
+    for (int c = 0; c < block.channels; ++c)
+        sorvane::copyElements(channels[c], block.channelData(c), numSamples);
+    addBlock(state, block);
+}
+
+void sorvaneAddAudioInterleaved(void* handle, const float* samples, int numSamples) {
+    ProcessorState& state = stateOf(handle);
+    Signal32 block = makeBlock(state, numSamples);
+    if (block.length > 0 && block.channels > 0) {
+        sorvane::requireMemory(block.row(0));
+        const auto& rows = block.channelPointers();
+        for (int i = 0; i < numSamples; ++i)
+            for (float* row : rows)
+                row[i] = *samples++;
+    }
+    addBlock(state, block);
+}
+
+bool sorvaneGetAudio(void* handle, float* const* channels, int numSamples) {
+    ProcessorState& state = stateOf(handle);
+    return getBlock(state, numSamples, [&](const Signal32& block) {
+        for (int c = 0; c < state.numOutputChannels; ++c)
+            sorvane::copyElements(block.row(c), channels[c], numSamples);
+    });
+}
+
+bool sorvaneGetAudioInterleaved(void* handle, float* samples, int numSamples) {
+    ProcessorState& state = stateOf(handle);
+    return getBlock(state, numSamples, [&](Signal32& block) {
+        const auto& rows = block.channelPointers();
+        for (int i = 0; i < numSamples; ++i)
+            for (const float* row : rows)
+                *samples++ = row[i];
+    });
+}
+
+int sorvaneGetNumOfPendingSamples(void* handle) {
+    return static_cast<int>(
+        static_cast<std::uint32_t>(stateOf(handle).outputQueue.pending()));
+}
+
+void sorvaneResetProcessorState(void* handle) {
+    ProcessorState& state = stateOf(handle);
+    state.outputQueue.clear();
+    state.processor.reset();
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "engine/sorvane_engine.h"
+
+#include "model/neural_model.h"
+
+namespace sorvane {
+
+/// The record behind a model handle.
+struct ModelState {
+    NeuralModel<float> model;
+    Tensor32 resultTensor; // of the latest push
+};
+
+inline ModelState& modelStateOf(void* handle) { return *static_cast<ModelState*>(handle); }
+
+} // namespace sorvane

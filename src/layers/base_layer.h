@@ -1,0 +1,154 @@
+#pragma once
+
+#include "audio/tensor.h"
+#include "layers/record_reader.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace sorvane {
+
+/// The codes that a model file gives to the kinds of layers; "input" and "output" have none in a file.
+enum LayerKind : int {
+    inputKind = 0,
+    outputKind = 1,
+    convKind = 2,
+    transposedConvKind = 3,
+    reluKind = 4,
+    eluKind = 5,
+    sigmoidKind = 6,
+    normKind = 7,
+    concatKind = 9,
+    leakyReluKind = 12,
+    denseKind = 14,
+    separableConvKind = 15,
+    preNormKind = 16,
+    softplusKind = 17,
+    arithmeticKind = 18,
+    selfAttentionKind = 19,
+    hardSigmoidKind = 20,
+    frequencyRescaleKind = 22,
+    arPreNormKind = 23,
+};
+
+template <typename T>
+class BaseLayer;
+
+/// The layers of a model by name; the owner of the graph.
+template <typename T>
+using LayerMap = std::map<std::string, std::shared_ptr<BaseLayer<T>>>;
+
+/// A node of a push network. A layer that has computed something hands it straight to each of its
+/// successors, in the order in which they were attached, each of which finishes its whole subgraph
+/// before the next one starts.
+///
+/// Tensors between layers are [T, F, C]: frames, frequency positions, channels, channels fastest. What
+/// a layer hands on is its own output tensor, valid for the call; a receiver that keeps it copies the
+/// value, and the producer detaches before it writes again.
+///
+/// Errors: exceptions, never return values. std::runtime_error "IPP exception: " and the status text,
+/// with the size error for tensors that don't fit each other; the frame in progress is then lost.
+/// Threads: one at a time drives a graph. Real time: after the first frames of a shape no allocation
+/// but for frames that someone keeps.
+template <typename T>
+class BaseLayer {
+public:
+    explicit BaseLayer(int layerKind);
+
+    /// Reads the name of the layer's input and attaches to it. std::out_of_range for an unknown name.
+    BaseLayer(LayerMap<T>& layers, RecordReader& reader, int layerKind);
+
+    BaseLayer(const BaseLayer&) = delete;
+    BaseLayer& operator=(const BaseLayer&) = delete;
+    virtual ~BaseLayer();
+
+    /// Consumes all frames of `input` now, and passes on what comes of them. `source` is the layer that
+    /// calls, null for the network's caller. Returns true when a frame reached an output.
+    virtual bool forward(const Tensor<T>& input, BaseLayer* source);
+
+    /// Forgets the stream; a layer without streaming state does nothing. Doesn't call successors.
+    virtual void reset();
+
+    /// Input frames of the network that pass before the first output frame, along the longest path.
+    /// `scale` is the number of network input frames that one frame here stands for.
+    virtual int latency(int scale);
+
+    /// Tells the graph downstream that a tick passed without output from an upstream layer.
+    virtual void flush();
+
+    void addSuccessor(BaseLayer& successor) { successors.push_back(&successor); }
+
+    /// Called once a layer's successors are complete and prepared: notes which of them a flush
+    /// concerns, and the length of the longest chain from here on.
+    void prepare();
+
+    /// Layers on the longest chain from here on, this one included.
+    [[nodiscard]] int depth() const { return longestChain; }
+
+protected:
+    /// Passes a tensor to every successor. True when any of them returned true.
+    bool forwardToSuccessors(const Tensor<T>& output);
+
+    /// Calls flush() on the successors that it concerns.
+    void flushSuccessors();
+
+    /// The largest latency among the successors; 0 without any. Each scale is computed once.
+    int successorLatency(int scale);
+
+    /// Set by layers that hold back frames which a flush releases.
+    bool drains = false;
+
+private:
+    std::vector<BaseLayer*> successors; // not owned, in order of attachment
+    int kind;
+    std::vector<BaseLayer*> drainingSuccessors;
+    int longestChain = 1;
+    std::map<int, int> knownLatencies; // by scale
+};
+
+/// Looks a layer up by name; std::out_of_range "invalid map<K, T> key" for an unknown one.
+template <typename T>
+BaseLayer<T>& findLayer(LayerMap<T>& layers, const std::string& name);
+
+/// Notices when the shape of a layer's input changes, so that tensors are held against each other once
+/// a shape rather than once a frame.
+class ShapeGuard {
+public:
+    /// Calls `verify(dimensions)` for a shape that differs from the last one that passed. What it
+    /// raises leaves the shape unpassed. Returns the dimensions.
+    template <typename Verify>
+    TensorDims operator()(const Tensor32& input, Verify&& verify) {
+        if (!passed || input.shape != shape) {
+            passed = false;
+            dims = dimsOf(input);
+            verify(std::as_const(dims));
+            shape = input.shape;
+            passed = true;
+        }
+        return dims;
+    }
+
+    /// Makes the next call verify, after the layer has changed what the check depends on.
+    void forget() { passed = false; }
+
+private:
+    bool passed = false;
+    std::vector<int> shape;
+    TensorDims dims;
+};
+
+/// Products and sums of latencies wrap at 32 bits.
+constexpr int wrappingAdd(int a, int b) {
+    return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
+}
+constexpr int wrappingMultiply(int a, int b) {
+    return static_cast<int>(static_cast<unsigned>(a) * static_cast<unsigned>(b));
+}
+
+extern template class BaseLayer<float>;
+extern template BaseLayer<float>& findLayer(LayerMap<float>&, const std::string&);
+
+} // namespace sorvane

@@ -1,0 +1,183 @@
+#include "layers/convolution.h"
+
+#include "layers/tensor_operations.h"
+#include "layers/tensor_record.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace sorvane {
+
+template <typename T>
+ConvLayer<T>::ConvLayer(LayerMap<T>& layers, RecordReader& reader)
+    : BaseLayer<T>(layers, reader, convKind) {
+    weights = readTensor(reader);
+    bias = readTensor(reader);
+    strideT = reader.scalar<std::int8_t>();
+    strideF = reader.scalar<std::int8_t>();
+    dilationT = reader.scalar<std::int8_t>();
+    unusedParameter = reader.scalar<std::int8_t>();
+    delay = reader.scalar<std::int8_t>();
+    kernelT = dimension(weights, 0);
+    kernelF = dimension(weights, 1);
+    inChannels = dimension(weights, 2);
+    outChannels = dimension(weights, 3);
+    span = (std::int64_t{kernelT} - 1) * dilationT + 1;
+}
+
+template <typename T>
+bool ConvLayer<T>::isDepthwise(const TensorDims& input) const {
+    return inChannels == 1 && input.channels != 1;
+}
+
+template <typename T>
+int ConvLayer<T>::ringWidth(const TensorDims& input) const {
+    return isDepthwise(input) ? outChannels : input.channels;
+}
+
+/// Frequency position that kernel position 0 meets for the first output.
+template <typename T>
+std::int64_t ConvLayer<T>::firstPosition() const {
+    return -((std::int64_t{kernelF} - strideF) / 2);
+}
+
+template <typename T>
+void ConvLayer<T>::verify(const TensorDims& input, std::int64_t available) const {
+    requireShape(input.channels > 0 && strideT != 0 && strideF != 0);
+    requireShape(kernelT >= 0 && kernelF >= 0 && inChannels >= 0 && outChannels >= 0);
+    requireShape(span >= 1 && span <= std::numeric_limits<int>::max());
+
+    const std::int64_t width = ringWidth(input);
+    const std::int64_t repeat = width / input.channels;
+    const bool built = history.numAvailable() > 0;
+    const std::int64_t ringRows = built ? history.shape[1] : input.rows;
+    const std::int64_t ringChannels = built ? history.shape[2] : width;
+
+    const std::int64_t stored = input.rows * (repeat < 2 ? width : input.channels * repeat);
+    requireSize(stored, ringRows * ringChannels);
+    const std::int64_t read = repeat < 2 ? input.frames * stored : input.frameSize();
+    requireSize(input.frames > 0 ? read : 0, available);
+
+    const std::int64_t outRows = ringRows / strideF;
+    if (outRows < 1)
+        return;
+    requireSize(bias.numAvailable() > 0 ? outChannels : 0, bias.numAvailable());
+
+    std::int64_t lastRow = -1;
+    std::int64_t lastPosition = -1;
+    std::int64_t lastTap = -1;
+    for (std::int64_t o = 0; o < outRows; ++o) {
+        const std::int64_t position = firstPosition() + o * strideF;
+        const std::int64_t first = std::max<std::int64_t>(-position, 0);
+        const std::int64_t last = std::min<std::int64_t>(ringRows - position, kernelF) - 1;
+        if (first > last)
+            continue;
+        lastRow = o;
+        lastPosition = std::max(lastPosition, position + last);
+        lastTap = std::max(lastTap, last);
+    }
+    if (lastRow < 0 || kernelT < 1)
+        return;
+
+    const std::int64_t lastWeights =
+        (std::int64_t{kernelT - 1} * kernelF + lastTap) * inChannels * outChannels;
+    if (isDepthwise(input)) {
+        requireSize(lastWeights + ringChannels, weights.numAvailable());
+        requireSize(lastRow * outChannels + ringChannels, outRows * outChannels);
+    } else {
+        requireSize(lastWeights + std::int64_t{inChannels} * outChannels, weights.numAvailable());
+        requireSize(lastPosition * ringChannels + inChannels, ringRows * ringChannels);
+    }
+}
+
+template <typename T>
+bool ConvLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
+    const TensorDims dims = guard(
+        input, [&](const TensorDims& shape) { verify(shape, input.numAvailable()); });
+    depthwise = isDepthwise(dims);
+    if (history.numAvailable() == 0)
+        makeZeros(history, {static_cast<int>(span), dims.rows, ringWidth(dims)});
+
+    bool reached = false;
+    for (int t = 0; t < dims.frames; ++t) {
+        storeFrame(input, dims, t);
+        reached |= produce();
+        ++frameCount;
+    }
+    return reached;
+}
+
+template <typename T>
+void ConvLayer<T>::storeFrame(const Tensor<T>& input, const TensorDims& dims, int frame) {
+    const int width = ringWidth(dims);
+    const int repeat = width / dims.channels;
+    T* ring = writableFrameOf(history, frameCount % span);
+    if (repeat < 2) {
+        const std::int64_t row = std::int64_t{dims.rows} * width;
+        copyElements(input.elements() + frame * row, ring, row);
+        return;
+    }
+    const T* value = input.elements();
+    for (std::int64_t i = 0; i < dims.frameSize(); ++i, ring += repeat)
+        check(ippsSet_32f(value[i], ring, repeat));
+}
+
+template <typename T>
+bool ConvLayer<T>::produce() {
+    if (frameCount < delay || (frameCount - delay) % strideT != 0) {
+        this->flushSuccessors();
+        return false;
+    }
+    const int outRows = history.shape[1] / strideF;
+    output.setShape({1, outRows, outChannels});
+    T* out = output.writableElements();
+    if (bias.numAvailable() > 0)
+        for (int o = 0; o < outRows; ++o)
+            copyElements(bias.elements(), out + std::int64_t{o} * outChannels, outChannels);
+    else
+        zeroElements(out, elementCount(output.shape));
+
+    for (int k = 0; k < kernelT; ++k)
+        addTap(k, frameOf(history, (frameCount + 1 + std::int64_t{dilationT} * k) % span), out,
+               outRows);
+    return this->forwardToSuccessors(output);
+}
+
+/// Adds what time tap `tap` makes of a ring frame to all output rows.
+template <typename T>
+void ConvLayer<T>::addTap(int tap, const T* frame, T* out, int outRows) const {
+    const int rows = history.shape[1];
+    const int width = history.shape[2];
+    const std::int64_t kernelSize = std::int64_t{inChannels} * outChannels;
+    std::int64_t position = firstPosition();
+    for (int o = 0; o < outRows; ++o, position += strideF, out += outChannels) {
+        const std::int64_t first = std::max<std::int64_t>(-position, 0);
+        const std::int64_t last = std::min<std::int64_t>(rows - position, kernelF) - 1;
+        for (std::int64_t j = first; j <= last; ++j) {
+            const T* kernel = weights.elements() + (std::int64_t{tap} * kernelF + j) * kernelSize;
+            const T* x = frame + (position + j) * width;
+            if (depthwise) {
+                addProduct(kernel, x, out, width);
+            } else {
+                for (int ci = 0; ci < inChannels; ++ci)
+                    addScaled(kernel + std::int64_t{ci} * outChannels, x[ci], out, outChannels);
+            }
+        }
+    }
+}
+
+template <typename T>
+void ConvLayer<T>::reset() {
+    zeroElements(history.writableElements(), history.numAvailable());
+    frameCount = 0;
+}
+
+template <typename T>
+int ConvLayer<T>::latency(int scale) {
+    return wrappingAdd(wrappingMultiply(delay, scale),
+                       this->successorLatency(wrappingMultiply(scale, strideT)));
+}
+
+template class ConvLayer<float>;
+
+} // namespace sorvane

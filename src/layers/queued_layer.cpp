@@ -1,0 +1,66 @@
+#include "layers/queued_layer.h"
+
+#include "layers/tensor_operations.h"
+#include "support/bounded_list.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace sorvane {
+
+template <typename T>
+BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader)
+    : BaseLayer<T>(inputKind) {
+    const int count = reader.scalar<std::int16_t>();
+    for (int i = 0; i < count; ++i) {
+        BaseLayer<T>& source = findLayer(layers, reader.string());
+        source.addSuccessor(*this);
+        inputQueues.push_back({{}, &source});
+        sources.push_back(&source);
+    }
+}
+
+template <typename T>
+bool BaseQueuedLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* source) {
+    const auto queue = std::find_if(inputQueues.begin(), inputQueues.end(),
+                                    [&](const InputQueue& entry) { return entry.source == source; });
+    if (queue == inputQueues.end())
+        return false;
+
+    const TensorDims dims = dimsOf(input);
+    stage.setShape({1, dims.rows, dims.channels});
+    for (int t = 0; t < dims.frames; ++t) {
+        copyElements(frameOf(input, t), stage.writableElements(), dims.frameSize());
+        appendBounded(queue->frames, stage, maxTensorsInList);
+    }
+    return runReadyFrames();
+}
+
+template <typename T>
+bool BaseQueuedLayer<T>::runReadyFrames() {
+    std::size_t ready = inputQueues.front().frames.size();
+    for (const InputQueue& queue : inputQueues)
+        ready = std::min(ready, queue.frames.size());
+
+    bool reached = false;
+    for (; ready > 0; --ready) {
+        std::vector<Tensor<T>> frames;
+        frames.reserve(inputQueues.size());
+        for (InputQueue& queue : inputQueues) {
+            frames.push_back(std::move(queue.frames.front()));
+            queue.frames.pop_front();
+        }
+        reached |= process(frames, sources);
+    }
+    return reached;
+}
+
+template <typename T>
+void BaseQueuedLayer<T>::reset() {
+    for (InputQueue& queue : inputQueues)
+        queue.frames.clear();
+}
+
+template class BaseQueuedLayer<float>;
+
+} // namespace sorvane

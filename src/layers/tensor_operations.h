@@ -1,0 +1,27 @@
+#pragma once
+
+#include "audio/tensor.h"
+#include "support/vector_rows.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace sorvane {
+
+/// Gives a tensor a shape and zeros.
+inline void makeZeros(Tensor32& tensor, const std::vector<int>& shape) {
+    tensor.setShape(shape);
+    zeroElements(tensor.writableElements(), elementCount(shape));
+}
+
+/// Frame `index` of a tensor [T, F, C] for reading.
+inline const float* frameOf(const Tensor32& tensor, std::int64_t index) {
+    return tensor.elements() + index * tensor.shape[1] * tensor.shape[2];
+}
+
+/// Frame `index` of a tensor [T, F, C] for writing: detaches first.
+inline float* writableFrameOf(Tensor32& tensor, std::int64_t index) {
+    return tensor.writableElements() + index * tensor.shape[1] * tensor.shape[2];
+}
+
+} // namespace sorvane

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "layers/base_layer.h"
+
+#include <list>
+
+namespace sorvane {
+
+/// Where a network's caller pushes tensors in; passes them on unchanged.
+template <typename T>
+class InputLayer : public BaseLayer<T> {
+public:
+    InputLayer();
+    bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;
+};
+
+/// Where results wait until they are collected.
+template <typename T>
+class OutputLayer : public BaseLayer<T> {
+public:
+    OutputLayer();
+
+    /// Reads the name of the layer that it collects from and attaches to it.
+    OutputLayer(LayerMap<T>& layers, RecordReader& reader);
+
+    /// Keeps a shared copy; always true.
+    bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;
+    void reset() override;
+
+    /// Takes all waiting tensors, joined along the frames in order of arrival; an empty tensor when
+    /// there are none. Tensors that don't fit the first one's F and C are dropped with the size error.
+    Tensor<T> collect();
+
+private:
+    std::list<Tensor<T>> waiting;
+};
+
+extern template class InputLayer<float>;
+extern template class OutputLayer<float>;
+
+} // namespace sorvane

@@ -1,0 +1,91 @@
+#include "model/neural_model.h"
+
+#include "model/layer_factory.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <stdexcept>
+
+namespace sorvane {
+
+template <typename T>
+NeuralModel<T>::NeuralModel()
+    : inputLayer(std::make_shared<InputLayer<T>>()),
+      outputLayer(std::make_shared<OutputLayer<T>>()) {
+    inputLayer->addSuccessor(*outputLayer);
+    keep("input", inputLayer);
+    keep("output", outputLayer);
+}
+
+template <typename T>
+void NeuralModel<T>::keep(const std::string& name, std::shared_ptr<BaseLayer<T>> layer) {
+    allLayers.push_back(layer);
+    layers[name] = std::move(layer);
+}
+
+template <typename T>
+bool NeuralModel<T>::load(std::shared_ptr<BinaryInputStream> stream) {
+    try {
+        RecordReader reader(*stream);
+        outputMode = 0;
+        layers.clear();
+        allLayers.clear();
+        inputLayer = std::make_shared<InputLayer<T>>();
+        keep("input", inputLayer);
+        if (!readHeader(reader))
+            return false;
+        silenceHistory();
+        return readNetwork(reader);
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+template <typename T>
+bool NeuralModel<T>::readNetwork(RecordReader& reader) {
+    const auto layerCount = reader.scalar<std::int32_t>();
+    for (std::int32_t i = 0; i < layerCount; ++i) {
+        const std::string name = reader.string();
+        const int kind = reader.scalar<std::int16_t>();
+        std::shared_ptr<BaseLayer<T>> layer = makeLayer<T>(kind, layers, reader);
+        if (!layer)
+            return false;
+        keep(name, std::move(layer));
+    }
+    outputLayer = std::make_shared<OutputLayer<T>>(layers, reader);
+    keep("output", outputLayer);
+    prepareGraph();
+    latencyFrames = inputLayer->latency(1);
+    return true;
+}
+
+// A layer's successors stand later in the file, so that the reverse order finds them prepared.
+template <typename T>
+void NeuralModel<T>::prepareGraph() {
+    for (auto layer = allLayers.rbegin(); layer != allLayers.rend(); ++layer) {
+        (*layer)->prepare();
+        if ((*layer)->depth() > maxChainLength)
+            throw std::length_error("chain of layers too long");
+    }
+}
+
+template <typename T>
+void NeuralModel<T>::reset() {
+    for (const auto& layer : allLayers)
+        layer->reset();
+    silenceHistory();
+}
+
+template <typename T>
+void NeuralModel<T>::silenceHistory() {
+    frameHistory.clear();
+    ComplexSignal32 silence(numInputChannels, packedBins);
+    silence.fill(0.0F);
+    for (int i = 0; i < historyLength; ++i)
+        frameHistory.push_back(silence);
+}
+
+template class NeuralModel<float>;
+
+} // namespace sorvane

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "audio/spectral_processor.h"
+#include "model/neural_model.h"
+#include "support/thread_pool.h"
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace sorvane {
+
+/// The processor behind a handle: runs one or more networks on the spectra of the host's audio, and
+/// mixes what they give by gains and sensitivities. Each network gives one mask per bus (or the spectra
+/// of stems); the last bus is what the masks leave over.
+///
+/// The host's rate is met by scaling the transform sizes by a power of two, its channel count by going
+/// through mono; nothing is resampled.
+///
+/// Use: loadModels() once, setFormats(), then process() and reset() at will.
+/// Threads: parameters on any thread at any time; all else on one at a time. With two or more models
+/// each runs on a pool thread of its own while process() waits.
+///
+/// With two or more models there are more queues than masks, so that audio goes in and never comes out:
+/// what waits grows with every frame.
+class SorvaneProcessor : public BaseSpectralProcessor {
+public:
+    /// Busses that have parameters; those past them have a gain of 1 and a sensitivity of 0.
+    static constexpr int maxParameterBusses = 16;
+
+    /// Loads the models of files. False when one can't be loaded or they disagree in frame length, hop,
+    /// rate or channels; the object is then fit for destruction alone. With two or more models starts
+    /// their threads; std::system_error when one can't start.
+    bool loadModels(const std::vector<std::string>& paths);
+
+    /// False without models, or when no stream can run with the sizes that the host's rate gives.
+    bool setFormats(const AudioFormat& input, const AudioFormat& output) override;
+
+    /// Samples at the host's rate.
+    int getLatency(int blockSize) override;
+    void reset() override;
+
+    [[nodiscard]] const std::vector<NeuralModel<float>>& getModels() const { return models; }
+
+    [[nodiscard]] int getNumOfOutputBusses(bool includeResidual) const;
+
+    /// Walks `index` steps round a circle of the names and one empty one at its end, backwards when
+    /// negative. Valid for the life of the object.
+    [[nodiscard]] const std::string& getOutputBusName(int index) const;
+
+    /// Parameters of the first 16 busses, at any time on any thread.
+    std::array<std::atomic<float>, maxParameterBusses> busSensitivities; // -100 to 100
+    std::array<std::atomic<float>, maxParameterBusses> busGains;         // linear, from 0
+    std::atomic<float> bandExtension{1.0F}; // when not 0, masks go on above the model's band
+
+    SorvaneProcessor();
+
+protected:
+    std::list<ComplexSignal32> processSpectrum(const ComplexSignal32& frame) override;
+
+private:
+    bool loadModel(NeuralModel<float>& model, const std::string& path);
+    bool configureSpectralSizes();
+    [[nodiscard]] std::size_t numQueues() const;
+
+    void runModels(const ComplexSignal32& modelFrame);
+    [[nodiscard]] bool canMakeFrame() const;
+    ComplexSignal32 makeFrame();
+    void distributeResults(int busIndex, int numMasks, const std::vector<ComplexSignal32>& results);
+    [[nodiscard]] ComplexSignal32 applySensitivity(const ComplexSignal32& mask,
+                                                   float sensitivity) const;
+    [[nodiscard]] float gainOf(std::size_t bus) const;
+    [[nodiscard]] float sensitivityOf(std::size_t bus) const;
+
+    std::unique_ptr<ThreadPool> threadPool; // with two or more models
+    std::vector<NeuralModel<float>> models;
+    AudioFormat modelInputFormat;
+    AudioFormat modelOutputFormat;
+    std::vector<std::string> outputBusNames; // model by model
+    std::list<ComplexSignal32> pendingFrames; // input frames that wait for their results
+    std::vector<std::list<ComplexSignal32>> busQueues; // results; one a bus but the last
+};
+
+/// A signal of `channels` rows: the same when the count agrees, otherwise copies of the mean of all rows.
+/// Below 2 channels the mean itself.
+ComplexSignal32 adaptChannels(const ComplexSignal32& signal, int channels);
+
+} // namespace sorvane
