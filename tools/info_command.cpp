@@ -13,25 +13,28 @@ namespace sorvane::tools {
 
 namespace {
 
+/// What the file leaves empty isn't shown.
 void printLine(const char* label, const std::string& value) {
-    std::printf("%-13s%s\n", label, value.c_str());
+    if (!value.empty())
+        std::printf("%-13s%s\n", label, value.c_str());
 }
 
-std::string packingText(const NeuralModel<float>& model) {
-    const std::string bins = std::to_string(model.packedBins) + " bins";
+/// What the network sees of a spectrum.
+std::string inputText(const NeuralModel<float>& model) {
+    const std::string bins = std::to_string(model.packedBins) + " bins, ";
+    const std::string border = "bin " + std::to_string(model.lowBins);
     switch (model.inputPacking) {
     case 1:
-        return bins + ", magnitudes";
+        return bins + "magnitudes";
     case 2:
-        return bins + ", signed parts below bin " + std::to_string(model.lowBins) +
-               ", magnitudes above";
+        return bins + "signed parts below " + border + ", magnitudes from there on";
     case 4:
-        return bins + ", complex";
+        return bins + "complex";
     case 6:
-        return bins + ", complex, in groups of " + std::to_string(model.bandGroup) + " from bin " +
-               std::to_string(model.lowBins);
+        return bins + "complex, in groups of " + std::to_string(model.bandGroup) + " from " +
+               border + " on";
     default:
-        return bins + ", of a kind that can't be run";
+        return bins + "of a kind that can't be run";
     }
 }
 
@@ -49,19 +52,18 @@ void printHeader(const ModelOutline& outline, int latencySamples) {
     printLine("tag", printable(model.modelTag));
     printLine("id", std::to_string(model.modelId));
     printLine("note", printable(model.modelNote));
-    printLine("sample rate", shortNumber(model.sampleRate) + " Hz");
+    printLine("sample rate", shortNumber(model.sampleRate, 10) + " Hz");
     printLine("channels", std::to_string(model.numInputChannels) + " in, " +
                               std::to_string(model.numOutputChannels) + " out");
     printLine("transform", groupedNumber(model.fftLength) + " samples");
     printLine("frame", groupedNumber(model.frameLength) + " samples");
     printLine("hop", groupedNumber(model.hop) + " samples, " +
                          shortNumber(1000.0 * model.hop / model.sampleRate) + " ms");
-    printLine("input", "packing " + std::to_string(model.inputPacking) + ": " + packingText(model) +
-                           "; " + std::to_string(model.packedRows) + " rows, " +
-                           std::to_string(model.historyLength) + " frames");
-    printLine("output", "packing " + std::to_string(model.outputPacking) + ", " +
-                            std::to_string(model.numMasks) +
-                            (model.outputMode == 0 ? " masks" : " spectra"));
+    printLine("packing", std::to_string(model.inputPacking) + " in, " +
+                             std::to_string(model.outputPacking) + " out");
+    printLine("input", inputText(model) + "; " + std::to_string(model.packedRows) + " rows");
+    printLine("output",
+              std::to_string(model.numMasks) + (model.outputMode == 0 ? " masks" : " spectra"));
     printLine("latency", latencyText(model, latencySamples));
     printLine("weights", groupedNumber(outline.numWeights()));
 }

@@ -29,9 +29,9 @@ std::optional<double> parseNumber(const std::string& text) {
     return value;
 }
 
-std::string shortNumber(double value) {
+std::string shortNumber(double value, int digits) {
     char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%g", value);
+    std::snprintf(buffer, sizeof buffer, "%.*g", digits, value);
     return buffer;
 }
 

@@ -15,8 +15,8 @@ std::string quoted(const std::string& text);
 /// The number that `text` is as a whole, or nothing; "inf" and "nan" are none.
 std::optional<double> parseNumber(const std::string& text);
 
-/// At most six significant digits, without trailing zeros.
-std::string shortNumber(double value);
+/// At most `digits` significant digits, without trailing zeros.
+std::string shortNumber(double value, int digits = 6);
 
 /// An integer with a comma after each group of three digits.
 std::string groupedNumber(long long value);
