@@ -78,7 +78,7 @@ TEST(ModelOutline, ReadsEveryKindInEveryVersion) {
         EXPECT_EQ(outline.layers[13].tensors.size(), version >= 0x1007 ? 3U : 2U);
         EXPECT_EQ(parametersOf(outline.layers[15]),
                   "bandCount 2.000000 start 1.000000 start 2.000000 ");
-        EXPECT_EQ(outline.numWeights(), 4 * 24 + 24 + 8 * 4 + 6 + 15 + (version >= 0x1007 ? 9 : 0));
+        EXPECT_EQ(outline.numWeights(), 5 * 24 + 7 * 4 + 6 + 15 + (version >= 0x1007 ? 9 : 0));
     }
 }
 
