@@ -6,17 +6,18 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install_packages.sh cmake g++ ninja-build pkg-config libcli11-dev libsndfile1-dev \
-    libxsimd-dev alsa-utils gnuplot-nox
+scripts/install_packages.sh cmake g++ ninja-build pkg-config \
+    libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev alsa-utils gnuplot-nox
 
+if command -v ccache >/dev/null; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
+fi
 jobs=$(nproc 2>/dev/null || getconf _NPROCESSORS_ONLN)
 mkdir -p build demo
-# A folder of its own, without the tests.
-cmake --preset release -B build/demo -DSORVANE_BUILD_TESTS=OFF >build/demo.log ||
-    { cat build/demo.log; exit 1; }
-cmake --build build/demo -j "$jobs" -- --quiet
+cmake --preset release >build/release.log || { cat build/release.log; exit 1; }
+cmake --build build/release -j "$jobs" --target sorvane sorvane_demo -- --quiet
 
-bin=build/demo/bin
+bin=build/release/bin
 model=models/noise-gate-48k.model
 sounds=/usr/share/sounds/alsa
 "$bin/sorvane_demo" mix demo/voice.wav demo/noisy.wav 10 \

@@ -35,7 +35,7 @@ run() {
     cmake --preset "$preset" -B "build/$name" -DSORVANE_WERROR=$strict "$@" >"build/$name.log" ||
         { cat "build/$name.log"; return 1; }
     "${prefix[@]}" cmake --build "build/$name" -j "$jobs" -- --quiet
-    "${prefix[@]}" ctest --test-dir "build/$name" -j "$jobs" --output-on-failure --progress
+    "${prefix[@]}" ctest --test-dir "build/$name" -j "$jobs" --output-on-failure
 }
 
 prefix=(env)

@@ -122,7 +122,7 @@ void printSpectrogram(const std::string& path) {
                 break;
             // Full scale is a sine of amplitude 1: half the sum of the window, which is length / 2.
             const double magnitude =
-                std::hypot(spectrum.row(0)[bin].real(), spectrum.row(0)[bin].imag()) / (length / 4);
+                static_cast<double>(std::abs(spectrum.row(0)[bin])) / (length / 4);
             std::printf("%.4f %.4f %.1f\n", static_cast<double>(start + length / 2) / rate,
                         frequency, 20.0 * std::log10(magnitude + 1e-6));
         }
