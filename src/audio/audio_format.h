@@ -15,8 +15,8 @@ struct AudioFormat {
     [[nodiscard]] bool isSet() const { return !speakerIds.empty() && sampleRate > 0.0; }
 
     /// Gives the channels the usual speakers for their count, which is known for 1 to 10; for other
-    /// counts the identifiers stay as they were, and new ones are 0. std::length_error for a negative
-    /// count.
+    /// counts the identifiers stay as they were, and new ones are 0. std::length_error for a
+    /// negative count.
     void setDefaultLayout(int channelCount);
 
     /// Makes the descriptions follow the identifiers.

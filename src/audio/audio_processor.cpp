@@ -10,7 +10,9 @@ bool BaseAudioProcessor::setFormats(const AudioFormat& input, const AudioFormat&
     return true;
 }
 
-int BaseAudioProcessor::getLatency(int /*blockSize*/) { return 0; }
+int BaseAudioProcessor::getLatency(int /*blockSize*/) {
+    return 0;
+}
 
 void BaseAudioProcessor::reset() {}
 

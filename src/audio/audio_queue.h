@@ -7,9 +7,9 @@
 
 namespace sorvane {
 
-/// Elastic buffer between block sizes: a FIFO of shared blocks, from which any number of samples can be
-/// read, skipped or taken across block borders. Adding costs a list node and copies no sample.
-/// Threads: one at a time.
+/// Elastic buffer between block sizes: a FIFO of shared blocks, from which any number of samples
+/// can be read, skipped or taken across block borders. Adding costs a list node and copies no
+/// sample. Threads: one at a time.
 class AudioQueue {
 public:
     /// Samples per channel that are queued and not consumed.
@@ -26,7 +26,8 @@ public:
     /// Drops everything and forgets the channel count.
     void clear();
 
-    /// Copies the oldest `count` samples. Where fewer are queued, the rest of the result is undefined.
+    /// Copies the oldest `count` samples. Where fewer are queued, the rest of the result is
+    /// undefined.
     [[nodiscard]] Signal32 read(int count) const;
 
     /// Drops the oldest `count` samples, all if there are no more. Keeps the channel count.

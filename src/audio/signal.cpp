@@ -26,7 +26,8 @@ void fillRows(Signal& signal, Value value, int start, int end, int channel, Oper
         check(operation(value, at(signal.channelData(c), start), count));
 }
 
-/// A new signal of the shape of `signal`, each row made by `operation(row of the signal, new row, c)`.
+/// A new signal of the shape of `signal`, each row made by `operation(row of the signal, new row,
+/// c)`.
 template <typename Result, typename Signal, typename Operation>
 Result mapRows(const Signal& signal, Operation operation) {
     Result result(signal.channels, signal.length);

@@ -1,13 +1,14 @@
 #pragma once
 
 // Audio and spectra as cheap values: a signal has a channel count, a length and a shared block of
-// non-interleaved rows. Copying shares the block; a writing operation first makes the block private to
-// the writer. Reading goes through row(), writing through channelData() and the operations that say so.
+// non-interleaved rows. Copying shares the block; a writing operation first makes the block private
+// to the writer. Reading goes through row(), writing through channelData() and the operations that
+// say so.
 //
-// No operation checks that two signals agree or that a range lies inside: agreement is the caller's.
-// A block that could not be allocated has null rows, and its first use raises the null-pointer error.
-// Operations on rows raise std::runtime_error "IPP exception: " and the status text; rows already
-// written stay written.
+// No operation checks that two signals agree or that a range lies inside: agreement is the
+// caller's. A block that could not be allocated has null rows, and its first use raises the
+// null-pointer error. Operations on rows raise std::runtime_error "IPP exception: " and the status
+// text; rows already written stay written.
 //
 // Threads: values that share a block may be used on different threads; one value by one thread at a
 // time. Real time: making a signal, and the first write to a shared one, allocates.
@@ -28,7 +29,8 @@ public:
 
     /// A block of undefined contents.
     SignalBase(int numChannels, int numSamples)
-        : channels(numChannels), length(numSamples),
+        : channels(numChannels),
+          length(numSamples),
           data(std::make_shared<SignalData<T>>(numChannels, numSamples)) {}
 
     /// True without a block or without samples.
@@ -47,8 +49,8 @@ public:
     /// Makes the block private to this value by copying it, if it is shared.
     void detach();
 
-    /// The row starts of the block, kept with it; a caller that means to write detaches first. There
-    /// must be a block.
+    /// The row starts of the block, kept with it; a caller that means to write detaches first.
+    /// There must be a block.
     [[nodiscard]] const std::vector<T*>& channelPointers();
 
     int channels = 0;
@@ -57,9 +59,8 @@ public:
 
 private:
     [[nodiscard]] T* start(int channel) const {
-        return data && data->data
-                   ? data->data + static_cast<std::ptrdiff_t>(channel) * data->stride
-                   : nullptr;
+        return data && data->data ? data->data + static_cast<std::ptrdiff_t>(channel) * data->stride
+                                  : nullptr;
     }
 };
 
@@ -73,12 +74,12 @@ public:
     /// Every sample is `value`.
     Signal32(int numChannels, int numSamples, float value);
 
-    /// Writes `value` to samples `start` up to `end - 1`, -1 meaning the length, of one channel or, for
-    /// -1, of all. Writes in place.
+    /// Writes `value` to samples `start` up to `end - 1`, -1 meaning the length, of one channel or,
+    /// for -1, of all. Writes in place.
     void fill(float value, int start = 0, int end = -1, int channel = -1);
 
-    /// Copies all of `source` into each row from `offset` on; nothing for an empty source. Writes in
-    /// place.
+    /// Copies all of `source` into each row from `offset` on; nothing for an empty source. Writes
+    /// in place.
     void insert(int offset, const Signal32& source);
 
     /// Copies samples `sourceStart` up to `sourceEnd - 1` of `source` into each row from

@@ -90,8 +90,8 @@ void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
         outputFrames.splice(outputFrames.end(), processed);
     }
 
-    const std::int64_t numHops =
-        std::max(static_cast<std::int64_t>(outputFrames.size()) - overlapCount + 1, std::int64_t{0});
+    const std::int64_t numHops = std::max(
+        static_cast<std::int64_t>(outputFrames.size()) - overlapCount + 1, std::int64_t{0});
     requireSize(numHops * hop, std::numeric_limits<int>::max());
     output = Signal32(outputFormat.numChannels(), static_cast<int>(numHops) * hop);
     for (int k = 0; k < static_cast<int>(numHops); ++k) {

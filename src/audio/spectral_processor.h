@@ -12,9 +12,9 @@ namespace sorvane {
 /// frames, windows, zero-pads and transforms them, hands each spectrum to processSpectrum(), and
 /// overlap-adds what comes back. Output comes in whole hops, possibly none.
 ///
-/// A spectrum has a row per channel and fftLength / 2 + 1 bins, unscaled: its first bin is the sum of
-/// the windowed samples. All work runs on the thread that calls process(); no call may overlap another.
-/// Without sizes (a frame length of 0) audio passes through.
+/// A spectrum has a row per channel and fftLength / 2 + 1 bins, unscaled: its first bin is the sum
+/// of the windowed samples. All work runs on the thread that calls process(); no call may overlap
+/// another. Without sizes (a frame length of 0) audio passes through.
 class BaseSpectralProcessor : public BaseAudioProcessor {
 public:
     /// Stores the sizes in samples at the host's rate, makes the windows and resets. The transform

@@ -1,7 +1,7 @@
 #pragma once
 
-// Tensors as cheap values: a shape and a shared buffer. Copying shares the buffer; detach() makes it
-// private before a write. Reading goes through elements(), writing through writableElements().
+// Tensors as cheap values: a shape and a shared buffer. Copying shares the buffer; detach() makes
+// it private before a write. Reading goes through elements(), writing through writableElements().
 
 #include "support/vector/ipps.h"
 
@@ -29,7 +29,8 @@ struct TensorData {
 
 /// A tensor. Between layers it has the shape [T, F, C]: frames, frequency positions, channels, with
 /// channels varying fastest. The buffer may be larger than the shape needs: it never shrinks.
-/// Threads: values that share a buffer may be used on different threads; one value by one at a time.
+/// Threads: values that share a buffer may be used on different threads; one value by one at a
+/// time.
 template <typename T>
 class Tensor {
 public:
@@ -38,8 +39,8 @@ public:
     /// Allocates exactly the shape's element count, contents undefined.
     explicit Tensor(const std::vector<int>& dimensions);
 
-    /// Stores a shape. A buffer that is large enough stays with its contents; otherwise a new one of
-    /// undefined contents replaces it. Doesn't detach.
+    /// Stores a shape. A buffer that is large enough stays with its contents; otherwise a new one
+    /// of undefined contents replaces it. Doesn't detach.
     void setShape(const std::vector<int>& dimensions);
 
     /// Makes the buffer private to this value by copying it, if it is shared.
@@ -75,8 +76,8 @@ struct TensorDims {
     [[nodiscard]] std::int64_t frameSize() const { return std::int64_t{rows} * channels; }
 };
 
-/// Raises the size error for a tensor of one or two dimensions, with a negative one, or with further
-/// ones that make it hold fewer than T * F * C elements.
+/// Raises the size error for a tensor of one or two dimensions, with a negative one, or with
+/// further ones that make it hold fewer than T * F * C elements.
 TensorDims dimsOf(const Tensor32& tensor);
 
 } // namespace sorvane

@@ -11,8 +11,8 @@ using sorvane::stateOf;
 
 namespace {
 
-/// Processes a block and queues what comes out, last of all, so that an exception leaves the queue as
-/// it was.
+/// Processes a block and queues what comes out, last of all, so that an exception leaves the queue
+/// as it was.
 void addBlock(ProcessorState& state, const Signal32& block) {
     state.outputQueue.add(state.processBlock(block));
 }
@@ -75,8 +75,7 @@ bool sorvaneGetAudioInterleaved(void* handle, float* samples, int numSamples) {
 }
 
 int sorvaneGetNumOfPendingSamples(void* handle) {
-    return static_cast<int>(
-        static_cast<std::uint32_t>(stateOf(handle).outputQueue.pending()));
+    return static_cast<int>(static_cast<std::uint32_t>(stateOf(handle).outputQueue.pending()));
 }
 
 void sorvaneResetProcessorState(void* handle) {

@@ -12,7 +12,9 @@ void* sorvaneCreateModel(const char* modelFile) {
     return sorvane::loadModelFile(state->model, modelFile) ? state.release() : nullptr;
 }
 
-void sorvaneDeleteModel(void* handle) { delete static_cast<ModelState*>(handle); }
+void sorvaneDeleteModel(void* handle) {
+    delete static_cast<ModelState*>(handle);
+}
 
 void sorvane::sorvaneGetProcessorInfo(void* modelHandle, SorvaneModelInfo* info) {
     const NeuralModel<float>& model = modelStateOf(modelHandle).model;

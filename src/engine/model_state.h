@@ -12,6 +12,8 @@ struct ModelState {
     Tensor32 resultTensor; // of the latest push
 };
 
-inline ModelState& modelStateOf(void* handle) { return *static_cast<ModelState*>(handle); }
+inline ModelState& modelStateOf(void* handle) {
+    return *static_cast<ModelState*>(handle);
+}
 
 } // namespace sorvane

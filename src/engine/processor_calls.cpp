@@ -15,4 +15,6 @@ void* sorvaneCreateStemSeparator(int numModels, const char* const* modelFiles, i
                                                                              : nullptr;
 }
 
-void sorvaneDeleteProcessor(void* handle) { delete static_cast<ProcessorState*>(handle); }
+void sorvaneDeleteProcessor(void* handle) {
+    delete static_cast<ProcessorState*>(handle);
+}

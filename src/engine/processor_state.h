@@ -26,6 +26,8 @@ public:
     AudioQueue outputQueue; // processed audio that waits to be fetched
 };
 
-inline ProcessorState& stateOf(void* handle) { return *static_cast<ProcessorState*>(handle); }
+inline ProcessorState& stateOf(void* handle) {
+    return *static_cast<ProcessorState*>(handle);
+}
 
 } // namespace sorvane

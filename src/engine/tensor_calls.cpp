@@ -33,4 +33,6 @@ bool sorvaneGetTensor(void* handle, float* data) {
     return true;
 }
 
-void sorvaneResetModelState(void* handle) { modelStateOf(handle).model.reset(); }
+void sorvaneResetModelState(void* handle) {
+    modelStateOf(handle).model.reset();
+}

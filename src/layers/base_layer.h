@@ -11,7 +11,8 @@
 
 namespace sorvane {
 
-/// The codes that a model file gives to the kinds of layers; "input" and "output" have none in a file.
+/// The codes that a model file gives to the kinds of layers; "input" and "output" have none in a
+/// file.
 enum LayerKind : int {
     inputKind = 0,
     outputKind = 1,
@@ -45,28 +46,29 @@ using LayerMap = std::map<std::string, std::shared_ptr<BaseLayer<T>>>;
 /// successors, in the order in which they were attached, each of which finishes its whole subgraph
 /// before the next one starts.
 ///
-/// Tensors between layers are [T, F, C]: frames, frequency positions, channels, channels fastest. What
-/// a layer hands on is its own output tensor, valid for the call; a receiver that keeps it copies the
-/// value, and the producer detaches before it writes again.
+/// Tensors between layers are [T, F, C]: frames, frequency positions, channels, channels fastest.
+/// What a layer hands on is its own output tensor, valid for the call; a receiver that keeps it
+/// copies the value, and the producer detaches before it writes again.
 ///
-/// Errors: exceptions, never return values. std::runtime_error "IPP exception: " and the status text,
-/// with the size error for tensors that don't fit each other; the frame in progress is then lost.
-/// Threads: one at a time drives a graph. Real time: after the first frames of a shape no allocation
-/// but for frames that someone keeps.
+/// Errors: exceptions, never return values. std::runtime_error "IPP exception: " and the status
+/// text, with the size error for tensors that don't fit each other; the frame in progress is then
+/// lost. Threads: one at a time drives a graph. Real time: after the first frames of a shape no
+/// allocation but for frames that someone keeps.
 template <typename T>
 class BaseLayer {
 public:
     explicit BaseLayer(int layerKind);
 
-    /// Reads the name of the layer's input and attaches to it. std::out_of_range for an unknown name.
+    /// Reads the name of the layer's input and attaches to it. std::out_of_range for an unknown
+    /// name.
     BaseLayer(LayerMap<T>& layers, RecordReader& reader, int layerKind);
 
     BaseLayer(const BaseLayer&) = delete;
     BaseLayer& operator=(const BaseLayer&) = delete;
     virtual ~BaseLayer();
 
-    /// Consumes all frames of `input` now, and passes on what comes of them. `source` is the layer that
-    /// calls, null for the network's caller. Returns true when a frame reached an output.
+    /// Consumes all frames of `input` now, and passes on what comes of them. `source` is the layer
+    /// that calls, null for the network's caller. Returns true when a frame reached an output.
     virtual bool forward(const Tensor<T>& input, BaseLayer* source);
 
     /// Forgets the stream; a layer without streaming state does nothing. Doesn't call successors.
@@ -113,8 +115,8 @@ private:
 template <typename T>
 BaseLayer<T>& findLayer(LayerMap<T>& layers, const std::string& name);
 
-/// Notices when the shape of a layer's input changes, so that tensors are held against each other once
-/// a shape rather than once a frame.
+/// Notices when the shape of a layer's input changes, so that tensors are held against each other
+/// once a shape rather than once a frame.
 class ShapeGuard {
 public:
     /// Calls `verify(dimensions)` for a shape that differs from the last one that passed. What it

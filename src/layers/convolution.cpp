@@ -92,8 +92,8 @@ void ConvLayer<T>::verify(const TensorDims& input, std::int64_t available) const
 
 template <typename T>
 bool ConvLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
-    const TensorDims dims = guard(
-        input, [&](const TensorDims& shape) { verify(shape, input.numAvailable()); });
+    const TensorDims dims =
+        guard(input, [&](const TensorDims& shape) { verify(shape, input.numAvailable()); });
     depthwise = isDepthwise(dims);
     if (history.numAvailable() == 0)
         makeZeros(history, {static_cast<int>(span), dims.rows, ringWidth(dims)});

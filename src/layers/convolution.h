@@ -6,17 +6,18 @@
 
 namespace sorvane {
 
-/// Streaming convolution over time and frequency, causal in time: correlates a ring of recent frames
-/// with weights [Kt, Kf, Cin, Cout]. Time tap 0 meets the oldest frame, the last tap the current one;
-/// outside the frequency axis there are zeros. The ring starts out silent.
+/// Streaming convolution over time and frequency, causal in time: correlates a ring of recent
+/// frames with weights [Kt, Kf, Cin, Cout]. Time tap 0 meets the oldest frame, the last tap the
+/// current one; outside the frequency axis there are zeros. The ring starts out silent.
 ///
 /// It gives an output frame [1, F / strideF, Cout] on input frames delay, delay + strideT,
-/// delay + 2 strideT and so on, and flushes its successors on the others. A stream cut into any number
-/// of calls gives the same result, but for repeated channels (below).
+/// delay + 2 strideT and so on, and flushes its successors on the others. A stream cut into any
+/// number of calls gives the same result, but for repeated channels (below).
 ///
-/// With Cin of 1 and an input of more channels it is depthwise: each of the Cout channels has its own
-/// filter and reads one channel. Cout may be a multiple of the input's channels, each of which then
-/// feeds as many outputs in a row; that form reads the first frame of a call for each of its frames.
+/// With Cin of 1 and an input of more channels it is depthwise: each of the Cout channels has its
+/// own filter and reads one channel. Cout may be a multiple of the input's channels, each of which
+/// then feeds as many outputs in a row; that form reads the first frame of a call for each of its
+/// frames.
 template <typename T>
 class ConvLayer : public BaseLayer<T> {
 public:

@@ -22,8 +22,9 @@ BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader)
 
 template <typename T>
 bool BaseQueuedLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* source) {
-    const auto queue = std::find_if(inputQueues.begin(), inputQueues.end(),
-                                    [&](const InputQueue& entry) { return entry.source == source; });
+    const auto queue =
+        std::find_if(inputQueues.begin(), inputQueues.end(),
+                     [&](const InputQueue& entry) { return entry.source == source; });
     if (queue == inputQueues.end())
         return false;
 

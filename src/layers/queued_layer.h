@@ -8,13 +8,14 @@
 namespace sorvane {
 
 /// Base of layers with several inputs: queues each input's frames, and runs once a frame when every
-/// input has delivered it. The k-th frame of one input meets the k-th frame of another, whatever their
-/// rates and delays. An input that never delivers makes the queues of the others grow without bound,
-/// and so does a layer named twice: all its frames go to the first of its two queues.
+/// input has delivered it. The k-th frame of one input meets the k-th frame of another, whatever
+/// their rates and delays. An input that never delivers makes the queues of the others grow without
+/// bound, and so does a layer named twice: all its frames go to the first of its two queues.
 template <typename T>
 class BaseQueuedLayer : public BaseLayer<T> {
 public:
-    /// Reads the list of inputs and attaches to each, in order. std::out_of_range for an unknown name.
+    /// Reads the list of inputs and attaches to each, in order. std::out_of_range for an unknown
+    /// name.
     BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader);
 
     bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;

@@ -19,8 +19,7 @@ public:
     explicit RecordReader(BinaryInputStream& source);
 
     template <typename T>
-        requires std::integral<T> || std::floating_point<T>
-    T scalar() {
+    requires std::integral<T> || std::floating_point<T> T scalar() {
         T value;
         bytes(&value, sizeof value);
         return value;

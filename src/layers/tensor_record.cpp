@@ -1,5 +1,6 @@
 #include "layers/tensor_record.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -65,6 +66,8 @@ Tensor32 readTensor(RecordReader& reader) {
     return tensor;
 }
 
-int dimension(const Tensor32& tensor, std::size_t axis) { return tensor.shape.at(axis); }
+int dimension(const Tensor32& tensor, std::size_t axis) {
+    return tensor.shape.empty() ? 0 : tensor.shape.at(axis);
+}
 
 } // namespace sorvane

@@ -28,7 +28,8 @@ public:
     void reset() override;
 
     /// Takes all waiting tensors, joined along the frames in order of arrival; an empty tensor when
-    /// there are none. Tensors that don't fit the first one's F and C are dropped with the size error.
+    /// there are none. Tensors that don't fit the first one's F and C are dropped with the size
+    /// error.
     Tensor<T> collect();
 
 private:

@@ -6,8 +6,8 @@
 
 namespace sorvane {
 
-/// Builds the layer of a record from the rest of the record, attached to its inputs. Null for a kind
-/// that isn't one; the exceptions of the layers' constructors.
+/// Builds the layer of a record from the rest of the record, attached to its inputs. Null for a
+/// kind that isn't one; the exceptions of the layers' constructors.
 template <typename T>
 std::shared_ptr<BaseLayer<T>> makeLayer(int kind, LayerMap<T>& layers, RecordReader& reader);
 

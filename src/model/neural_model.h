@@ -17,9 +17,9 @@ inline constexpr int maxChainLength = 12000;
 /// One network and the header values of its file. A default object passes tensors through; load()
 /// makes it the network of a file, once.
 ///
-/// Use: push a tensor into inputLayer, collect() from outputLayer; runModel() does both for a spectrum.
-/// Errors: those of the layers; after one, reset() restores the stream.
-/// Threads: one at a time. Copies share the layers, and so are one network.
+/// Use: push a tensor into inputLayer, collect() from outputLayer; runModel() does both for a
+/// spectrum. Errors: those of the layers; after one, reset() restores the stream. Threads: one at a
+/// time. Copies share the layers, and so are one network.
 template <typename T>
 class NeuralModel {
 public:
@@ -30,20 +30,21 @@ public:
     NeuralModel& operator=(const NeuralModel&) = default;
     NeuralModel& operator=(NeuralModel&&) noexcept = default;
 
-    /// Reads a whole model file from its beginning. False when it is no valid model; the object is then
-    /// fit for destruction alone.
+    /// Reads a whole model file from its beginning. False when it is no valid model; the object is
+    /// then fit for destruction alone.
     bool load(std::shared_ptr<BinaryInputStream> stream);
 
-    /// Reads the header, up to the count of layers, and sets the reader's version. False when it is no
-    /// header of a model; exceptions where the file ends early.
+    /// Reads the header, up to the count of layers, and sets the reader's version. False when it is
+    /// no header of a model; exceptions where the file ends early.
     bool readHeader(RecordReader& reader);
 
     /// Forgets the stream: every layer's history, and what waits to be collected. Weights stay.
     void reset();
 
-    /// Runs the network on one spectrum of numInputChannels rows. Returns a signal of as many bins for
-    /// each frame that the network gave, each of as many rows as masks and their channels; none while
-    /// it holds back. std::runtime_error "Unknown packing format" for packings that can't be run.
+    /// Runs the network on one spectrum of numInputChannels rows. Returns a signal of as many bins
+    /// for each frame that the network gave, each of as many rows as masks and their channels; none
+    /// while it holds back. std::runtime_error "Unknown packing format" for packings that can't be
+    /// run.
     std::vector<ComplexSignal32> runModel(const ComplexSignal32& frame);
 
     /// Packs spectra into a tensor [1, packedRows, columns]; an empty one for none.
@@ -89,8 +90,8 @@ private:
     void silenceHistory();
     void keep(const std::string& name, std::shared_ptr<BaseLayer<T>> layer);
 
-    // Every layer in order of construction, those included whose name a later record took over: they
-    // still stand among the successors of their source.
+    // Every layer in order of construction, those included whose name a later record took over:
+    // they still stand among the successors of their source.
     std::vector<std::shared_ptr<BaseLayer<T>>> allLayers;
 };
 

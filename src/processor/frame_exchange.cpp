@@ -21,11 +21,17 @@ namespace {
 
 using Complex = std::complex<float>;
 
-[[noreturn]] void throwUnknownPacking() { throw std::runtime_error("Unknown packing format"); }
+[[noreturn]] void throwUnknownPacking() {
+    throw std::runtime_error("Unknown packing format");
+}
 
-constexpr bool isComplexPacking(int packing) { return packing == 4 || packing == 6; }
+constexpr bool isComplexPacking(int packing) {
+    return packing == 4 || packing == 6;
+}
 
-float part(Complex value, int index) { return index == 0 ? value.real() : value.imag(); }
+float part(Complex value, int index) {
+    return index == 0 ? value.real() : value.imag();
+}
 
 /// The packing parameters of a model, and the spectrum's bins.
 struct Layout {
@@ -39,7 +45,8 @@ struct Layout {
     [[nodiscard]] int low(int b) const { return std::clamp(lowBins, 0, b); }
 };
 
-/// Writes the rows of one column, `step` floats apart: magnitudes, with rectified parts below lowBins.
+/// Writes the rows of one column, `step` floats apart: magnitudes, with rectified parts below
+/// lowBins.
 void packReal(const Layout& layout, const Complex* x, float* out, int rows, int step) {
     for (int f = 0, b = 0; f < rows; ++f, out += step) {
         if (b >= layout.bins) {
@@ -56,8 +63,10 @@ void packReal(const Layout& layout, const Complex* x, float* out, int rows, int 
     }
 }
 
-/// Writes the rows of one column: real (0) or imaginary (1) parts, in means of groups from lowBins on.
-void packComplex(const Layout& layout, const Complex* x, int index, float* out, int rows, int step) {
+/// Writes the rows of one column: real (0) or imaginary (1) parts, in means of groups from lowBins
+/// on.
+void packComplex(const Layout& layout, const Complex* x, int index, float* out, int rows,
+                 int step) {
     const bool grouped = layout.packing == 6;
     for (int f = 0, b = 0; f < rows; ++f, out += step) {
         if (b >= layout.bins) {
@@ -209,7 +218,8 @@ std::vector<ComplexSignal32> NeuralModel<T>::unpackTensor(const Tensor<T>& tenso
         for (int r = 0; bins > 0 && r < rows; ++r) {
             Complex* out = signal.channelData(r);
             requireMemory(out);
-            unpackColumn(layout, tensor.elements() + t * frameStride + std::int64_t{r} * columnsPerRow,
+            unpackColumn(layout,
+                         tensor.elements() + t * frameStride + std::int64_t{r} * columnsPerRow,
                          dims.channels, extendBand, out);
         }
     }

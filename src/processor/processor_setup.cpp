@@ -48,8 +48,8 @@ bool SorvaneProcessor::loadModels(const std::vector<std::string>& paths) {
             return false;
     busQueues.resize(numQueues());
 
-    if (inputFormat.isSet() && (!BaseSpectralProcessor::setFormats(inputFormat, inputFormat) ||
-                                !configureSpectralSizes()))
+    if (inputFormat.isSet() &&
+        (!BaseSpectralProcessor::setFormats(inputFormat, inputFormat) || !configureSpectralSizes()))
         return false;
     if (models.size() >= 2)
         threadPool = std::make_unique<ThreadPool>(static_cast<int>(models.size()));
@@ -70,8 +70,7 @@ bool SorvaneProcessor::loadModel(NeuralModel<float>& model, const std::string& p
     if (!agree(modelInputFormat, defaultFormat(model.numInputChannels, model.sampleRate)) ||
         !agree(modelOutputFormat, defaultFormat(model.numOutputChannels, model.sampleRate)))
         return false;
-    outputBusNames.insert(outputBusNames.end(), model.outputNames.begin(),
-                          model.outputNames.end());
+    outputBusNames.insert(outputBusNames.end(), model.outputNames.begin(), model.outputNames.end());
     return true;
 }
 

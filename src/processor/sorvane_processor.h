@@ -13,26 +13,26 @@
 namespace sorvane {
 
 /// The processor behind a handle: runs one or more networks on the spectra of the host's audio, and
-/// mixes what they give by gains and sensitivities. Each network gives one mask per bus (or the spectra
-/// of stems); the last bus is what the masks leave over.
+/// mixes what they give by gains and sensitivities. Each network gives one mask per bus (or the
+/// spectra of stems); the last bus is what the masks leave over.
 ///
-/// The host's rate is met by scaling the transform sizes by a power of two, its channel count by going
-/// through mono; nothing is resampled.
+/// The host's rate is met by scaling the transform sizes by a power of two, its channel count by
+/// going through mono; nothing is resampled.
 ///
 /// Use: loadModels() once, setFormats(), then process() and reset() at will.
-/// Threads: parameters on any thread at any time; all else on one at a time. With two or more models
-/// each runs on a pool thread of its own while process() waits.
+/// Threads: parameters on any thread at any time; all else on one at a time. With two or more
+/// models each runs on a pool thread of its own while process() waits.
 ///
-/// With two or more models there are more queues than masks, so that audio goes in and never comes out:
-/// what waits grows with every frame.
+/// With two or more models there are more queues than masks, so that audio goes in and never comes
+/// out: what waits grows with every frame.
 class SorvaneProcessor : public BaseSpectralProcessor {
 public:
     /// Busses that have parameters; those past them have a gain of 1 and a sensitivity of 0.
     static constexpr int maxParameterBusses = 16;
 
-    /// Loads the models of files. False when one can't be loaded or they disagree in frame length, hop,
-    /// rate or channels; the object is then fit for destruction alone. With two or more models starts
-    /// their threads; std::system_error when one can't start.
+    /// Loads the models of files. False when one can't be loaded or they disagree in frame length,
+    /// hop, rate or channels; the object is then fit for destruction alone. With two or more models
+    /// starts their threads; std::system_error when one can't start.
     bool loadModels(const std::vector<std::string>& paths);
 
     /// False without models, or when no stream can run with the sizes that the host's rate gives.
@@ -78,13 +78,13 @@ private:
     std::vector<NeuralModel<float>> models;
     AudioFormat modelInputFormat;
     AudioFormat modelOutputFormat;
-    std::vector<std::string> outputBusNames; // model by model
-    std::list<ComplexSignal32> pendingFrames; // input frames that wait for their results
+    std::vector<std::string> outputBusNames;           // model by model
+    std::list<ComplexSignal32> pendingFrames;          // input frames that wait for their results
     std::vector<std::list<ComplexSignal32>> busQueues; // results; one a bus but the last
 };
 
-/// A signal of `channels` rows: the same when the count agrees, otherwise copies of the mean of all rows.
-/// Below 2 channels the mean itself.
+/// A signal of `channels` rows: the same when the count agrees, otherwise copies of the mean of all
+/// rows. Below 2 channels the mean itself.
 ComplexSignal32 adaptChannels(const ComplexSignal32& signal, int channels);
 
 } // namespace sorvane

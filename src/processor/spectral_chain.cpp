@@ -157,8 +157,8 @@ float SorvaneProcessor::sensitivityOf(std::size_t bus) const {
 
 ComplexSignal32 SorvaneProcessor::applySensitivity(const ComplexSignal32& mask,
                                                    float sensitivity) const {
-    const auto g = static_cast<float>(
-        std::pow(2.718281828459045, static_cast<double>(sensitivity * 0.0075F)));
+    const auto g =
+        static_cast<float>(std::pow(2.718281828459045, static_cast<double>(sensitivity * 0.0075F)));
     const int numRows = std::min(outputFormat.numChannels(), mask.channels);
     const int numBins = std::min(fftLength / 2 + 1, mask.length);
     ComplexSignal32 bent(mask.channels, mask.length);

@@ -13,7 +13,9 @@ std::uint32_t transferred(std::int64_t result) {
 
 } // namespace
 
-FileStream::~FileStream() { platform::closeFile(handle); }
+FileStream::~FileStream() {
+    platform::closeFile(handle);
+}
 
 bool FileStream::open(const char* path, int access, int creation) {
     FileStream::close();
@@ -21,7 +23,9 @@ bool FileStream::open(const char* path, int access, int creation) {
     return handle != platform::noFile;
 }
 
-bool FileStream::isRegularFile() const { return platform::isRegularFile(handle); }
+bool FileStream::isRegularFile() const {
+    return platform::isRegularFile(handle);
+}
 
 std::uint32_t FileStream::read(void* buffer, std::uint32_t count) {
     return transferred(platform::readFile(handle, buffer, count));
@@ -31,7 +35,9 @@ std::uint32_t FileStream::write(const void* buffer, std::uint32_t count) {
     return transferred(platform::writeFile(handle, buffer, count));
 }
 
-bool FileStream::seek(std::int64_t position) { return platform::seekFile(handle, position); }
+bool FileStream::seek(std::int64_t position) {
+    return platform::seekFile(handle, position);
+}
 
 // The two texts are the same on every platform, whatever interface stands behind.
 
@@ -49,7 +55,9 @@ std::int64_t FileStream::size() {
     return size;
 }
 
-void FileStream::flush() { platform::flushFile(handle); }
+void FileStream::flush() {
+    platform::flushFile(handle);
+}
 
 void FileStream::close() {
     platform::closeFile(handle);

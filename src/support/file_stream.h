@@ -5,8 +5,8 @@
 
 namespace sorvane {
 
-/// A file of the operating system as a two-way stream without buffering: each operation is one system
-/// call. Owns its handle and closes it at the end. Both directions share one position.
+/// A file of the operating system as a two-way stream without buffering: each operation is one
+/// system call. Owns its handle and closes it at the end. Both directions share one position.
 class FileStream : public InputStream, public OutputStream {
 public:
     FileStream() = default;
@@ -14,9 +14,9 @@ public:
     FileStream& operator=(const FileStream&) = delete;
     ~FileStream() override;
 
-    /// Opens a file, closing the one that was open. `path` is a byte string that reaches the operating
-    /// system unchanged. `access`: 0 reading, 1 writing, 2 both. `creation`: 0 the file must exist,
-    /// 1 it is created if it doesn't, 2 it must not exist. Returns success.
+    /// Opens a file, closing the one that was open. `path` is a byte string that reaches the
+    /// operating system unchanged. `access`: 0 reading, 1 writing, 2 both. `creation`: 0 the file
+    /// must exist, 1 it is created if it doesn't, 2 it must not exist. Returns success.
     bool open(const char* path, int access, int creation);
 
     /// True while a regular file is open, as opposed to a directory, a pipe or a device.

@@ -10,7 +10,9 @@ namespace sorvane::platform {
 
 namespace {
 
-HANDLE native(FileHandle file) { return reinterpret_cast<HANDLE>(file); }
+HANDLE native(FileHandle file) {
+    return reinterpret_cast<HANDLE>(file);
+}
 
 } // namespace
 
@@ -30,7 +32,9 @@ void closeFile(FileHandle file) {
         CloseHandle(native(file));
 }
 
-bool isRegularFile(FileHandle file) { return GetFileType(native(file)) == FILE_TYPE_DISK; }
+bool isRegularFile(FileHandle file) {
+    return GetFileType(native(file)) == FILE_TYPE_DISK;
+}
 
 std::int64_t readFile(FileHandle file, void* buffer, std::uint32_t count) {
     DWORD done = 0;
@@ -59,7 +63,9 @@ std::int64_t fileSize(FileHandle file) {
     return GetFileSizeEx(native(file), &length) ? length.QuadPart : -1;
 }
 
-void flushFile(FileHandle file) { FlushFileBuffers(native(file)); }
+void flushFile(FileHandle file) {
+    FlushFileBuffers(native(file));
+}
 
 } // namespace sorvane::platform
 
@@ -73,7 +79,9 @@ namespace sorvane::platform {
 
 namespace {
 
-int native(FileHandle file) { return static_cast<int>(file); }
+int native(FileHandle file) {
+    return static_cast<int>(file);
+}
 
 } // namespace
 
@@ -111,14 +119,18 @@ bool seekFile(FileHandle file, std::int64_t position) {
     return lseek(native(file), position, SEEK_SET) >= 0;
 }
 
-std::int64_t filePosition(FileHandle file) { return lseek(native(file), 0, SEEK_CUR); }
+std::int64_t filePosition(FileHandle file) {
+    return lseek(native(file), 0, SEEK_CUR);
+}
 
 std::int64_t fileSize(FileHandle file) {
     struct stat status {};
     return fstat(native(file), &status) == 0 ? std::int64_t{status.st_size} : -1;
 }
 
-void flushFile(FileHandle file) { fsync(native(file)); }
+void flushFile(FileHandle file) {
+    fsync(native(file));
+}
 
 } // namespace sorvane::platform
 

@@ -12,9 +12,9 @@ using FileHandle = std::intptr_t;
 /// No file; also what openFile() gives on failure. All functions take it and fail.
 inline constexpr FileHandle noFile = -1;
 
-/// Opens `path`, shared with other readers and writers. `access`: 0 reading, 1 writing, 2 both, other
-/// values neither. `creation`: 0 the file must exist, 1 it is created if it doesn't, 2 it must not
-/// exist; other values fail. Never waits for the other end of a pipe.
+/// Opens `path`, shared with other readers and writers. `access`: 0 reading, 1 writing, 2 both,
+/// other values neither. `creation`: 0 the file must exist, 1 it is created if it doesn't, 2 it
+/// must not exist; other values fail. Never waits for the other end of a pipe.
 FileHandle openFile(const char* path, int access, int creation);
 void closeFile(FileHandle file);
 

@@ -12,7 +12,9 @@ ThreadPool::ThreadPool(int numThreads) {
     }
 }
 
-ThreadPool::~ThreadPool() { shutDown(); }
+ThreadPool::~ThreadPool() {
+    shutDown();
+}
 
 void ThreadPool::work() {
     for (;;) {

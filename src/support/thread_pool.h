@@ -15,12 +15,12 @@
 
 namespace sorvane {
 
-/// Runs jobs on a fixed set of worker threads, in the order in which they were given. A job's result
-/// or exception reaches the caller through a future. Workers sleep between jobs.
+/// Runs jobs on a fixed set of worker threads, in the order in which they were given. A job's
+/// result or exception reaches the caller through a future. Workers sleep between jobs.
 class ThreadPool {
 public:
-    /// Starts `numThreads` workers, none for a count below 1. std::system_error when one can't start;
-    /// those that did are joined first.
+    /// Starts `numThreads` workers, none for a count below 1. std::system_error when one can't
+    /// start; those that did are joined first.
     explicit ThreadPool(int numThreads);
     ThreadPool(const ThreadPool&) = delete;
     ThreadPool& operator=(const ThreadPool&) = delete;
@@ -29,14 +29,15 @@ public:
     /// "broken promise".
     virtual ~ThreadPool();
 
-    /// Gives a job to the pool; any thread. std::length_error "list too long" when the queue is full.
-    /// Costs a lock and two allocations.
+    /// Gives a job to the pool; any thread. std::length_error "list too long" when the queue is
+    /// full. Costs a lock and two allocations.
     template <typename Job>
     auto enqueue(Job job) -> std::future<std::invoke_result_t<Job>> {
         using Result = std::invoke_result_t<Job>;
         auto task = std::make_shared<std::packaged_task<Result()>>(std::move(job));
         const std::lock_guard lock(queueMutex);
-        appendBounded<std::function<void()>>(tasks, [task] { (*task)(); }, maxTasksInList);
+        appendBounded<std::function<void()>>(
+            tasks, [task] { (*task)(); }, maxTasksInList);
         condition.notify_one();
         return task->get_future();
     }

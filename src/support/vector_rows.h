@@ -1,7 +1,7 @@
 #pragma once
 
-// Operations on rows with the engine's calling convention: a length that isn't positive is skipped, and
-// an error of the vector layer raises its exception.
+// Operations on rows with the engine's calling convention: a length that isn't positive is skipped,
+// and an error of the vector layer raises its exception.
 
 #include "support/vector_status.h"
 
@@ -10,8 +10,8 @@
 
 namespace sorvane {
 
-/// A length as the vector layer takes it. No block holds more bytes than an int counts: a length past
-/// that belongs to memory that could not be had, which the operation itself reports.
+/// A length as the vector layer takes it. No block holds more bytes than an int counts: a length
+/// past that belongs to memory that could not be had, which the operation itself reports.
 inline int vectorLength(std::int64_t count) {
     constexpr std::int64_t most = std::numeric_limits<int>::max();
     return static_cast<int>(count < most ? count : most);

@@ -122,8 +122,7 @@ IppStatus ippsMagnitude_32fc(const Ipp32fc* src, Ipp32f* dst, int len);
 /// dst = atan2(im, re), from -pi to pi.
 IppStatus ippsPhase_32fc(const Ipp32fc* src, Ipp32f* dst, int len);
 
-IppStatus ippsPolarToCart_32fc(const Ipp32f* magnitude, const Ipp32f* phase, Ipp32fc* dst,
-                               int len);
+IppStatus ippsPolarToCart_32fc(const Ipp32f* magnitude, const Ipp32f* phase, Ipp32fc* dst, int len);
 
 /// Values below `level`, and NaN, become `value`.
 IppStatus ippsThreshold_LTVal_32f(const Ipp32f* src, Ipp32f* dst, int len, Ipp32f level,

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "layers/base_layer.h"
+
+#include <cstdint>
+
+namespace sorvane {
+
+/// Filters each channel in time, if the file has taps for it, then mixes the channels of each
+/// position through one constant matrix and adds a constant. The first `delay` frames of a stream
+/// are computed and not passed on; with a delay the layer takes one frame a call, more being a size
+/// error.
+template <typename T>
+class SelfAttentionLayer : public BaseLayer<T> {
+public:
+    /// Reads the input's name, matrix, bias, delay and taps.
+    SelfAttentionLayer(LayerMap<T>& layers, RecordReader& reader);
+
+    bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;
+    void reset() override;
+
+    /// The delay counts in frames of this layer, whatever they stand for.
+    int latency(int scale) override;
+
+private:
+    void verify(const TensorDims& input) const;
+    [[nodiscard]] bool hasTaps() const { return timeTaps.numAvailable() > 0; }
+    const T* filterTime(const T* frame, const TensorDims& dims);
+    void mixChannels(const T* x, const TensorDims& dims, T* out) const;
+
+    Tensor<T> attention; // [C in, C out]
+    Tensor<T> timeTaps;  // [K, C], oldest first, or empty
+    Tensor<T> bias;      // [F, C]
+    Tensor<T> history;   // ring [K, F, C], built at first use
+    Tensor<T> filtered;  // [F, C]
+    int delay = 0;
+    std::int64_t frameCount = 0;
+    Tensor<T> output;
+    int numTaps = 0; // K
+    ShapeGuard guard;
+};
+
+extern template class SelfAttentionLayer<float>;
+
+} // namespace sorvane

@@ -1,0 +1,190 @@
+#include "layers/transposed_convolution.h"
+
+#include "layers/tensor_operations.h"
+#include "layers/tensor_record.h"
+#include "support/bounded_list.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace sorvane {
+
+namespace {
+
+constexpr int firstVersionWithOutputChannels = 0x1008;
+
+} // namespace
+
+template <typename T>
+TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, RecordReader& reader)
+    : BaseLayer<T>(layers, reader, transposedConvKind) {
+    this->drains = true;
+    weights = readTensor(reader);
+    bias = readTensor(reader);
+    kernelT = dimension(weights, 0);
+    kernelF = dimension(weights, 1);
+    groupChannels = dimension(weights, 2);
+    inChannels = dimension(weights, 3);
+    outputChannels = reader.version >= firstVersionWithOutputChannels
+                         ? static_cast<int>(reader.scalar<std::int16_t>())
+                         : groupChannels;
+    strideT = reader.scalar<std::int8_t>();
+    strideF = reader.scalar<std::int8_t>();
+    dilationT = reader.scalar<std::int8_t>();
+    unusedParameter = reader.scalar<std::int8_t>();
+    delay = reader.scalar<std::int8_t>();
+}
+
+template <typename T>
+void TransposedConvLayer<T>::verify(const TensorDims& input, std::int64_t available) const {
+    requireShape(strideT > 0 && strideF >= 0 && outputChannels >= 0);
+    requireShape(kernelT >= 0 && kernelF >= 0 && inChannels >= 0 && groupChannels >= 0);
+    requireSize(std::int64_t{input.frames} * input.rows * inChannels, available);
+
+    const std::int64_t outRows = std::int64_t{strideF} * input.rows;
+    const bool built = accumulator.numAvailable() > 0;
+    const std::int64_t ringFrame = built ? std::int64_t{accumulator.shape[1]} * accumulator.shape[2]
+                                         : outRows * outputChannels;
+    requireSize(outRows * outputChannels, ringFrame);
+    if (outRows < 1)
+        return;
+    requireSize(bias.numAvailable() > 0 ? outputChannels : 0, bias.numAvailable());
+
+    std::int64_t lastPosition = -1;
+    std::int64_t lastTap = -1;
+    for (std::int64_t i = 0; i < input.rows; ++i) {
+        const std::int64_t position = firstPosition() + i * strideF;
+        const std::int64_t first = std::max<std::int64_t>(-position, 0);
+        const std::int64_t last = std::min<std::int64_t>(outRows - position, kernelF) - 1;
+        if (first > last)
+            continue;
+        lastPosition = std::max(lastPosition, position + last);
+        lastTap = std::max(lastTap, last);
+    }
+    if (lastTap < 0 || kernelT < 1)
+        return;
+    const std::int64_t kernelSize = std::int64_t{groupChannels} * inChannels;
+    requireSize((std::int64_t{kernelT - 1} * kernelF + lastTap + 1) * kernelSize,
+                weights.numAvailable());
+    requireSize(lastPosition * outputChannels + (isDepthwise() ? inChannels : groupChannels),
+                ringFrame);
+}
+
+template <typename T>
+bool TransposedConvLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
+    const TensorDims dims =
+        guard(input, [&](const TensorDims& shape) { verify(shape, input.numAvailable()); });
+    inputFrame.setShape({1, dims.rows, inChannels});
+    const std::int64_t frameSize = std::int64_t{dims.rows} * inChannels;
+    bool reached = false;
+    for (int t = 0; t < dims.frames; ++t) {
+        copyElements(input.elements() + t * frameSize, inputFrame.writableElements(), frameSize);
+        reached |= accumulate();
+    }
+    return reached;
+}
+
+template <typename T>
+bool TransposedConvLayer<T>::accumulate() {
+    const int outRows = strideF * inputFrame.shape[1];
+    if (accumulator.numAvailable() == 0)
+        makeZeros(accumulator, {ringLength(), outRows, outputChannels});
+    for (int k = 0; k < kernelT; ++k)
+        addTap(k, writableFrameOf(accumulator, (frameCount + k) % ringLength()), outRows);
+    emitFrames(outRows);
+    clearLeftFrames();
+    frameCount += strideT;
+    return drain();
+}
+
+/// Adds what time tap `tap` makes of the input frame to a frame of the ring.
+template <typename T>
+void TransposedConvLayer<T>::addTap(int tap, T* frame, int outRows) {
+    const std::int64_t kernelSize = std::int64_t{groupChannels} * inChannels;
+    const T* x = inputFrame.elements();
+    std::int64_t position = firstPosition();
+    for (int i = 0; i < inputFrame.shape[1]; ++i, position += strideF, x += inChannels) {
+        const std::int64_t first = std::max<std::int64_t>(-position, 0);
+        const std::int64_t last = std::min<std::int64_t>(outRows - position, kernelF) - 1;
+        for (std::int64_t j = first; j <= last; ++j) {
+            const T* kernel = weights.elements() + (std::int64_t{tap} * kernelF + j) * kernelSize;
+            T* y = frame + (position + j) * outputChannels;
+            if (isDepthwise()) {
+                addProduct(kernel, x, y, inChannels);
+                continue;
+            }
+            for (int co = 0; inChannels > 0 && co < groupChannels; ++co) {
+                T sum;
+                check(ippsDotProd_32f(kernel + std::int64_t{co} * inChannels, x, inChannels, &sum));
+                y[co] += sum;
+            }
+        }
+    }
+}
+
+/// Moves the frames that no later input touches, those before the delay left out, into `pending`.
+template <typename T>
+void TransposedConvLayer<T>::emitFrames(int outRows) {
+    const auto count =
+        static_cast<int>(std::clamp<std::int64_t>(frameCount - delay + strideT, 0, strideT));
+    if (count == 0)
+        return;
+    emitFrame.setShape({1, outRows, outputChannels});
+    for (int m = 0; m < count; ++m) {
+        T* out = emitFrame.writableElements();
+        copyElements(frameOf(accumulator, (frameCount + strideT - count + m) % ringLength()), out,
+                     std::int64_t{outRows} * outputChannels);
+        if (bias.numAvailable() > 0 && outputChannels > 0)
+            for (int o = 0; o < outRows; ++o, out += outputChannels)
+                check(ippsAdd_32f(out, bias.elements(), out, outputChannels));
+        appendBounded(pending, emitFrame, maxTensorsInList);
+    }
+}
+
+template <typename T>
+void TransposedConvLayer<T>::clearLeftFrames() {
+    const std::int64_t frameSize = std::int64_t{accumulator.shape[1]} * accumulator.shape[2];
+    if (kernelT <= strideT) {
+        zeroElements(accumulator.writableElements(), accumulator.numAvailable());
+        return;
+    }
+    for (int m = 0; m < strideT; ++m)
+        zeroElements(writableFrameOf(accumulator, (frameCount + kernelT + m) % ringLength()),
+                     frameSize);
+}
+
+template <typename T>
+bool TransposedConvLayer<T>::drain() {
+    while (!pending.empty()) {
+        const bool reached = this->forwardToSuccessors(pending.front());
+        pending.pop_front();
+        if (reached)
+            return true;
+    }
+    return false;
+}
+
+template <typename T>
+void TransposedConvLayer<T>::flush() {
+    drain();
+    this->flushSuccessors();
+}
+
+template <typename T>
+void TransposedConvLayer<T>::reset() {
+    zeroElements(accumulator.writableElements(), accumulator.numAvailable());
+    pending.clear();
+    frameCount = 0;
+}
+
+template <typename T>
+int TransposedConvLayer<T>::latency(int scale) {
+    if (strideT == 0)
+        throw std::domain_error("stride of 0");
+    const auto inner = static_cast<int>(std::int64_t{scale} / strideT);
+    return wrappingAdd(wrappingMultiply(delay, scale), this->successorLatency(inner));
+}
+
+template class TransposedConvLayer<float>;
+
+} // namespace sorvane
