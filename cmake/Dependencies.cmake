@@ -6,7 +6,6 @@
 #   libsndfile        host program and tests: audio files                      (libsndfile1-dev)
 #   CLI11             host program: command line                               (libcli11-dev)
 #   GoogleTest        tests                                                    (libgtest-dev)
-#   Google Benchmark  benches                                                  (libbenchmark-dev)
 #   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
 
 find_package(Threads REQUIRED)
@@ -20,8 +19,4 @@ endif()
 
 if(SORVANE_BUILD_TESTS)
     find_package(GTest REQUIRED)
-endif()
-
-if(SORVANE_BUILD_BENCH)
-    find_package(benchmark REQUIRED)
 endif()

@@ -114,7 +114,8 @@ std::int64_t rowsTouched(const Layout& layout) {
 
 /// Reads back one column from `p` on, whose rows stand `step` floats apart. With `extendBand` bins
 /// above the packing continue at the average level of the bins below.
-void unpackColumn(const Layout& layout, const float* p, int step, bool extendBand, Complex* out) {
+void unpackColumn(const Layout& layout, const float* p, std::ptrdiff_t step, bool extendBand,
+                  Complex* out) {
     float running = 0.0F;
     for (int b = 0; b < layout.bins; ++b) {
         Complex v;
@@ -123,7 +124,7 @@ void unpackColumn(const Layout& layout, const float* p, int step, bool extendBan
         } else if (!isComplexPacking(layout.packing)) {
             if (b < layout.lowBins) {
                 v = {p[0] - p[2 * step], p[step] - p[3 * step]};
-                p += std::ptrdiff_t{4} * step;
+                p += 4 * step;
             } else {
                 v = {p[0], 0.0F};
                 p += step;

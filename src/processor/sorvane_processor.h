@@ -68,7 +68,8 @@ private:
     void runModels(const ComplexSignal32& modelFrame);
     [[nodiscard]] bool canMakeFrame() const;
     ComplexSignal32 makeFrame();
-    void distributeResults(int busIndex, int numMasks, const std::vector<ComplexSignal32>& results);
+    void distributeResults(std::size_t firstBus, int numMasks,
+                           const std::vector<ComplexSignal32>& results);
     [[nodiscard]] ComplexSignal32 applySensitivity(const ComplexSignal32& mask,
                                                    float sensitivity) const;
     [[nodiscard]] float gainOf(std::size_t bus) const;

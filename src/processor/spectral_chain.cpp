@@ -62,11 +62,11 @@ std::list<ComplexSignal32> SorvaneProcessor::processSpectrum(const ComplexSignal
 }
 
 void SorvaneProcessor::runModels(const ComplexSignal32& modelFrame) {
-    int busIndex = 0;
+    std::size_t busIndex = 0;
     const auto distribute = [&](const NeuralModel<float>& model,
                                 const std::vector<ComplexSignal32>& results) {
         distributeResults(busIndex, model.numMasks, results);
-        busIndex += std::max(model.numMasks, 0);
+        busIndex += static_cast<std::size_t>(std::max(model.numMasks, 0));
     };
     if (!threadPool) {
         for (NeuralModel<float>& model : models)
@@ -84,7 +84,7 @@ void SorvaneProcessor::runModels(const ComplexSignal32& modelFrame) {
         distribute(models[i], jobs[i].get());
 }
 
-void SorvaneProcessor::distributeResults(int busIndex, int numMasks,
+void SorvaneProcessor::distributeResults(std::size_t firstBus, int numMasks,
                                          const std::vector<ComplexSignal32>& results) {
     const int channels = modelOutputFormat.numChannels();
     for (const ComplexSignal32& step : results)
@@ -94,7 +94,7 @@ void SorvaneProcessor::distributeResults(int busIndex, int numMasks,
             ComplexSignal32 mask(channels, step.length);
             for (int c = 0; c < channels; ++c)
                 copyElements(step.row(s * channels + c), mask.channelData(c), step.length);
-            appendBounded(busQueues[static_cast<std::size_t>(busIndex + s)], mask,
+            appendBounded(busQueues[firstBus + static_cast<std::size_t>(s)], mask,
                           maxSignalsInList);
         }
     }
@@ -179,7 +179,7 @@ ComplexSignal32 SorvaneProcessor::applySensitivity(const ComplexSignal32& mask,
 ComplexSignal32 adaptChannels(const ComplexSignal32& signal, int channels) {
     if (signal.channels == channels)
         return signal;
-    const ComplexSignal32 mono =
+    ComplexSignal32 mono =
         signal.channels < 2
             ? signal
             : signal.sumChannels().scaled(1.0F / static_cast<float>(signal.channels));

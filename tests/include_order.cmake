@@ -1,0 +1,27 @@
+# Holds the direction of includes in the library: a folder includes itself and those below it only.
+#
+#   cmake -DSOURCE_DIR=<the library's folder> -P include_order.cmake
+
+set(order engine processor model layers audio support)
+set(checked 0)
+foreach(folder IN LISTS order)
+    list(FIND order ${folder} rank)
+    file(GLOB_RECURSE sources ${SOURCE_DIR}/${folder}/*.h ${SOURCE_DIR}/${folder}/*.cpp)
+    foreach(source IN LISTS sources)
+        file(STRINGS ${source} includes REGEX "^#include \"")
+        foreach(include IN LISTS includes)
+            if(NOT include MATCHES "^#include \"([a-z]+)/")
+                message(SEND_ERROR "${source}: ${include} doesn't name a folder")
+                continue()
+            endif()
+            list(FIND order ${CMAKE_MATCH_1} includedRank)
+            if(includedRank LESS rank)
+                message(SEND_ERROR "${source}: ${include} points upwards")
+            endif()
+            math(EXPR checked "${checked} + 1")
+        endforeach()
+    endforeach()
+endforeach()
+if(checked EQUAL 0)
+    message(FATAL_ERROR "no include found below ${SOURCE_DIR}")
+endif()
