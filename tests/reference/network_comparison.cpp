@@ -87,7 +87,7 @@ std::string difference(const EngineNetwork::Result& actual, const std::optional<
             const double error = std::fabs(double{value} - frame[i].value);
             const double tolerance = kTolerance * frame[i].error;
             counts.values += 1.0;
-            if (!(tolerance <= 0.01 * magnitude))
+            if (!(tolerance <= 0.01 * magnitude + 1e-30))
                 counts.looseValues += 1.0;
             if (tolerance > 0.0)
                 counts.largestError = std::max(counts.largestError, error / tolerance);

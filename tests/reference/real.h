@@ -14,7 +14,7 @@ struct Real {
     double error = 0.0;
 };
 
-inline constexpr double kTolerance = 64.0;
+inline constexpr double kTolerance = 16.0;
 inline constexpr double kRounding = 0x1p-24;
 inline constexpr double kSmallest = 0x1p-126; // smaller floats may be flushed to zero
 

@@ -28,7 +28,7 @@ const Real* flat(const Tensor& tensor, int offset, int size) {
 class Conv : public ReferenceLayer {
 public:
     explicit Conv(const LayerDescription& layer)
-        : m_layer(layer),
+        : ReferenceLayer(layer),
           m_kernelT(layer.weights.shape.at(0)),
           m_kernelF(layer.weights.shape[1]),
           m_inChannels(layer.weights.shape[2]),
@@ -101,7 +101,6 @@ private:
         return sum.mixed();
     }
 
-    LayerDescription m_layer;
     int m_kernelT, m_kernelF, m_inChannels, m_outChannels;
     bool m_depthwise = false;
     int m_positions = 0, m_width = 0;
@@ -111,7 +110,7 @@ private:
 class TransposedConv : public ReferenceLayer {
 public:
     TransposedConv(const LayerDescription& layer, int version)
-        : m_layer(layer),
+        : ReferenceLayer(layer),
           m_kernelT(layer.weights.shape.at(0)),
           m_kernelF(layer.weights.shape[1]),
           m_groupChannels(layer.weights.shape[2]),
@@ -195,7 +194,6 @@ private:
         return sum.mixed();
     }
 
-    LayerDescription m_layer;
     int m_kernelT, m_kernelF, m_groupChannels, m_inChannels, m_outChannels;
     bool m_depthwise;
     int m_positions = 0;
@@ -205,7 +203,7 @@ private:
 
 class SeparableConv : public ReferenceLayer {
 public:
-    explicit SeparableConv(const LayerDescription& layer) : m_layer(layer) {}
+    using ReferenceLayer::ReferenceLayer;
 
     bool forward(const Tensor& input, const ReferenceLayer*) override {
         const int startup = (timeTaps() + 1) / 2 - 1;
@@ -253,7 +251,6 @@ private:
         return sum.related();
     }
 
-    LayerDescription m_layer;
     FrameList m_frames;
 };
 

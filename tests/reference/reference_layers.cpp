@@ -10,6 +10,8 @@ namespace {
 // A layer that maps the frames of a tensor to as many frames, and hands them on together.
 class FramewiseLayer : public ReferenceLayer {
 public:
+    using ReferenceLayer::ReferenceLayer;
+
     bool forward(const Tensor& input, const ReferenceLayer*) final {
         Tensor output(input.frames, outputPositions(input.positions), input.channels);
         for (int t = 0; t < input.frames; ++t)
@@ -60,21 +62,18 @@ Real activationOf(const LayerDescription& layer, Real x) {
 
 class Activation : public FramewiseLayer {
 public:
-    explicit Activation(const LayerDescription& layer) : m_layer(layer) { activationOf(layer, {}); }
+    using FramewiseLayer::FramewiseLayer;
 
 protected:
     void map(const Real* x, int positions, int channels, Real* y) override {
         for (int i = 0; i < positions * channels; ++i)
             y[i] = activationOf(m_layer, x[i]);
     }
-
-private:
-    LayerDescription m_layer;
 };
 
 class Dense : public FramewiseLayer {
 public:
-    explicit Dense(const LayerDescription& layer) : m_layer(layer) {}
+    using FramewiseLayer::FramewiseLayer;
 
 protected:
     void map(const Real* x, int positions, int channels, Real* y) override {
@@ -90,14 +89,11 @@ protected:
                 y[i * channels + c] = sum.mixed();
             }
     }
-
-private:
-    LayerDescription m_layer;
 };
 
 class FrequencyRescale : public FramewiseLayer {
 public:
-    explicit FrequencyRescale(const LayerDescription& layer) : m_layer(layer) {}
+    using FramewiseLayer::FramewiseLayer;
 
 protected:
     int outputPositions(int) const override { return static_cast<int>(m_layer.bands.size()); }
@@ -112,9 +108,6 @@ protected:
                 *y++ = sum.related();
             }
     }
-
-private:
-    LayerDescription m_layer;
 };
 
 constexpr double kLevelFloor = double{1e-12F};
@@ -138,7 +131,7 @@ Real exact(double value) {
 class Norm : public FramewiseLayer {
 public:
     Norm(const LayerDescription& layer, int version)
-        : m_layer(layer), m_mode(version >= 0x100A ? layer.code : 0) {
+        : FramewiseLayer(layer), m_mode(version >= 0x100A ? layer.code : 0) {
         if (m_mode != 0 && m_mode != 1)
             throw std::invalid_argument("the output of this mode isn't defined");
     }
@@ -160,13 +153,12 @@ protected:
     }
 
 private:
-    LayerDescription m_layer;
     int m_mode;
 };
 
 class PreNorm : public FramewiseLayer {
 public:
-    explicit PreNorm(const LayerDescription& layer) : m_layer(layer) {}
+    using FramewiseLayer::FramewiseLayer;
     void reset() override { m_levels.clear(); }
 
 protected:
@@ -189,13 +181,12 @@ protected:
     }
 
 private:
-    LayerDescription m_layer;
     FrameList m_levels;
 };
 
 class ARPreNorm : public FramewiseLayer {
 public:
-    explicit ARPreNorm(const LayerDescription& layer) : m_layer(layer) {}
+    using FramewiseLayer::FramewiseLayer;
     void reset() override { m_level = {}; }
 
 protected:
@@ -211,14 +202,13 @@ protected:
     }
 
 private:
-    LayerDescription m_layer;
     Real m_level;
 };
 
 class SelfAttention : public ReferenceLayer {
 public:
     SelfAttention(const LayerDescription& layer, int version)
-        : m_layer(layer),
+        : ReferenceLayer(layer),
           m_delay(version >= 0x1007 ? layer.parameters.delay : 0),
           m_filters(version >= 0x1007 && !layer.timeTaps.values.empty()) {}
 
@@ -267,7 +257,6 @@ private:
         return sum.related();
     }
 
-    LayerDescription m_layer;
     int m_delay;
     bool m_filters;
     FrameList m_frames;
@@ -277,6 +266,8 @@ private:
 // time gets no frames of its own.
 class Join : public ReferenceLayer {
 public:
+    using ReferenceLayer::ReferenceLayer;
+
     void addSource(const ReferenceLayer* source) override { m_inputs.push_back({source, {}}); }
 
     bool forward(const Tensor& input, const ReferenceLayer* source) override {
@@ -333,7 +324,7 @@ protected:
 
 class Arithmetic : public Join {
 public:
-    explicit Arithmetic(int operation) : m_operation(operation) {}
+    using Join::Join;
 
 protected:
     Tensor join(const std::vector<Tensor>& frames) const override {
@@ -346,7 +337,7 @@ protected:
 
 private:
     void apply(Real x, Real& result) const {
-        switch (m_operation) {
+        switch (m_layer.code) {
         case 0:
             result = result * x;
             break;
@@ -363,8 +354,6 @@ private:
             break;
         }
     }
-
-    int m_operation;
 };
 
 } // namespace
@@ -384,7 +373,7 @@ std::unique_ptr<ReferenceLayer> makeReferenceLayer(const LayerDescription& layer
     case 16:
         return std::make_unique<PreNorm>(layer);
     case 18:
-        return std::make_unique<Arithmetic>(layer.code);
+        return std::make_unique<Arithmetic>(layer);
     case 19:
         return std::make_unique<SelfAttention>(layer, version);
     case 22:

@@ -31,6 +31,7 @@ struct Tensor {
 
 class ReferenceLayer {
 public:
+    explicit ReferenceLayer(const LayerDescription& layer = {}) : m_layer(layer) {}
     virtual ~ReferenceLayer() = default;
 
     // Takes all frames of `input`, which `source` hands on. True when something reached the output.
@@ -47,6 +48,8 @@ public:
 
 protected:
     bool emit(const Tensor& output) const;
+
+    LayerDescription m_layer;
 
 private:
     std::vector<ReferenceLayer*> m_successors;
