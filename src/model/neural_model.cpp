@@ -53,10 +53,12 @@ bool NeuralModel<T>::readNetwork(RecordReader& reader) {
             return false;
         keep(name, std::move(layer));
     }
+    // Without the output: beside negative delays its latency of 0 would count as the longest.
+    prepareGraph();
+    latencyFrames = inputLayer->latency(1);
     outputLayer = std::make_shared<OutputLayer<T>>(layers, reader);
     keep("output", outputLayer);
     prepareGraph();
-    latencyFrames = inputLayer->latency(1);
     return true;
 }
 
