@@ -185,7 +185,8 @@ FftSizes fftSizes(int order, FftMethod method, const Kernels& form) {
     std::int64_t work = 0;
     if (method == FftMethod::passes) {
         builder.planPasses();
-        work = padded((std::int64_t{1} << order) * static_cast<std::int64_t>(sizeof(float)));
+        const std::int64_t size = (std::int64_t{1} << order) / 2;
+        work = padded(fftWorkFloats(size) * static_cast<std::int64_t>(sizeof(float)));
     } else {
         builder.planInPlace();
     }

@@ -28,6 +28,14 @@ enum class FftMethod { passes, inPlace };
 inline constexpr int largestFftOrderByPasses = 24;
 inline constexpr int largestFftOrder = 29;
 
+/// The work buffer of passes over `size` complex samples holds two rows of real and imaginary
+/// parts. The gap between its four parts keeps the streams of a pass in different sets of the first
+/// cache: without it transforms of 8,192 take 8 % longer, of 16,384 30 %.
+inline constexpr std::ptrdiff_t fftWorkGap = 144; // floats
+inline constexpr std::int64_t fftWorkFloats(std::int64_t size) {
+    return 4 * (size + fftWorkGap);
+}
+
 /// Byte sizes of a plan and of its work buffer. Both leave room to align the block.
 struct FftSizes {
     std::int64_t spec;

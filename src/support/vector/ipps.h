@@ -10,7 +10,9 @@
 //   64-byte aligned rows are fastest.
 // - A positive status is a warning: the operation has finished and its results stand.
 // - Reentrant, no lock, no allocation (but ippsMalloc_8u), safe on a real-time thread.
-// - Results are good to the last few bits; they may differ by the processor's instruction set.
+// - Results are good to the last few bits (the functions: 2.5 units in the last place); they may
+//   differ by the processor's instruction set. On one processor an element-wise operation gives an
+//   element the same bits whatever its place, the row's length and its alignment.
 
 #include <complex>
 #include <cstdint>
@@ -63,7 +65,8 @@ const char* ippGetStatusString(IppStatus status);
 /// The short name of this implementation, for hosts that ask which one is built in.
 const char* ippName();
 
-/// `size` bytes aligned to 64, contents undefined; null when `size` is below 1 or memory runs out.
+/// `size` bytes aligned to 64, contents undefined; null when `size` is below 1, when it and the
+/// bookkeeping of some 70 bytes exceed an int, or when memory runs out.
 Ipp8u* ippsMalloc_8u(int size);
 
 /// Releases a block of ippsMalloc_8u; null is ignored.
@@ -94,34 +97,38 @@ IppStatus ippsMul_32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, i
 
 /// dst = value * src; exactly a copy for a value of 1, exactly zeros for a value of 0.
 IppStatus ippsMulC_32f(const Ipp32f* src, Ipp32f value, Ipp32f* dst, int len);
+
+/// dst = value * src, the complex product for every value.
 IppStatus ippsMulC_32fc(const Ipp32fc* src, Ipp32fc value, Ipp32fc* dst, int len);
 
 /// dst = src2 / src1: the second operand over the first. A zero divisor, of either sign, gives an
 /// infinity with the dividend's sign, or NaN for a dividend of 0 or NaN, and ippStsDivByZero.
 IppStatus ippsDiv_32f(const Ipp32f* src1, const Ipp32f* src2, Ipp32f* dst, int len);
 
-/// srcDst += src1 * src2; may fuse.
+/// srcDst += src1 * src2; fuses, in every element, where the form in use has the instruction.
 IppStatus ippsAddProduct_32f(const Ipp32f* src1, const Ipp32f* src2, Ipp32f* srcDst, int len);
 
-/// srcDst += src * value; may fuse.
+/// srcDst += src * value; fuses like ippsAddProduct_32f.
 IppStatus ippsAddProductC_32f(const Ipp32f* src, Ipp32f value, Ipp32f* srcDst, int len);
 
 IppStatus ippsConvert_32f64f(const Ipp32f* src, Ipp64f* dst, int len);
 
-/// Values past the range of float become its largest finite values.
+/// Values past the range of float, infinities too, become its largest finite values; NaN stays.
 IppStatus ippsConvert_64f32f(const Ipp64f* src, Ipp32f* dst, int len);
 
 IppStatus ippsExp_32f(const Ipp32f* src, Ipp32f* dst, int len);
 
-/// A zero gives minus infinity and ippStsLnZeroArg, a negative value NaN and ippStsLnNegArg; the
-/// first of the two wins.
+/// A zero gives minus infinity and ippStsLnZeroArg, a negative value NaN and ippStsLnNegArg; with
+/// both in a row the status is ippStsLnZeroArg.
 IppStatus ippsLn_32f(const Ipp32f* src, Ipp32f* dst, int len);
 
+/// dst = sqrt(re * re + im * im), whose squares may overflow or underflow.
 IppStatus ippsMagnitude_32fc(const Ipp32fc* src, Ipp32f* dst, int len);
 
 /// dst = atan2(im, re), from -pi to pi.
 IppStatus ippsPhase_32fc(const Ipp32fc* src, Ipp32f* dst, int len);
 
+/// dst = (magnitude * cos(phase), magnitude * sin(phase)), for phases of any size.
 IppStatus ippsPolarToCart_32fc(const Ipp32f* magnitude, const Ipp32f* phase, Ipp32fc* dst, int len);
 
 /// Values below `level`, and NaN, become `value`.
@@ -155,7 +162,10 @@ IppStatus ippsSampleDown_32f(const Ipp32f* src, int srcLen, Ipp32f* dst, int* ds
 IppStatus ippsFFTGetSize_R_32f(int order, int flag, IppHintAlgorithm hint, int* specSize,
                                int* specBufferSize, int* bufferSize);
 
-/// Builds a transform in `specMemory`, which must outlive it; `spec` receives the object to use.
+/// Builds a transform in `specMemory`, which must outlive it and not move; `spec` receives the
+/// object to use. It may serve several threads at once, each with its own work buffer. The flag
+/// scales: 1 the forward transform by 1 / N, 2 the inverse by 1 / N, 4 both by 1 / sqrt(N), 8
+/// neither.
 IppStatus ippsFFTInit_R_32f(IppsFFTSpec_R_32f** spec, int order, int flag, IppHintAlgorithm hint,
                             Ipp8u* specMemory, Ipp8u* specBuffer);
 

@@ -16,6 +16,10 @@ constexpr std::ptrdiff_t W = lanesOf<F>;
 struct In {
     const float* p;
     F load(std::ptrdiff_t n) const { return loadAt<F>(p + n); }
+    template <int Count>
+    F loadPiece(std::ptrdiff_t n) const {
+        return ::loadPiece<Count>(p + n);
+    }
     F loadFew(std::ptrdiff_t count) const { return loadPartial(p, count); }
 };
 
@@ -79,6 +83,39 @@ inline void mapRows(std::ptrdiff_t len, Target out, Op op, Sources... in) {
     if (n < end)
         out.store(n, op(in.load(n)...));
     out.store(end, last);
+}
+
+template <int Count, class Op, class... Sources>
+inline void updatePiece(std::ptrdiff_t len, std::ptrdiff_t& n, float* row, Op op, Sources... in) {
+    if ((len & Count) != 0) {
+        storePiece<Count>(row + n,
+                          op(loadPiece<Count>(row + n), in.template loadPiece<Count>(n)...));
+        n += Count;
+    }
+}
+
+/// Updates `row` to op(row, sources). The rest after whole vectors is done in halves, so that the
+/// calls of a sum over many rows load just what the call before stored: a load that overlaps two
+/// stores waits until both have left the processor's store queue, twice the time of a short call.
+template <class Op, class... Sources>
+inline void updateRow(std::ptrdiff_t len, float* row, Op op, Sources... in) {
+    std::ptrdiff_t n = 0;
+    for (; n + 2 * W <= len; n += 2 * W) {
+        const F first = op(loadAt<F>(row + n), in.load(n)...);
+        const F second = op(loadAt<F>(row + n + W), in.load(n + W)...);
+        storeAt(row + n, first);
+        storeAt(row + n + W, second);
+    }
+    if (n + W <= len) {
+        storeAt(row + n, op(loadAt<F>(row + n), in.load(n)...));
+        n += W;
+    }
+    if constexpr (W > 4)
+        updatePiece<4>(len, n, row, op, in...);
+    if constexpr (W > 2) {
+        updatePiece<2>(len, n, row, op, in...);
+        updatePiece<1>(len, n, row, op, in...);
+    }
 }
 
 inline Complex<F> product(Complex<F> a, Complex<F> b) {
@@ -216,16 +253,15 @@ IppStatus div32f(const float* src1, const float* src2, float* dst, int len) {
 }
 
 IppStatus addProduct32f(const float* src1, const float* src2, float* srcDst, int len) {
-    mapRows(
-        len, Out{srcDst}, [](F a, F b, F sum) { return mulAdd(a, b, sum); }, In{src1}, In{src2},
-        In{srcDst});
+    updateRow(
+        len, srcDst, [](F sum, F a, F b) { return mulAdd(a, b, sum); }, In{src1}, In{src2});
     return ippStsNoErr;
 }
 
 IppStatus addProductC32f(const float* src, float value, float* srcDst, int len) {
     const F c(value);
-    mapRows(
-        len, Out{srcDst}, [c](F a, F sum) { return mulAdd(a, c, sum); }, In{src}, In{srcDst});
+    updateRow(
+        len, srcDst, [c](F sum, F a) { return mulAdd(a, c, sum); }, In{src});
     return ippStsNoErr;
 }
 

@@ -263,34 +263,31 @@ void packBins(const IppsFFTSpec_R_32f& spec, const float* src, Split out) {
 template <class V>
 void forwardByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec, float* work) {
     const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
-    // The rows alternate so that the last pass leaves its result in the work buffer.
-    const Split rows[2] = {{work, work + size}, {dst, dst + size}};
-    const int numPasses = spec.numPasses;
+    const std::ptrdiff_t part = size + sorvane::vector::fftWorkGap;
+    const Split rows[2] = {{work, work + part}, {work + 2 * part, work + 3 * part}};
     // The source is only read.
-    const Pairs in{const_cast<float*>(src)};
-    runOpeningPass<V>(spec.passes[0], in, rows[(numPasses - 1) % 2]);
-    for (int i = 1; i < numPasses; ++i)
-        runAnyPass<V>(spec.passes[i], rows[(numPasses - i) % 2], rows[(numPasses - 1 - i) % 2]);
-    unpackBins<V>(spec, rows[0], dst);
+    runOpeningPass<V>(spec.passes[0], Pairs{const_cast<float*>(src)}, rows[0]);
+    for (int i = 1; i < spec.numPasses; ++i)
+        runAnyPass<V>(spec.passes[i], rows[(i - 1) % 2], rows[i % 2]);
+    unpackBins<V>(spec, rows[(spec.numPasses - 1) % 2], dst);
 }
 
 template <class V>
 void inverseByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec, float* work) {
     const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
-    // The rows alternate so that the last pass reads the work buffer and writes the destination.
-    const Split rows[2] = {{work, work + size}, {dst, dst + size}};
-    const int numPasses = spec.numPasses;
-    const Split packed = rows[(numPasses - 1) % 2];
-    packBins<V>(spec, src, packed);
-    const Split exchanged{packed.im, packed.re};
-    if (numPasses == 1) {
+    const std::ptrdiff_t part = size + sorvane::vector::fftWorkGap;
+    const Split rows[2] = {{work, work + part}, {work + 2 * part, work + 3 * part}};
+    packBins<V>(spec, src, rows[0]);
+    const Split exchanged{rows[0].im, rows[0].re};
+    const int last = spec.numPasses - 1;
+    if (last == 0) {
         runAnyPass<V>(spec.passes[0], exchanged, Pairs{dst});
         return;
     }
-    runOpeningPass<V>(spec.passes[0], exchanged, rows[(numPasses - 2) % 2]);
-    for (int i = 1; i < numPasses - 1; ++i)
-        runAnyPass<V>(spec.passes[i], rows[(numPasses - 1 - i) % 2], rows[(numPasses - 2 - i) % 2]);
-    runAnyPass<V>(spec.passes[numPasses - 1], rows[0], Pairs{dst});
+    runOpeningPass<V>(spec.passes[0], exchanged, rows[1]);
+    for (int i = 1; i < last; ++i)
+        runAnyPass<V>(spec.passes[i], rows[i % 2], rows[(i + 1) % 2]);
+    runAnyPass<V>(spec.passes[last], rows[last % 2], Pairs{dst});
 }
 
 IppStatus fftForward(const float* src, float* dst, const IppsFFTSpec_R_32f* spec, float* work) {

@@ -75,21 +75,43 @@ inline F loadPartial(const float* p, std::ptrdiff_t count) {
                             _mm256_castsi256_ps(mask));
 }
 
+/// The first 4, 2 or 1 floats, the other lanes being 0.
+template <int Count>
+inline F loadPiece(const float* p) {
+    if constexpr (Count == 4)
+        return _mm256_zextps128_ps256(_mm_loadu_ps(p));
+    else if constexpr (Count == 2)
+        return _mm256_zextps128_ps256(
+            _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
+    else
+        return _mm256_zextps128_ps256(_mm_load_ss(p));
+}
+
+template <int Count>
+inline void storePiece(float* p, F x) {
+    const __m128 low = _mm256_castps256_ps128(x);
+    if constexpr (Count == 4)
+        _mm_storeu_ps(p, low);
+    else if constexpr (Count == 2)
+        _mm_storel_pi(reinterpret_cast<__m64*>(p), low);
+    else
+        _mm_store_ss(p, low);
+}
+
 /// In pieces, since masked stores are slow on some processors.
 inline void storePartial(float* p, F x, std::ptrdiff_t count) {
-    __m128 rest = _mm256_castps256_ps128(x);
     if ((count & 4) != 0) {
-        _mm_storeu_ps(p, rest);
-        rest = _mm256_extractf128_ps(x, 1);
+        storePiece<4>(p, x);
+        x = _mm256_permute2f128_ps(x, x, 1);
         p += 4;
     }
     if ((count & 2) != 0) {
-        _mm_storel_pi(reinterpret_cast<__m64*>(p), rest);
-        rest = _mm_movehl_ps(rest, rest);
+        storePiece<2>(p, x);
+        x = _mm256_permute_ps(x, _MM_SHUFFLE(3, 2, 3, 2));
         p += 2;
     }
     if ((count & 1) != 0)
-        _mm_store_ss(p, rest);
+        storePiece<1>(p, x);
 }
 
 } // namespace

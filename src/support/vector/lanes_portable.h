@@ -30,6 +30,12 @@ inline float loadPartial(const float* p, std::ptrdiff_t) {
 inline float loadZeroPadded(const float*, std::ptrdiff_t) {
     return 0.0f;
 }
+
+template <int>
+inline float loadPiece(const float* p) {
+    return *p;
+}
+
 inline void storePartial(float* p, float x, std::ptrdiff_t) {
     *p = x;
 }

@@ -58,6 +58,23 @@ inline F loadZeroPadded(const float* p, std::ptrdiff_t count) {
                        0.0f);
 }
 
+/// The first 2 or 1 floats, the other lanes being 0.
+template <int Count>
+inline F loadPiece(const float* p) {
+    if constexpr (Count == 2)
+        return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+    else
+        return _mm_load_ss(p);
+}
+
+template <int Count>
+inline void storePiece(float* p, F x) {
+    if constexpr (Count == 2)
+        _mm_storel_pi(reinterpret_cast<__m64*>(p), x);
+    else
+        _mm_store_ss(p, x);
+}
+
 inline void storePartial(float* p, F x, std::ptrdiff_t count) {
     _mm_store_ss(p, x);
     if (count > 1)

@@ -50,7 +50,7 @@ struct SpecialCase {
 
 /// Puts a case's sources at the front, the middle and the end of rows of ones.
 void expectCase(const SpecialCase& c) {
-    for (const std::size_t len : {1, 5, 19}) {
+    for (const std::size_t len : {1U, 5U, 19U}) {
         for (const std::size_t at : {std::size_t{0}, len / 2, len - 1}) {
             std::vector<float> a(len, 1.0f), b(len, 1.0f), dst(len);
             a[at] = c.a;
@@ -222,7 +222,7 @@ TEST(VectorSpecialCases, DenormalsAreNumbersWhereTheThreadKeepsThem) {
 }
 
 TEST(VectorSpecialCases, ConversionsKeepWhatTheyCan) {
-    const double doubles[] = {0.1, -0.0, 1e300, -1e300, HUGE_VAL, 3.4028235e38, NAN, -2.5};
+    const double doubles[] = {0.1, -0.0, 1e300, -1e300, HUGE_VAL, 3.4028235e38, std::nan(""), -2.5};
     const float floats[] = {0.1f, -0.0f, FLT_MAX, -FLT_MAX, FLT_MAX, FLT_MAX, notANumber, -2.5f};
     forEachForm([&](const Kernels& form) {
         SCOPED_TRACE(form.name);
