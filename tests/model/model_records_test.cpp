@@ -12,8 +12,13 @@ namespace {
 
 const FileTensor one = {{1, 1, 1, 1}, {1.0F}};
 
-// Small, with a layer of every kind of body that needs no second input.
+// Small, with a layer of every kind.
 ModelFile richModel(int version, int storage) {
+    const auto tensor = [&](const std::vector<int>& shape) {
+        FileTensor result = constantTensor(shape, 0.25F);
+        result.storage = storage;
+        return result;
+    };
     ModelFile file{.version = version};
     file.inputPacking.bins = 9;
     file.outputPacking.bins = 9;
@@ -21,17 +26,27 @@ ModelFile richModel(int version, int storage) {
     file.frameLength = 16;
     file.hop = 8;
     file.layers = {
-        conv("a", "input", {{2, 3, 1, 2}, std::vector<float>(12, 0.1F), storage},
-             {{2}, {0.5F, -0.5F}, storage}, {.delay = 1}),
+        conv("a", "input", tensor({2, 3, 1, 2}), tensor({2}), {.delay = 1}),
         activation("b", 4, "a"),
         leakyReLU("c", "a", 0.25F),
         activation("d", 5, "c"),
         activation("e", 20, "d"),
         activation("f", 17, "b"),
-        conv("g", "e", {{1, 1, 2, 1}, {1.0F, 2.0F}, storage}, {}),
-        activation("h", 6, "g"),
+        norm("g", "e", 0, tensor({2}), tensor({2})),
+        separableChannelConv("h", "g", tensor({2}), tensor({3})),
+        preNorm("i", "h", tensor({2})),
+        arPreNorm("j", "i", 0.5F, 0.5F, 0.1F),
+        selfAttention("k", "j", tensor({2, 2}), tensor({9, 2}), 1, tensor({2, 2})),
+        arithmetic("l", {"b", "k"}, 0),
+        concat("m", {"f", "l"}),
+        conv("n", "m", tensor({1, 1, 4, 1}), {}),
+        activation("o", 6, "n"),
+        // Branches that end, of other shapes.
+        transposedConv("p", "a", tensor({2, 3, 2, 2}), tensor({2}), 2, {.strideT = 2}),
+        frequencyRescale("q", "a", {{0, tensor({2})}, {7, tensor({2})}}),
+        dense("r", "q", tensor({2, 2, 2}), tensor({2, 2})),
     };
-    file.outputSource = "h";
+    file.outputSource = "o";
     return file;
 }
 
@@ -74,6 +89,14 @@ TEST(ModelRecords, NoMutatedByteDoesHarm) {
             }
         }
     EXPECT_GT(loaded, 0);
+    NeuralModel<float> model;
+    ASSERT_TRUE(load(model, image.bytes));
+    ComplexSignal32 frame(1, 9);
+    frame.fill(1.0F);
+    std::size_t results = 0;
+    for (int i = 0; i < 4; ++i)
+        results += model.runModel(frame).size();
+    EXPECT_EQ(results, 2U);
 }
 
 TEST(ModelRecords, ClaimsAreHeldAgainstTheBytesThatAreLeft) {
