@@ -1,0 +1,23 @@
+#pragma once
+
+// Which form of the vector layer the public operations use.
+
+#include "support/vector/kernels.h"
+
+#include <atomic>
+
+namespace sorvane::vector {
+
+/// The form in use. It starts as the best one that every processor of the target runs, so that
+/// operations work before ippInit too.
+extern constinit std::atomic<const Kernels*> activeKernels;
+
+inline const Kernels& kernels() {
+    return *activeKernels.load(std::memory_order_relaxed);
+}
+
+/// The forms that this processor runs, narrowest first; returns their number and stores at most
+/// `capacity` of them.
+int availableForms(const Kernels** forms, int capacity);
+
+} // namespace sorvane::vector

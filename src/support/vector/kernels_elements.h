@@ -1,0 +1,274 @@
+#pragma once
+
+// How the element-wise kernels walk over their rows, and those of plain arithmetic.
+//
+// Every element takes the same arithmetic wherever it stands: rows end with a vector that overlaps
+// the one before it, rows shorter than a vector are loaded into one. The last vector is computed
+// before anything is written, so that `dst` may be a source.
+
+#include "support/vector/ipps.h"
+
+namespace {
+
+constexpr std::ptrdiff_t W = lanesOf<F>;
+
+/// A row of floats.
+struct In {
+    const float* p;
+    F load(std::ptrdiff_t n) const { return loadAt<F>(p + n); }
+    F loadFew(std::ptrdiff_t count) const { return loadPartial(p, count); }
+};
+
+struct Out {
+    float* p;
+    void store(std::ptrdiff_t n, F x) const { storeAt(p + n, x); }
+    void storeFew(std::ptrdiff_t count, F x) const { storePartial(p, x, count); }
+};
+
+/// A row of complex values; vectors have the natural order of splitPairs.
+struct ComplexIn {
+    const float* p;
+    explicit ComplexIn(const Ipp32fc* src) : p(reinterpret_cast<const float*>(src)) {}
+    Complex<F> load(std::ptrdiff_t n) const {
+        return splitPairs(loadAt<F>(p + 2 * n), loadAt<F>(p + 2 * n + W));
+    }
+    Complex<F> loadFew(std::ptrdiff_t count) const {
+        float pairs[2 * W];
+        for (std::ptrdiff_t i = 0; i < 2 * W; ++i)
+            pairs[i] = p[i < 2 * count ? i : i % 2];
+        return splitPairs(loadAt<F>(pairs), loadAt<F>(pairs + W));
+    }
+};
+
+struct ComplexOut {
+    float* p;
+    explicit ComplexOut(Ipp32fc* dst) : p(reinterpret_cast<float*>(dst)) {}
+    void store(std::ptrdiff_t n, Complex<F> z) const {
+        F a, b;
+        joinPairs(z, a, b);
+        storeAt(p + 2 * n, a);
+        storeAt(p + 2 * n + W, b);
+    }
+    void storeFew(std::ptrdiff_t count, Complex<F> z) const {
+        F a, b;
+        joinPairs(z, a, b);
+        float pairs[2 * W];
+        storeAt(pairs, a);
+        storeAt(pairs + W, b);
+        for (std::ptrdiff_t i = 0; i < 2 * count; ++i)
+            p[i] = pairs[i];
+    }
+};
+
+/// Stores op(sources) for `len` elements, two vectors a round, which hides the loop's own cost.
+template <class Target, class Op, class... Sources>
+inline void mapRows(std::ptrdiff_t len, Target out, Op op, Sources... in) {
+    if (len < W) {
+        out.storeFew(len, op(in.loadFew(len)...));
+        return;
+    }
+    const std::ptrdiff_t end = len - W;
+    const auto last = op(in.load(end)...);
+    std::ptrdiff_t n = 0;
+    for (; n + W < end; n += 2 * W) {
+        const auto first = op(in.load(n)...);
+        const auto second = op(in.load(n + W)...);
+        out.store(n, first);
+        out.store(n + W, second);
+    }
+    if (n < end)
+        out.store(n, op(in.load(n)...));
+    out.store(end, last);
+}
+
+inline Complex<F> product(Complex<F> a, Complex<F> b) {
+    return {negMulAdd(a.im, b.im, a.re * b.re), mulAdd(a.im, b.re, a.re * b.im)};
+}
+
+inline void copyRow(const float* src, float* dst, int len) {
+    if (src != dst)
+        std::memcpy(dst, src, static_cast<std::size_t>(len) * sizeof(float));
+}
+
+inline void addRows(const float* src1, const float* src2, float* dst, std::ptrdiff_t len) {
+    mapRows(
+        len, Out{dst}, [](F a, F b) { return a + b; }, In{src1}, In{src2});
+}
+
+inline void subtractRows(const float* src1, const float* src2, float* dst, std::ptrdiff_t len) {
+    mapRows(
+        len, Out{dst}, [](F a, F b) { return b - a; }, In{src1}, In{src2});
+}
+
+inline const float* floats(const Ipp32fc* p) {
+    return reinterpret_cast<const float*>(p);
+}
+inline float* floats(Ipp32fc* p) {
+    return reinterpret_cast<float*>(p);
+}
+
+IppStatus set32f(float value, float* dst, int len) {
+    const F x(value);
+    mapRows(
+        len, Out{dst}, [x](F) { return x; }, In{dst});
+    return ippStsNoErr;
+}
+
+IppStatus set32fc(Ipp32fc value, Ipp32fc* dst, int len) {
+    float* p = floats(dst);
+    const float re = floats(&value)[0];
+    const float im = floats(&value)[1];
+    for (std::ptrdiff_t n = 0; n < len; ++n) {
+        p[2 * n] = re;
+        p[2 * n + 1] = im;
+    }
+    return ippStsNoErr;
+}
+
+IppStatus add32f(const float* src1, const float* src2, float* dst, int len) {
+    addRows(src1, src2, dst, len);
+    return ippStsNoErr;
+}
+
+IppStatus add32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
+    addRows(floats(src1), floats(src2), floats(dst), std::ptrdiff_t{2} * len);
+    return ippStsNoErr;
+}
+
+IppStatus addC32f(const float* src, float value, float* dst, int len) {
+    if (value == 0.0f) {
+        copyRow(src, dst, len);
+        return ippStsNoErr;
+    }
+    const F c(value);
+    mapRows(
+        len, Out{dst}, [c](F a) { return a + c; }, In{src});
+    return ippStsNoErr;
+}
+
+IppStatus sub32f(const float* src1, const float* src2, float* dst, int len) {
+    subtractRows(src1, src2, dst, len);
+    return ippStsNoErr;
+}
+
+IppStatus sub32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
+    subtractRows(floats(src1), floats(src2), floats(dst), std::ptrdiff_t{2} * len);
+    return ippStsNoErr;
+}
+
+IppStatus subC32f(const float* src, float value, float* dst, int len) {
+    if (value == 0.0f) {
+        copyRow(src, dst, len);
+        return ippStsNoErr;
+    }
+    const F c(value);
+    mapRows(
+        len, Out{dst}, [c](F a) { return a - c; }, In{src});
+    return ippStsNoErr;
+}
+
+IppStatus mul32f(const float* src1, const float* src2, float* dst, int len) {
+    mapRows(
+        len, Out{dst}, [](F a, F b) { return a * b; }, In{src1}, In{src2});
+    return ippStsNoErr;
+}
+
+IppStatus mul32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
+    mapRows(
+        len, ComplexOut(dst), [](Complex<F> a, Complex<F> b) { return product(a, b); },
+        ComplexIn(src1), ComplexIn(src2));
+    return ippStsNoErr;
+}
+
+IppStatus mulC32f(const float* src, float value, float* dst, int len) {
+    if (value == 1.0f) {
+        copyRow(src, dst, len);
+        return ippStsNoErr;
+    }
+    if (value == 0.0f) {
+        std::memset(dst, 0, static_cast<std::size_t>(len) * sizeof(float));
+        return ippStsNoErr;
+    }
+    const F c(value);
+    mapRows(
+        len, Out{dst}, [c](F a) { return a * c; }, In{src});
+    return ippStsNoErr;
+}
+
+IppStatus mulC32fc(const Ipp32fc* src, Ipp32fc value, Ipp32fc* dst, int len) {
+    const Complex<F> c{F(floats(&value)[0]), F(floats(&value)[1])};
+    mapRows(
+        len, ComplexOut(dst), [c](Complex<F> a) { return product(a, c); }, ComplexIn(src));
+    return ippStsNoErr;
+}
+
+IppStatus div32f(const float* src1, const float* src2, float* dst, int len) {
+    const F zero(0.0f);
+    M zeroDivisor = F(1.0f) == zero;
+    mapRows(
+        len, Out{dst},
+        [&zeroDivisor, zero](F divisor, F dividend) {
+            zeroDivisor = eitherOf(zeroDivisor, divisor == zero);
+            return dividend / (divisor + zero); // the sum makes a plus of the zero's sign
+        },
+        In{src1}, In{src2});
+    return anyOf(zeroDivisor) ? ippStsDivByZero : ippStsNoErr;
+}
+
+IppStatus addProduct32f(const float* src1, const float* src2, float* srcDst, int len) {
+    mapRows(
+        len, Out{srcDst}, [](F a, F b, F sum) { return mulAdd(a, b, sum); }, In{src1}, In{src2},
+        In{srcDst});
+    return ippStsNoErr;
+}
+
+IppStatus addProductC32f(const float* src, float value, float* srcDst, int len) {
+    const F c(value);
+    mapRows(
+        len, Out{srcDst}, [c](F a, F sum) { return mulAdd(a, c, sum); }, In{src}, In{srcDst});
+    return ippStsNoErr;
+}
+
+IppStatus convert32f64f(const float* src, double* dst, int len) {
+    for (int n = 0; n < len; ++n)
+        dst[n] = static_cast<double>(src[n]);
+    return ippStsNoErr;
+}
+
+IppStatus convert64f32f(const double* src, float* dst, int len) {
+    const double largest = 3.4028234663852886e38;
+    for (int n = 0; n < len; ++n) {
+        double x = src[n];
+        x = x > largest ? largest : x;
+        x = x < -largest ? -largest : x;
+        dst[n] = static_cast<float>(x);
+    }
+    return ippStsNoErr;
+}
+
+// Ordered comparisons: a NaN fails them.
+
+IppStatus thresholdLTVal32f(const float* src, float* dst, int len, float level, float value) {
+    const F bound(level), other(value);
+    mapRows(
+        len, Out{dst}, [=](F x) { return choose(bound <= x, x, other); }, In{src});
+    return ippStsNoErr;
+}
+
+IppStatus thresholdGTVal32f(const float* src, float* dst, int len, float level, float value) {
+    const F bound(level), other(value);
+    mapRows(
+        len, Out{dst}, [=](F x) { return choose(bound >= x, x, other); }, In{src});
+    return ippStsNoErr;
+}
+
+IppStatus thresholdLTValGTVal32f(const float* src, float* dst, int len, float levelLT,
+                                 float valueLT, float levelGT, float valueGT) {
+    const F low(levelLT), below(valueLT), high(levelGT), above(valueGT);
+    mapRows(
+        len, Out{dst}, [=](F x) { return choose(x < low, below, choose(x > high, above, x)); },
+        In{src});
+    return ippStsNoErr;
+}
+
+} // namespace

@@ -1,0 +1,202 @@
+#pragma once
+
+// Exponential, logarithm, sine and cosine, arc tangent, magnitude. The polynomials are minimax fits
+// of the relative error over the reduced range, their coefficients rounded to float one by one.
+
+namespace {
+
+inline F absolute(F x) {
+    return fromBits(bitsOf(x) & I(0x7fffffff));
+}
+inline I signBitOf(F x) {
+    return bitsOf(x) & I(INT32_MIN);
+}
+inline F withSignFlipped(F x, I signBit) {
+    return fromBits(bitsOf(x) ^ signBit);
+}
+
+/// Adding this number rounds a small float to an integer, which is left in the low bits.
+constexpr float roundingShift = 12582912.0f; // 1.5 * 2^23
+
+inline I roundedBits(F shifted) {
+    return bitsOf(shifted) - I(0x4b400000);
+}
+
+/// exp(x) = 2^n exp(r), |r| <= ln(2) / 2. The power of two is applied in two steps, so that
+/// results run over into infinity and under into denormals by themselves.
+inline F expOf(F x) {
+    const F limited = atLeast(F(-105.0f), atMost(F(90.0f), x));
+    const F shifted = mulAdd(limited, F(1.44269504f), F(roundingShift));
+    const F n = shifted - F(roundingShift);
+    F r = negMulAdd(n, F(0.693359375f), limited); // ln(2) in two parts, the first exact for all n
+    r = negMulAdd(n, F(-2.12194440e-4f), r);
+    F p = mulAdd(F(0.00138387561f), r, F(0.00836919062f));
+    p = mulAdd(p, r, F(0.0416681021f));
+    p = mulAdd(p, r, F(0.166665167f));
+    p = mulAdd(p, r, F(0.49999994f));
+    p = mulAdd(p, r * r, r) + F(1.0f);
+    const I exponent = roundedBits(shifted);
+    const I half = exponent >> 1;
+    const F scale1 = fromBits((half + I(127)) << 23);
+    const F scale2 = fromBits((exponent - half + I(127)) << 23);
+    return p * scale1 * scale2;
+}
+
+/// ln(m 2^e) = ln(1 + f) + e ln(2), f = m - 1, m from sqrt(1/2) to sqrt(2).
+inline F lnOf(F x, M& zeros, M& negatives) {
+    const F zero(0.0f), one(1.0f), infinity(HUGE_VALF);
+    const M regular = bothOf(x > zero, x < infinity);
+    F m = choose(regular, x, one);
+    const M denormal = m < F(1.17549435e-38f);
+    m = choose(denormal, m * F(8388608.0f), m);
+    const I sqrtHalf(0x3f3504f3);
+    const I shifted = bitsOf(m) - sqrtHalf;
+    const F e = toFloat(shifted >> 23) - choose(denormal, F(23.0f), zero);
+    const F f = fromBits((shifted & I(0x007fffff)) + sqrtHalf) - one;
+    F p = mulAdd(F(0.0534224287f), f, F(-0.109187193f));
+    p = mulAdd(p, f, F(0.121078141f));
+    p = mulAdd(p, f, F(-0.125492394f));
+    p = mulAdd(p, f, F(0.14209637f));
+    p = mulAdd(p, f, F(-0.16659373f));
+    p = mulAdd(p, f, F(0.200022221f));
+    p = mulAdd(p, f, F(-0.250001669f));
+    p = mulAdd(p, f, F(0.333333135f));
+    const F square = f * f;
+    F y = p * (square * f);
+    y = mulAdd(e, F(-2.12194440e-4f), y);
+    y = negMulAdd(F(0.5f), square, y);
+    const F ln = mulAdd(e, F(0.693359375f), f + y);
+
+    const M isZero = x == zero;
+    const M isNegative = x < zero;
+    zeros = eitherOf(zeros, isZero);
+    negatives = eitherOf(negatives, isNegative);
+    const F special = choose(isZero, -infinity, choose(isNegative, F(NAN), x));
+    return choose(regular, ln, special);
+}
+
+/// Beyond this the argument's reduction by parts of pi / 2 loses bits.
+constexpr float largestReduced = 8192.0f;
+
+/// cos(x) and sin(x) for |x| up to largestReduced: x = k pi / 2 + r, |r| <= pi / 4.
+inline Complex<F> cosAndSin(F x) {
+    const F a = absolute(x);
+    const F shifted = mulAdd(a, F(0.636619772f), F(roundingShift));
+    const F k = shifted - F(roundingShift);
+    F r;
+    if constexpr (fusesProducts) {
+        r = negMulAdd(k, F(0x1.921fb6p+0f), a);
+        r = negMulAdd(k, F(-0x1.777a5cp-25f), r);
+        r = negMulAdd(k, F(-0x1.ee59dap-50f), r);
+    } else { // parts of 11 bits, whose products with k are exact
+        r = a - k * F(0x1.92p+0f);
+        r = r - k * F(0x1.fb4p-12f);
+        r = r - k * F(0x1.444p-24f);
+        r = r - k * F(0x1.68c234p-39f);
+    }
+    const F square = r * r;
+    F s = mulAdd(F(-0.000195180954f), square, F(0.00833218824f));
+    s = mulAdd(s, square, F(-0.166666552f));
+    s = mulAdd(s, square * r, r);
+    F c = mulAdd(F(2.44323273e-05f), square, F(-0.00138873095f));
+    c = mulAdd(c, square, F(0.0416666456f));
+    c = mulAdd(c, square * square, negMulAdd(F(0.5f), square, F(1.0f)));
+
+    // An odd k swaps the two; their signs follow from its second bit.
+    const I quadrant = roundedBits(shifted);
+    const I swapped = I(0) - (quadrant & I(1));
+    const I difference = (bitsOf(s) ^ bitsOf(c)) & swapped;
+    const I sinSign = ((quadrant & I(2)) << 30) ^ signBitOf(x);
+    const I cosSign = ((quadrant + I(1)) & I(2)) << 30;
+    return {fromBits(bitsOf(c) ^ difference ^ cosSign), fromBits(bitsOf(s) ^ difference ^ sinSign)};
+}
+
+/// Lanes that are large, infinite or NaN, one by one.
+inline Complex<F> cosAndSinOfLarge(F x, Complex<F> reduced) {
+    float angles[W], cosines[W], sines[W];
+    storeAt(angles, x);
+    storeAt(cosines, reduced.re);
+    storeAt(sines, reduced.im);
+    for (std::ptrdiff_t i = 0; i < W; ++i) {
+        if (!(fabsf(angles[i]) <= largestReduced)) {
+            cosines[i] = cosf(angles[i]);
+            sines[i] = sinf(angles[i]);
+        }
+    }
+    return {loadAt<F>(cosines), loadAt<F>(sines)};
+}
+
+inline Complex<F> polarToCartesian(F magnitude, F phase) {
+    Complex<F> z = cosAndSin(phase);
+    const F a = absolute(phase);
+    if (anyOf(eitherOf(a > F(largestReduced), a != a)))
+        z = cosAndSinOfLarge(phase, z);
+    return {toNatural(magnitude * z.re), toNatural(magnitude * z.im)};
+}
+
+/// atan2(im, re): the arc tangent of the smaller part over the larger one, then the octant.
+inline F phaseOf(Complex<F> z) {
+    const F zero(0.0f);
+    const F x = absolute(z.re), y = absolute(z.im);
+    const M steep = y > x;
+    const F larger = choose(steep, y, x), smaller = choose(steep, x, y);
+    // Equal parts give 1 or, at the origin, 0, where the quotient may be NaN.
+    F q = smaller / larger;
+    q = choose(smaller == larger, choose(larger == zero, zero, F(1.0f)), q);
+    const F square = q * q;
+    F p = mulAdd(F(0.00292031164f), square, F(-0.0163666476f));
+    p = mulAdd(p, square, F(0.0432094932f));
+    p = mulAdd(p, square, F(-0.0755194575f));
+    p = mulAdd(p, square, F(0.106658407f));
+    p = mulAdd(p, square, F(-0.14211008f));
+    p = mulAdd(p, square, F(0.199937671f));
+    p = mulAdd(p, square, F(-0.333331525f));
+    // Measured from the nearest axis, with pi / 2 and pi in two parts; -0 is on the left.
+    const I sign = signBitOf(z.re), left = sign >> 31;
+    const F turn = withSignFlipped(mulAdd(p, square * q, q), sign);
+    const F flat = turn + fromBits(left & bitsOf(F(-8.74227766e-8f)));
+    const F upright = F(-4.37113883e-8f) - turn;
+    F angle = choose(steep, upright, flat);
+    angle = angle + choose(steep, F(1.57079637f), fromBits(left & bitsOf(F(3.14159274f))));
+    angle = withSignFlipped(angle, signBitOf(z.im));
+    return choose(eitherOf(z.re != z.re, z.im != z.im), z.re + z.im, angle);
+}
+
+IppStatus exp32f(const float* src, float* dst, int len) {
+    mapRows(
+        len, Out{dst}, [](F x) { return expOf(x); }, In{src});
+    return ippStsNoErr;
+}
+
+IppStatus ln32f(const float* src, float* dst, int len) {
+    M zeros = F(1.0f) == F(0.0f);
+    M negatives = zeros;
+    mapRows(
+        len, Out{dst}, [&](F x) { return lnOf(x, zeros, negatives); }, In{src});
+    if (anyOf(zeros))
+        return ippStsLnZeroArg;
+    return anyOf(negatives) ? ippStsLnNegArg : ippStsNoErr;
+}
+
+IppStatus magnitude32fc(const Ipp32fc* src, float* dst, int len) {
+    mapRows(
+        len, Out{dst},
+        [](Complex<F> z) { return toLinear(squareRoot(mulAdd(z.re, z.re, z.im * z.im))); },
+        ComplexIn(src));
+    return ippStsNoErr;
+}
+
+IppStatus phase32fc(const Ipp32fc* src, float* dst, int len) {
+    mapRows(
+        len, Out{dst}, [](Complex<F> z) { return toLinear(phaseOf(z)); }, ComplexIn(src));
+    return ippStsNoErr;
+}
+
+IppStatus polarToCart32fc(const float* magnitude, const float* phase, Ipp32fc* dst, int len) {
+    mapRows(
+        len, ComplexOut(dst), [](F m, F p) { return polarToCartesian(m, p); }, In{magnitude},
+        In{phase});
+    return ippStsNoErr;
+}
+
+} // namespace

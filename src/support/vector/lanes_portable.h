@@ -1,0 +1,40 @@
+#pragma once
+
+// Plain C++: a vector is one float.
+
+#include "support/vector/lanes_scalar.h"
+
+namespace {
+
+using F = float;
+using I = std::int32_t;
+using M = bool;
+using D = double;
+constexpr bool fusesProducts = false;
+
+template <class V>
+constexpr int lanesOf = 1;
+
+template <class V>
+inline V loadAt(const float* p) {
+    return *p;
+}
+
+inline double loadDoubles(const double* p) {
+    return *p;
+}
+
+inline float loadPartial(const float* p, std::ptrdiff_t) {
+    return *p;
+}
+inline float loadZeroPadded(const float*, std::ptrdiff_t) {
+    return 0.0f;
+}
+inline void storePartial(float* p, float x, std::ptrdiff_t) {
+    *p = x;
+}
+
+/// Where lane i of a vector of pairs comes from, see splitPairs.
+constexpr int naturalOrder[1] = {0};
+
+} // namespace

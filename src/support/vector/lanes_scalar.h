@@ -1,0 +1,108 @@
+#pragma once
+
+// The operations on lanes that the kernels are written in, for the "vector" of one float. The
+// portable form uses these alone; the others use them for transforms too short for their vectors.
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+namespace {
+
+/// A complex number, or a vector of them with the real and imaginary parts apart.
+template <class V>
+struct Complex {
+    V re, im;
+};
+
+inline float mulAdd(float a, float b, float c) {
+#if defined(__FMA__)
+    return __builtin_fmaf(a, b, c);
+#else
+    return a * b + c;
+#endif
+}
+
+/// c - a * b.
+inline float negMulAdd(float a, float b, float c) {
+    return mulAdd(-a, b, c);
+}
+
+inline double mulAdd(double a, double b, double c) {
+#if defined(__FMA__)
+    return __builtin_fma(a, b, c);
+#else
+    return a * b + c;
+#endif
+}
+
+inline float squareRoot(float x) {
+    return sqrtf(x);
+}
+inline float choose(bool condition, float yes, float no) {
+    return condition ? yes : no;
+}
+inline bool anyOf(bool condition) {
+    return condition;
+}
+inline bool bothOf(bool a, bool b) {
+    return a && b;
+}
+inline bool eitherOf(bool a, bool b) {
+    return a || b;
+}
+
+/// The smaller, or the larger, of a limit and a value; a NaN value stays.
+inline float atMost(float limit, float x) {
+    return limit < x ? limit : x;
+}
+inline float atLeast(float limit, float x) {
+    return limit > x ? limit : x;
+}
+
+inline std::int32_t bitsOf(float x) {
+    std::int32_t bits = 0;
+    std::memcpy(&bits, &x, sizeof x);
+    return bits;
+}
+
+inline float fromBits(std::int32_t bits) {
+    float x = 0;
+    std::memcpy(&x, &bits, sizeof x);
+    return x;
+}
+
+inline float toFloat(std::int32_t i) {
+    return static_cast<float>(i);
+}
+
+inline void storeAt(float* p, float x) {
+    *p = x;
+}
+inline float sumOf(float x) {
+    return x;
+}
+inline double sumOf(double x) {
+    return x;
+}
+
+inline Complex<float> splitPairs(float a, float b) {
+    return {a, b};
+}
+inline void joinPairs(Complex<float> z, float& a, float& b) {
+    a = z.re;
+    b = z.im;
+}
+inline float toLinear(float x) {
+    return x;
+}
+inline float toNatural(float x) {
+    return x;
+}
+inline float reversed(float x) {
+    return x;
+}
+
+} // namespace

@@ -1,0 +1,81 @@
+#pragma once
+
+// The operations on lanes on xsimd's vectors of the instruction set `Arch`, which the including
+// file defines, beside the shuffles that xsimd lacks.
+
+#include "support/vector/lanes_scalar.h"
+
+namespace {
+
+using F = xsimd::batch<float, Arch>;
+using I = xsimd::batch<std::int32_t, Arch>;
+using M = F::batch_bool_type;
+using D = xsimd::batch<double, Arch>;
+
+template <class V>
+constexpr int lanesOf = static_cast<int>(V::size);
+template <>
+constexpr int lanesOf<float> = 1;
+
+inline F mulAdd(F a, F b, F c) {
+    return xsimd::fma(a, b, c);
+}
+inline D mulAdd(D a, D b, D c) {
+    return xsimd::fma(a, b, c);
+}
+inline F negMulAdd(F a, F b, F c) {
+    return fusesProducts ? xsimd::fnma(a, b, c) : c - a * b;
+}
+inline F squareRoot(F x) {
+    return xsimd::sqrt(x);
+}
+inline F choose(M condition, F yes, F no) {
+    return xsimd::select(condition, yes, no);
+}
+inline bool anyOf(M condition) {
+    return xsimd::any(condition);
+}
+inline M bothOf(M a, M b) {
+    return a & b;
+}
+inline M eitherOf(M a, M b) {
+    return a | b;
+}
+inline F atMost(F limit, F x) {
+    return xsimd::min(limit, x);
+}
+inline F atLeast(F limit, F x) {
+    return xsimd::max(limit, x);
+}
+inline I bitsOf(F x) {
+    return xsimd::bitwise_cast<I>(x);
+}
+inline F fromBits(I bits) {
+    return xsimd::bitwise_cast<F>(bits);
+}
+inline F toFloat(I i) {
+    return xsimd::to_float(i);
+}
+inline void storeAt(float* p, F x) {
+    x.store_unaligned(p);
+}
+inline float sumOf(F x) {
+    return xsimd::hadd(x);
+}
+inline double sumOf(D x) {
+    return xsimd::hadd(x);
+}
+
+template <class V>
+inline V loadAt(const float* p) {
+    if constexpr (std::is_same_v<V, float>)
+        return *p;
+    else
+        return V::load_unaligned(p);
+}
+
+inline D loadDoubles(const double* p) {
+    return D::load_unaligned(p);
+}
+
+} // namespace

@@ -1,0 +1,149 @@
+#include "audio/audio_queue.h"
+#include "util/signal_rows.h"
+
+#include <deque>
+
+namespace sorvane::test {
+
+namespace {
+
+// The queue as a list of samples, each with a value per channel of its block.
+struct PlainQueue {
+    std::deque<std::vector<float>> samples;
+    int channels = -1;
+
+    void add(const AudioRows& block) {
+        if (block[0].empty())
+            return;
+        const auto width = static_cast<int>(block.size());
+        if (channels == -1) {
+            channels = width;
+        } else if (width != channels) {
+            samples.clear();
+            channels = -1;
+        }
+        for (std::size_t i = 0; i < block[0].size(); ++i) {
+            samples.emplace_back();
+            for (const auto& row : block)
+                samples.back().push_back(row[i]);
+        }
+    }
+
+    AudioRows read(int count) const {
+        AudioRows rows(static_cast<std::size_t>(std::max(channels, 0)));
+        for (std::size_t c = 0; c < rows.size(); ++c)
+            for (int i = 0; i < count; ++i)
+                rows[c].push_back(samples[static_cast<std::size_t>(i)][c]);
+        return rows;
+    }
+
+    void discard(int count) {
+        const auto most = static_cast<std::ptrdiff_t>(samples.size());
+        samples.erase(samples.begin(), samples.begin() + std::min<std::ptrdiff_t>(count, most));
+    }
+};
+
+} // namespace
+
+TEST(AudioQueue, MatchesAPlainListUnderRandomOperations) {
+    for (unsigned seed = 1; seed <= 40; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        const auto pick = [&](std::size_t below) { return static_cast<int>(random() % below); };
+        AudioQueue queue;
+        PlainQueue plain;
+        int width = 2;
+        for (int step = 0; step < 400; ++step) {
+            const std::size_t most = plain.samples.size();
+            switch (pick(8)) {
+            case 0:
+            case 1:
+            case 2: {
+                // A restart may only lead to a narrower stream: reading looks for all channels in
+                // the block that began it.
+                if (pick(20) == 0)
+                    width = plain.channels == -1 ? 1 : 1 + pick(3);
+                if (plain.channels == -1 && most > 0)
+                    width = std::min(width, static_cast<int>(plain.samples[0].size()));
+                const AudioRows block = noise(width, pick(20), static_cast<unsigned>(random()));
+                queue.add(toSignal(block));
+                plain.add(block);
+                break;
+            }
+            case 3: {
+                const int count = pick(most + 1);
+                ASSERT_EQ(toRows(queue.read(count)), plain.read(count)) << "step " << step;
+                break;
+            }
+            case 4: {
+                const int count = pick(most + 1);
+                ASSERT_EQ(toRows(queue.pop(count)), plain.read(count)) << "step " << step;
+                if (plain.channels > 0)
+                    plain.discard(count);
+                break;
+            }
+            case 5:
+            case 6: {
+                const int count = pick(15);
+                queue.discard(count);
+                plain.discard(count);
+                break;
+            }
+            default:
+                if (pick(20) == 0) {
+                    queue.clear();
+                    plain = {};
+                }
+            }
+            ASSERT_EQ(queue.pending(), static_cast<int>(plain.samples.size())) << "step " << step;
+            ASSERT_EQ(queue.channels(), plain.channels) << "step " << step;
+        }
+    }
+}
+
+TEST(AudioQueue, ReadsAcrossBlocksAndPastTheEnd) {
+    AudioQueue queue;
+    queue.add(Signal32());
+    queue.add(Signal32(2, 0));
+    EXPECT_EQ(queue.channels(), -1);
+    queue.add(toSignal({{0, 1, 2, 3}}));
+    queue.add(toSignal({{4, 5, 6, 7, 8, 9, 10, 11}}));
+    queue.discard(1);
+    EXPECT_EQ(toRows(queue.read(10)), (AudioRows{{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}}));
+    EXPECT_EQ(queue.pending(), 11);
+    const Signal32 longer = queue.read(20);
+    EXPECT_EQ(longer.length, 20);
+    EXPECT_EQ(longer.row(0)[10], 11.0F);
+    EXPECT_EQ(queue.pop(0).length, 0);
+    queue.discard(11);
+    EXPECT_EQ(queue.pending(), 0);
+    EXPECT_EQ(queue.channels(), 1);
+    queue.clear();
+    EXPECT_EQ(queue.channels(), -1);
+}
+
+TEST(AudioQueue, QueuedBlocksAreIndependentOfTheirWriter) {
+    AudioQueue queue;
+    Signal32 block(1, 4, 1.0F);
+    const float* samples = block.row(0);
+    queue.add(block);
+    EXPECT_EQ(block.row(0), samples);
+    block.fill(2.0F);
+    EXPECT_EQ(toRows(queue.pop(4)), (AudioRows{{1, 1, 1, 1}}));
+}
+
+TEST(AudioQueue, AnotherWidthRestartsTheStream) {
+    AudioQueue queue;
+    queue.add(Signal32(2, 5, 1.0F));
+    queue.add(Signal32(1, 3, 2.0F));
+    EXPECT_EQ(queue.channels(), -1);
+    EXPECT_EQ(queue.pending(), 3);
+    EXPECT_TRUE(queue.read(2).isEmpty());
+    EXPECT_TRUE(queue.pop(2).isEmpty());
+    EXPECT_EQ(queue.pending(), 3);
+    queue.add(Signal32(1, 2, 3.0F));
+    EXPECT_EQ(queue.channels(), 1);
+    EXPECT_EQ(toRows(queue.read(5)), (AudioRows{{2, 2, 2, 3, 3}}));
+}
+
+} // namespace sorvane::test

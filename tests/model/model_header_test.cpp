@@ -1,0 +1,146 @@
+#include "model/load_util.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+
+namespace sorvane::test {
+
+namespace {
+
+struct HeaderCase {
+    const char* name;
+    bool accepted;
+    std::function<void(ModelFile&)> change;
+};
+
+FilePacking packing(int code, int bins, int split = 0, int rest = 0) {
+    return {.code = code, .bins = bins, .split = split, .rest = rest};
+}
+
+} // namespace
+
+TEST(ModelHeader, AcceptedAndRefusedValues) {
+    const HeaderCase cases[] = {
+        {"unchanged", true, [](ModelFile&) {}},
+        {"version below all", false, [](ModelFile& m) { m.version = 0x1003; }},
+        {"negative version", false, [](ModelFile& m) { m.version = INT_MIN; }},
+        {"oldest version", true, [](ModelFile& m) { m.version = 0x1004; }},
+        {"version past all", true, [](ModelFile& m) { m.version = INT_MAX; }},
+        {"magic in capitals", false, [](ModelFile& m) { m.magic = "SORVANE.model"; }},
+        {"longer magic", false, [](ModelFile& m) { m.magic = std::string("sorvane.model", 14); }},
+        {"shorter magic", false, [](ModelFile& m) { m.magic = "sorvane.mode"; }},
+        {"no magic", false, [](ModelFile& m) { m.magic = ""; }},
+        {"0 masks", true,
+         [](ModelFile& m) {
+             m.numMasks = 0;
+             m.outputNames = {"Remainder"};
+         }},
+        {"-1 masks", true,
+         [](ModelFile& m) {
+             m.numMasks = -1;
+             m.outputNames = {};
+         }},
+        {"names of any bytes", true,
+         [](ModelFile& m) {
+             m.outputNames = {"", "\xFF\n"};
+         }},
+        {"any output mode", true, [](ModelFile& m) { m.outputMode = -7; }},
+        {"negative count of layers", true, [](ModelFile& m) { m.layerCount = -1; }},
+        {"more layers than there are", false, [](ModelFile& m) { m.layerCount = 1; }},
+        {"unknown output source", false, [](ModelFile& m) { m.outputSource = "inpu"; }},
+        {"output as its own source", false, [](ModelFile& m) { m.outputSource = "output"; }},
+        {"groups of 0 bins", false, [](ModelFile& m) { m.inputPacking = {.code = 6, .pool = 0}; }},
+    };
+    for (const HeaderCase& entry : cases) {
+        ModelFile model;
+        entry.change(model);
+        EXPECT_EQ(loads(model.bytes()), entry.accepted) << entry.name;
+    }
+    std::vector<std::uint8_t> trailing = ModelFile().bytes();
+    trailing.insert(trailing.end(), 100, 0xFF);
+    EXPECT_TRUE(loads(trailing));
+}
+
+TEST(ModelHeader, PackingCodesAndLegacyTypes) {
+    for (int code = -1; code <= 8; ++code) {
+        const bool accepted = code >= 1 && code <= 6 && code != 3;
+        EXPECT_EQ(loads(ModelFile{.inputPacking = {.code = code}}.bytes()), accepted) << code;
+        EXPECT_EQ(loads(ModelFile{.outputPacking = {.code = code}}.bytes()), accepted) << code;
+    }
+    for (const char* magic : {"KLEVO.model", "Wexo.model"})
+        for (const int type : {-1, 0, 1, 2, 3, 4, 256})
+            EXPECT_EQ(loads(ModelFile{.magic = magic, .legacyType = type}.bytes()),
+                      type == 0 || type == 1 || type == 3)
+                << magic << " " << type;
+}
+
+TEST(ModelHeader, EveryVersionIsReadInItsOwnLayout) {
+    for (const char* magic : {"sorvane.model", "KLEVO.model", "Wexo.model"})
+        for (const int version : {0x1004, 0x1005, 0x1006, 0x1008, 0x1009, 0x100A, 0x2000}) {
+            SCOPED_TRACE(magic + std::to_string(version));
+            ModelFile file{.magic = magic, .version = version, .modelNote = "a note"};
+            file.sampleRate = 44100.5;
+            file.numInputChannels = 2;
+            file.outputMode = 1;
+            file.numOutputChannels = 3;
+            file.numMasks = 2;
+            file.outputNames = {"Voice", "Drums", "Rest"};
+            file.outputPacking = packing(5, 0, 1, 2);
+            file.fftLength = 1024;
+            file.frameLength = 1000;
+            file.hop = 250;
+            NeuralModel<float> model;
+            ASSERT_TRUE(load(model, file.bytes()));
+            const bool current = magic == std::string("sorvane.model");
+            EXPECT_EQ(model.modelTag, current ? "test" : "");
+            EXPECT_EQ(model.modelId, current ? 1 : -1);
+            EXPECT_EQ(model.modelNote, current ? "a note" : "");
+            EXPECT_EQ(model.sampleRate, 44100.5);
+            EXPECT_EQ(model.numInputChannels, 2);
+            EXPECT_EQ(model.numOutputChannels, 3);
+            EXPECT_EQ(model.outputMode, 1);
+            EXPECT_EQ(model.outputPacking, 5);
+            EXPECT_EQ(model.fftLength, 1024);
+            EXPECT_EQ(model.frameLength, version >= 0x1005 ? 1000 : 1024);
+            EXPECT_EQ(model.hop, 250);
+            const std::vector<std::string> fixed = {"Processed", "Residual"};
+            EXPECT_EQ(model.outputNames, version >= 0x1006 ? file.outputNames : fixed);
+            EXPECT_EQ(model.numMasks, version >= 0x1006 ? 2 : 1);
+        }
+}
+
+TEST(ModelHeader, PackingParameters) {
+    const struct {
+        FilePacking packing;
+        int bins, low, group, history, rows;
+    } cases[] = {
+        {{.code = 1, .bins = 257}, 257, 0, 1, 1, 257},
+        {{.code = 2, .split = 10, .rest = 20}, 30, 10, 1, 1, 60},
+        {{.code = 4, .bins = 33}, 33, 0, 1, 1, 33},
+        {{.code = 5, .split = 10, .rest = 20, .frames = 4}, 30, 10, 1, 4, 60},
+        {{.code = 5, .split = 1, .rest = 2, .frames = 0}, 3, 1, 1, 0, 6},
+        {{.code = 6, .split = 8, .rest = 24, .pool = 4}, 32, 8, 4, 1, 14},
+        {{.code = 6, .split = 8, .rest = 23, .pool = 4}, 31, 8, 4, 1, 13},
+    };
+    for (const auto& entry : cases) {
+        SCOPED_TRACE("code " + std::to_string(entry.packing.code));
+        NeuralModel<float> model;
+        ModelFile file;
+        file.inputPacking = entry.packing;
+        ASSERT_TRUE(load(model, file.bytes()));
+        EXPECT_EQ(model.packedBins, entry.bins);
+        EXPECT_EQ(model.lowBins, entry.low);
+        EXPECT_EQ(model.bandGroup, entry.group);
+        EXPECT_EQ(model.historyLength, entry.history);
+        EXPECT_EQ(model.packedRows, entry.rows);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(model.frameHistory.size(), static_cast<std::size_t>(entry.history));
+            for (const ComplexSignal32& frame : model.frameHistory)
+                EXPECT_EQ(frame.row(0)[entry.bins - 1], 0.0F);
+            model.reset();
+        }
+    }
+}
+
+} // namespace sorvane::test

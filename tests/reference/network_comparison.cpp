@@ -1,0 +1,145 @@
+#include "reference/network_comparison.h"
+
+#include "sorvane_engine.h"
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+namespace sorvane::test {
+
+EngineNetwork::EngineNetwork(const ModelFile& file)
+    : m_model(sorvaneCreateModel(file.write().c_str())) {
+    if (m_model == nullptr)
+        throw std::runtime_error("the model file is refused");
+}
+
+EngineNetwork::~EngineNetwork() {
+    sorvaneDeleteModel(m_model);
+}
+
+EngineNetwork::Result EngineNetwork::run(const Tensor& input) {
+    const std::vector<int> shape = {input.frames, input.positions, input.channels};
+    std::vector<float> values;
+    for (const Real& x : input.values)
+        values.push_back(static_cast<float>(x.value));
+    sorvaneAddTensor(m_model, values.data(), 3, shape.data());
+    Result result{std::vector<int>(3), {}};
+    if (!sorvaneGetResultTensorShape(m_model, 3, result.shape.data())) {
+        result.shape.clear();
+        return result;
+    }
+    const int count = result.shape[0] * result.shape[1] * result.shape[2];
+    result.values.resize(static_cast<std::size_t>(count));
+    if (sorvaneGetTensor(m_model, result.values.data()) != (count > 0))
+        throw std::runtime_error("the data of the result don't go with its shape");
+    return result;
+}
+
+void EngineNetwork::reset() {
+    sorvaneResetModelState(m_model);
+}
+
+int EngineNetwork::latency() const {
+    SorvaneModelInfo info{};
+    sorvane::sorvaneGetProcessorInfo(m_model, &info);
+    return info.latencyFrames;
+}
+
+Tensor randomFrames(Random& random, int frames, int positions, int channels) {
+    Tensor result(frames, positions, channels);
+    for (int t = 0; t < frames; ++t) {
+        const bool silent = random.chance(0.05);
+        for (int i = 0; i < result.frameSize() && !silent; ++i)
+            result.frame(t)[i].value = double{static_cast<float>(random.uniform(-1.0, 1.0))};
+    }
+    return result;
+}
+
+namespace {
+
+std::string differenceOfShapes(const std::vector<int>& actual, const std::vector<int>& expected) {
+    std::ostringstream out;
+    out << "shape [";
+    for (const int size : actual)
+        out << size << ' ';
+    out << "], expected [";
+    for (const int size : expected)
+        out << size << ' ';
+    out << ']';
+    return out.str();
+}
+
+std::string difference(const EngineNetwork::Result& actual, const std::optional<Tensor>& expected,
+                       ComparisonCounts& counts) {
+    const std::vector<int> shape =
+        expected ? std::vector<int>{expected->frames, expected->positions, expected->channels}
+                 : std::vector<int>{};
+    if (actual.shape != shape)
+        return differenceOfShapes(actual.shape, shape);
+    for (int t = 0; expected && t < expected->frames; ++t) {
+        const Real* frame = expected->frame(t);
+        double magnitude = 0.0;
+        for (int i = 0; i < expected->frameSize(); ++i)
+            magnitude = std::max(magnitude, std::fabs(frame[i].value));
+        for (int i = 0; i < expected->frameSize(); ++i) {
+            const float value = actual.values.data()[t * expected->frameSize() + i];
+            const double error = std::fabs(double{value} - frame[i].value);
+            const double tolerance = kTolerance * frame[i].error;
+            counts.values += 1.0;
+            if (!(tolerance <= 0.01 * magnitude + 1e-30))
+                counts.looseValues += 1.0;
+            if (tolerance > 0.0)
+                counts.largestError = std::max(counts.largestError, error / tolerance);
+            if (!(error <= tolerance) && std::isfinite(tolerance)) {
+                std::ostringstream out;
+                out << "value " << i << " of frame " << t << " is " << value << ", expected "
+                    << frame[i].value << " within " << tolerance;
+                return out.str();
+            }
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+std::string differenceToReference(const NetworkDescription& network, unsigned seed,
+                                  ComparisonCounts& counts) {
+    const double valuesBefore = counts.values;
+    std::ostringstream where;
+    try {
+        where << "while loading: ";
+        EngineNetwork engine(network.modelFile());
+        ReferenceNetwork reference(network);
+        if (engine.latency() != reference.latency())
+            return "latency " + std::to_string(engine.latency()) + ", expected " +
+                   std::to_string(reference.latency());
+        Random random(seed);
+        for (const bool grouped : {false, true}) {
+            const int total = random.between(20, 44);
+            for (int begin = 0; begin < total;) {
+                const int frames = grouped && !network.singleFrames ? random.between(0, 5) : 1;
+                where.str("");
+                where << (grouped ? "after a reset" : "frame by frame") << ", input frames "
+                      << begin << " to " << begin + frames - 1 << ": ";
+                const Tensor input =
+                    randomFrames(random, frames, network.positions, network.channels);
+                const std::string found =
+                    difference(engine.run(input), reference.run(input), counts);
+                if (!found.empty())
+                    return where.str() + found;
+                begin += frames;
+            }
+            engine.reset();
+            reference.reset();
+        }
+    } catch (const std::exception& exception) {
+        return where.str() + exception.what();
+    }
+    counts.networks += 1;
+    counts.networksWithOutput += counts.values > valuesBefore ? 1 : 0;
+    return {};
+}
+
+} // namespace sorvane::test

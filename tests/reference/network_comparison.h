@@ -1,0 +1,52 @@
+#pragma once
+
+#include "reference/network_description.h"
+#include "reference/random_network.h"
+#include "reference/reference_layers.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace sorvane::test {
+
+// A network that runs in the engine, driven through the exported calls.
+class EngineNetwork {
+public:
+    // Throws std::runtime_error when the engine refuses the file.
+    explicit EngineNetwork(const ModelFile& file);
+    ~EngineNetwork();
+    EngineNetwork(const EngineNetwork&) = delete;
+    EngineNetwork& operator=(const EngineNetwork&) = delete;
+
+    struct Result {
+        std::vector<int> shape; // empty when there is no result
+        std::vector<float> values;
+    };
+    Result run(const Tensor& input);
+    void reset();
+    int latency() const;
+
+private:
+    void* m_model;
+};
+
+// What the comparisons have seen, to show that they compare something.
+struct ComparisonCounts {
+    int networks = 0;
+    int networksWithOutput = 0;
+    double values = 0.0;
+    double looseValues = 0.0;  // whose tolerance is above a hundredth of the frame's magnitude
+    double largestError = 0.0; // in tolerances
+};
+
+// Random frames, some of them silent.
+Tensor randomFrames(Random& random, int frames, int positions, int channels);
+
+// Runs a network in the engine and in the reference, on the same random frames of `seed`: frame by
+// frame, and after a reset in groups of 0 to 5 frames where the network allows groups. Returns the
+// first difference, or nothing.
+std::string differenceToReference(const NetworkDescription& network, unsigned seed,
+                                  ComparisonCounts& counts);
+
+} // namespace sorvane::test

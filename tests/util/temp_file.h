@@ -1,0 +1,81 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace sorvane::test {
+
+// A path of its own in the system's folder for temporary files; what stands there is removed at the
+// end. The file itself exists only once something is written.
+class TempFile {
+public:
+    explicit TempFile(const std::string& extension = ".tmp") : m_path(newPath(extension)) {}
+
+    explicit TempFile(const std::vector<std::uint8_t>& bytes,
+                      const std::string& extension = ".model")
+        : TempFile(extension) {
+        write(bytes);
+    }
+
+    ~TempFile() { remove(); }
+
+    TempFile(TempFile&& other) noexcept : m_path(std::exchange(other.m_path, {})) {}
+    TempFile& operator=(TempFile&& other) noexcept {
+        if (this != &other) {
+            remove();
+            m_path = std::exchange(other.m_path, {});
+        }
+        return *this;
+    }
+
+    TempFile(const TempFile&) = delete;
+    TempFile& operator=(const TempFile&) = delete;
+
+    const std::string& path() const { return m_path; }
+    const char* c_str() const { return m_path.c_str(); }
+
+    void write(const std::vector<std::uint8_t>& bytes) const {
+        std::ofstream file(m_path, std::ios::binary | std::ios::trunc);
+        for (const std::uint8_t byte : bytes)
+            file.put(static_cast<char>(byte));
+        if (!file.flush())
+            throw std::runtime_error("can't write " + m_path);
+    }
+
+    std::vector<std::uint8_t> read() const { return readFile(m_path); }
+
+    static std::vector<std::uint8_t> readFile(const std::string& path) {
+        std::ifstream file(path, std::ios::binary);
+        if (!file)
+            throw std::runtime_error("can't read " + path);
+        const std::istreambuf_iterator<char> begin(file);
+        return {begin, std::istreambuf_iterator<char>()};
+    }
+
+private:
+    static std::string newPath(const std::string& extension) {
+        static const unsigned process = std::random_device()();
+        static std::atomic<unsigned> count = 0;
+        const std::string name =
+            "sorvane-" + std::to_string(process) + "-" + std::to_string(count++) + extension;
+        return (std::filesystem::temp_directory_path() / name).string();
+    }
+
+    void remove() const noexcept {
+        std::error_code ignored;
+        if (!m_path.empty())
+            std::filesystem::remove(m_path, ignored);
+    }
+
+    std::string m_path;
+};
+
+} // namespace sorvane::test
