@@ -246,7 +246,7 @@ Spectrum unpackFrame(const ModelFile& model, const PackedFrame& packed, int bins
             std::complex<double> value = level;
             if (b < packedBins(model.inputPacking))
                 value = unpackBin(code, model.inputPacking, b, [&](int row, int column) {
-                    return packed[at(row)][r * partsPerRow + at(column)];
+                    return packed.at(at(row))[r * partsPerRow + at(column)];
                 });
             if (extendBand)
                 level = level * 0.98 + std::abs(value) * 0.02;

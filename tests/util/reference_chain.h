@@ -48,6 +48,7 @@ Rows overlapAdd(const Rows& input, const TransformSizes& sizes, int outputChanne
 using PackedFrame = std::vector<std::vector<double>>;
 
 PackedFrame packFrame(const ModelFile& model, const Spectrum& frame);
+// std::out_of_range where `packed` has fewer rows than the bins ask for.
 Spectrum unpackFrame(const ModelFile& model, const PackedFrame& packed, int bins, bool extendBand);
 
 // ---- Spectral chain

@@ -151,10 +151,13 @@ inline F phaseOf(Complex<F> z) {
     p = mulAdd(p, square, F(-0.14211008f));
     p = mulAdd(p, square, F(0.199937671f));
     p = mulAdd(p, square, F(-0.333331525f));
-    F angle = mulAdd(p, square * q, q);
-    angle = choose(steep, (F(1.57079637f) - angle) + F(-4.37113883e-8f), angle);
-    const M left = fromBits(signBitOf(z.re) | I(0x3f800000)) < zero; // -0 is on the left
-    angle = choose(left, (F(3.14159274f) - angle) + F(-8.74227766e-8f), angle);
+    // Measured from the nearest axis, with pi / 2 and pi in two parts; -0 is on the left.
+    const I sign = signBitOf(z.re), left = sign >> 31;
+    const F turn = withSignFlipped(mulAdd(p, square * q, q), sign);
+    const F flat = turn + fromBits(left & bitsOf(F(-8.74227766e-8f)));
+    const F upright = F(-4.37113883e-8f) - turn;
+    F angle = choose(steep, upright, flat);
+    angle = angle + choose(steep, F(1.57079637f), fromBits(left & bitsOf(F(3.14159274f))));
     angle = withSignFlipped(angle, signBitOf(z.im));
     return choose(eitherOf(z.re != z.re, z.im != z.im), z.re + z.im, angle);
 }

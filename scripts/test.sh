@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# usage: scripts/test.sh [--all]
+# Installs what is missing, builds, and runs all tests. With --all it first checks the formatting, and
+# builds and tests under the sanitizers too, with both compilers and with warnings as errors.
+# Ends with the test runner's summary; the exit code tells whether all went well.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+packages=(cmake g++ git ninja-build pkg-config
+    libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev)
+strict=OFF
+case "${1:-}" in
+"") ;;
+--all)
+    strict=ON
+    packages+=(clang clang-format)
+    ;;
+*)
+    sed -n '2,5s/^# //p' "$0" >&2
+    exit 2
+    ;;
+esac
+scripts/install_packages.sh "${packages[@]}"
+
+jobs=$(nproc 2>/dev/null || getconf _NPROCESSORS_ONLN)
+if command -v ccache >/dev/null; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
+fi
+
+# run NAME PRESET [CMAKE OPTION...]: builds into build/NAME and runs the tests.
+run() {
+    local name=$1 preset=$2
+    shift 2
+    echo "== $name"
+    cmake --preset "$preset" -B "build/$name" -DSORVANE_WERROR=$strict "$@" >"build/$name.log" ||
+        { cat "build/$name.log"; return 1; }
+    "${prefix[@]}" cmake --build "build/$name" -j "$jobs" -- --quiet
+    "${prefix[@]}" ctest --test-dir "build/$name" -j "$jobs" --output-on-failure
+}
+
+prefix=(env)
+mkdir -p build
+if [ $strict = ON ]; then
+    echo "== format"
+    git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run --Werror
+
+    run asan-clang asan -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+
+    # The thread sanitizer's memory map and address randomisation don't always go together.
+    if setarch "$(uname -m)" -R true 2>/dev/null; then
+        prefix=(setarch "$(uname -m)" -R)
+    fi
+    run tsan tsan
+    prefix=(env)
+fi
+run release release

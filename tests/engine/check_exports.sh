@@ -1,0 +1,32 @@
+#!/bin/sh
+# Compares what the library exports with what its public header declares.
+# usage: check_exports.sh NM LIBRARY HEADER
+set -eu
+nm=$1
+library=$2
+header=$3
+
+# The plain names, and the two C++ functions that stand beside them.
+declared=$(
+    grep -o 'SORVANE_API [a-z* ]*sorvane[A-Za-z]*(' "$header" | sed 's/.*\(sorvane[A-Za-z]*\)(/\1/'
+    echo 'sorvane::ProcessorState::getParameterRange(int, float*, float*)'
+    echo 'sorvane::sorvaneGetProcessorInfo(void*, SorvaneModelInfo*)'
+)
+declared=$(echo "$declared" | sort -u)
+# Type A is the name of a symbol version.
+exported=$("$nm" -D --defined-only "$library" | awk '$2 != "A" { print $3 }' | sed 's/@.*//' |
+    c++filt | sort -u)
+
+count=$(echo "$declared" | wc -l)
+if [ "$count" -ne 24 ]; then
+    echo "the header declares $count functions instead of 24:"
+    echo "$declared"
+    exit 1
+fi
+if [ "$declared" != "$exported" ]; then
+    echo "declared:"
+    echo "$declared"
+    echo "exported:"
+    echo "$exported"
+    exit 1
+fi

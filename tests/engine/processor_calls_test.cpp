@@ -1,0 +1,369 @@
+#include "c_host.h"
+#include "engine/processor_state.h"
+#include "util/processor_handle.h"
+#include "util/signal_rows.h"
+
+#include <atomic>
+#include <climits>
+#include <limits>
+#include <stdexcept>
+#include <thread>
+
+namespace sorvane::test {
+
+namespace {
+
+// A look-ahead, and a mask of 1/2.
+ModelFile delayedModel() {
+    ModelFile model;
+    model.layers = {conv("a", "input", {{1, 1, 1, 1}, {0.0F}}, {{1}, {0.5F}}, {.delay = 1})};
+    model.outputSource = "a";
+    return model;
+}
+
+std::string messageOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return "";
+}
+
+} // namespace
+
+TEST(ProcessorCalls, AnswerACHost) {
+    const char* failure = runCHost(ModelFile().write().c_str());
+    EXPECT_EQ(failure, nullptr) << failure;
+}
+
+TEST(ProcessorCalls, CreatorsReturnNullForWhatTheyCannotOpen) {
+    const TempFile valid = ModelFile().write();
+    const TempFile empty(std::vector<std::uint8_t>{});
+    const TempFile missing(".model");
+    const std::string folder = std::filesystem::temp_directory_path().string();
+    for (const char* path : {missing.c_str(), empty.c_str(), folder.c_str(), ""}) {
+        EXPECT_EQ(sorvaneCreateProcessor(path, 1, 48000.0), nullptr) << path;
+        EXPECT_EQ(sorvaneCreateModel(path), nullptr) << path;
+        const char* paths[] = {valid.c_str(), path, valid.c_str()};
+        EXPECT_EQ(sorvaneCreateStemSeparator(3, paths, 1, 48000.0), nullptr) << path;
+    }
+    const char* path = valid.c_str();
+    EXPECT_EQ(sorvaneCreateStemSeparator(0, &path, 1, 48000.0), nullptr);
+    EXPECT_EQ(sorvaneCreateStemSeparator(0, nullptr, 1, 48000.0), nullptr);
+    EXPECT_EQ(messageOf([&] { sorvaneCreateStemSeparator(-1, &path, 1, 48000.0); }),
+              "vector too long");
+    sorvaneDeleteProcessor(nullptr);
+    sorvaneDeleteModel(nullptr);
+}
+
+TEST(ProcessorCalls, GetsWithoutEnoughAudioTouchNothing) {
+    for (const bool interleaved : {false, true}) {
+        const ProcessorHandle handle = makeProcessor(ModelFile(), 2, 48000.0);
+        std::vector<float> left(1000, 9.0F);
+        std::vector<float> right = left;
+        std::vector<float> both(2000, 9.0F);
+        float* rows[] = {left.data(), right.data()};
+        const auto get = [&](int numSamples) {
+            return interleaved ? sorvaneGetAudioInterleaved(handle.get(), both.data(), numSamples)
+                               : sorvaneGetAudio(handle.get(), rows, numSamples);
+        };
+        const auto untouched = [&] {
+            return left == std::vector<float>(1000, 9.0F) && right == left &&
+                   both == std::vector<float>(2000, 9.0F);
+        };
+        const auto refusesAll = [&] {
+            return sorvaneGetNumOfPendingSamples(handle.get()) == 0 && get(0) && !get(1) &&
+                   !get(-1) && !get(INT_MAX) && !get(INT_MIN) && untouched();
+        };
+        EXPECT_TRUE(refusesAll());
+        sorvaneAddAudio(handle.get(), rows, 0);
+        sorvaneAddAudioInterleaved(handle.get(), both.data(), 0);
+        sorvaneAddAudio(handle.get(), rows, -5);
+        sorvaneAddAudioInterleaved(handle.get(), both.data(), INT_MIN);
+        EXPECT_TRUE(refusesAll());
+        push(handle.get(), noise(2, 255, 1));
+        EXPECT_TRUE(refusesAll());
+
+        push(handle.get(), noise(2, 600, 1));
+        const int pending = sorvaneGetNumOfPendingSamples(handle.get());
+        EXPECT_EQ(pending, 512);
+        EXPECT_TRUE(get(0));
+        EXPECT_FALSE(get(pending + 1));
+        EXPECT_FALSE(get(-1));
+        EXPECT_TRUE(untouched());
+        EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), pending);
+        EXPECT_TRUE(get(pending));
+        EXPECT_FALSE(untouched());
+        EXPECT_EQ((interleaved ? both[1024] : left[512]), 9.0F);
+        EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), 0);
+        EXPECT_TRUE(get(0));
+
+        push(handle.get(), noise(2, 600, 1));
+        sorvaneResetProcessorState(handle.get());
+        EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), 0);
+        EXPECT_TRUE(get(0));
+        EXPECT_FALSE(get(1));
+    }
+}
+
+TEST(ProcessorCalls, InterleavedAndPlanarAudioAgree) {
+    const ProcessorHandle planar = makeProcessor(delayedModel(), 3, 48000.0);
+    const ProcessorHandle interleaved = makeProcessor(delayedModel(), 3, 48000.0);
+    const AudioRows audio = noise(3, 3000, 2);
+    std::vector<float> samples;
+    for (std::size_t i = 0; i < 3000; ++i)
+        for (const auto& row : audio)
+            samples.push_back(row[i]);
+    for (const ProcessorHandle* handle : {&planar, &interleaved})
+        sorvaneSetParameterValue(handle->get(), SORVANE_BUS_GAIN + 1, 0.0F);
+
+    const AudioRows expected = process(planar.get(), audio);
+    sorvaneAddAudioInterleaved(interleaved.get(), samples.data(), 3000);
+    const int pending = sorvaneGetNumOfPendingSamples(interleaved.get());
+    ASSERT_EQ(expected[0].size(), static_cast<std::size_t>(pending));
+    ASSERT_TRUE(sorvaneGetAudioInterleaved(interleaved.get(), samples.data(), pending));
+    for (std::size_t i = 0; i < expected[0].size(); ++i)
+        for (std::size_t c = 0; c < 3; ++c)
+            ASSERT_EQ(samples[3 * i + c], expected[c][i]) << i;
+    // A mask of 1/2 on the same audio, each channel on its own.
+    AudioRows half = slice(audio, 0, expected[0].size());
+    for (auto& row : half)
+        for (float& sample : row)
+            sample *= 0.5F;
+    expectNear(expected, half, 1e-6);
+}
+
+TEST(ProcessorCalls, AtDefaultGainsTheOutputIsTheInput) {
+    for (const double rate : {0.5, 0.92, 1.0, 2.0})
+        for (const int channels : {1, 2}) {
+            SCOPED_TRACE(rate);
+            const ProcessorHandle handle = makeProcessor(delayedModel(), channels, rate * 48000.0);
+            const AudioRows audio = noise(channels, 9000, 3);
+            const AudioRows result = process(handle.get(), audio);
+            ASSERT_GT(result[0].size(), 6000U);
+            expectNear(result, slice(audio, 0, result[0].size()), 1e-6);
+        }
+}
+
+TEST(ProcessorCalls, SplitsGiveTheSameBitsAndResetsStartOver) {
+    const ProcessorHandle handle = makeProcessor(delayedModel(), 2, 48000.0);
+    sorvaneSetParameterValue(handle.get(), SORVANE_REMAINDER_LEVEL, -12.0F);
+    sorvaneSetParameterValue(handle.get(), SORVANE_SENSITIVITY, 40.0F);
+    const AudioRows audio = noise(2, 5000, 4);
+    const AudioRows expected = process(handle.get(), audio, 5000);
+    for (const std::size_t block : {1U, 7U, 480U, 4096U}) {
+        // What a stream held, NaN among it, must not reach the next one.
+        AudioRows dirt = noise(2, 700, 5);
+        dirt[0][650] = std::numeric_limits<float>::quiet_NaN();
+        dirt[1][300] = std::numeric_limits<float>::infinity();
+        push(handle.get(), dirt);
+        sorvaneResetProcessorState(handle.get());
+        EXPECT_EQ(process(handle.get(), audio, block), expected) << block;
+        sorvaneResetProcessorState(handle.get());
+    }
+}
+
+TEST(ProcessorCalls, RatesThatAreNotAboveZeroFailAtTheFirstFullFrame) {
+    for (const double rate : {0.0, -48000.0, std::numeric_limits<double>::quiet_NaN()}) {
+        const ProcessorHandle handle = makeProcessor(ModelFile(), 1, rate);
+        ASSERT_NE(handle, nullptr) << rate;
+        EXPECT_EQ(messageOf([&] { push(handle.get(), noise(1, 511, 1)); }), "") << rate;
+        EXPECT_EQ(messageOf([&] { push(handle.get(), noise(1, 1, 1)); }),
+                  "IPP exception: ippStsNullPtrErr: Null pointer error")
+            << rate;
+        sorvaneResetProcessorState(handle.get());
+        EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), 0);
+    }
+}
+
+TEST(ProcessorCalls, OddSizesAndCountsDoNoHarm) {
+    const auto use = [](const ModelFile& model, int channels, double rate) {
+        try {
+            const ProcessorHandle handle = makeProcessor(model, channels, rate);
+            if (handle == nullptr)
+                return;
+            const int length = model.hop == 1 ? 20 : 1500;
+            push(handle.get(), noise(std::max(channels, 1), length, 1, 0.5));
+            pull(handle.get(), static_cast<std::size_t>(std::max(channels, 1)));
+            sorvaneResetProcessorState(handle.get());
+            SorvaneModelInfo info;
+            ::sorvaneGetProcessorInfo(handle.get(), &info);
+        } catch (const std::exception&) {
+        }
+    };
+    for (const int fft : {-512, 0, 1, 2, 65, 500, 512, 32767})
+        for (const int frame : {-1, 0, 1, 2, 65, 511, 512, 32767})
+            for (const int hop : {-256, 0, 1, 100, 170, 256, 257, 512, 600, 32767}) {
+                ModelFile model;
+                model.fftLength = fft;
+                model.frameLength = frame;
+                model.hop = hop;
+                use(model, 1, 48000.0);
+            }
+    for (const double rate :
+         {1e-300, 1.0, 187.5, 1e6, 1e300, std::numeric_limits<double>::infinity()})
+        use(ModelFile(), 1, rate);
+    for (const double rate : {-1.0, 0.0, 1e-300, 1e300, std::numeric_limits<double>::infinity()}) {
+        ModelFile model;
+        model.sampleRate = rate;
+        use(model, 1, 48000.0);
+    }
+    for (const int channels : {-1, 0, 11, 100})
+        use(ModelFile(), channels, 48000.0);
+    for (const int channels : {-128, -1, 0, 3, 127})
+        for (const int masks : {-128, -1, 0, 2, 127}) {
+            ModelFile model;
+            model.numInputChannels = channels;
+            model.numMasks = masks;
+            model.outputNames.assign(static_cast<std::size_t>(std::max(masks + 1, 0)), "bus");
+            use(model, 2, 48000.0);
+            model.numInputChannels = 1;
+            model.numOutputChannels = channels;
+            use(model, 2, 48000.0);
+        }
+}
+
+TEST(ProcessorCalls, InfoLeavesTheLastFieldAlone) {
+    ModelFile model = delayedModel();
+    model.frameLength = 500;
+    model.hop = 250;
+    const ProcessorHandle handle = makeProcessor(model, 2, 96000.0);
+    SorvaneModelInfo info = {1.0, 2, 3, 4, 5, 6};
+    ::sorvaneGetProcessorInfo(handle.get(), &info);
+    EXPECT_EQ(info.sampleRate, 48000.0);
+    EXPECT_EQ(info.numChannels, 1);
+    EXPECT_EQ(info.lengthOrLatency, 500 * (1 + 2));
+    EXPECT_EQ(info.frameLength, 500);
+    EXPECT_EQ(info.hop, 250);
+    EXPECT_EQ(info.latencyFrames, 6);
+}
+
+TEST(ProcessorCalls, BusNamesStandInACircle) {
+    ModelFile model;
+    model.numMasks = 2;
+    model.outputNames = {"Voice", "Drums", "Residual"};
+    const ProcessorHandle handle = makeProcessor(model, 1, 48000.0);
+    const std::string circle[] = {"Voice", "Drums", "Residual", ""};
+    const auto nameOf = [&](int bus, unsigned int size) {
+        std::string buffer(20, '#');
+        sorvaneGetOutputBusName(handle.get(), bus, buffer.data(), size);
+        return buffer;
+    };
+    for (const int bus : {0, 1, 2, 3, 4, 5, 11, -1, -2, -3, -4, -5, 1000003, INT_MAX, INT_MAX - 1,
+                          INT_MIN, INT_MIN + 1}) {
+        const std::string& expected = circle[static_cast<std::size_t>((bus % 4 + 4) % 4)];
+        std::string padded(20, '\0');
+        padded.replace(0, expected.size(), expected);
+        EXPECT_EQ(nameOf(bus, 20), padded) << bus;
+    }
+    EXPECT_EQ(nameOf(2, 4), "Resi" + std::string(16, '#'));
+    EXPECT_EQ(nameOf(2, 8), "Residual" + std::string(12, '#'));
+    EXPECT_EQ(nameOf(2, 9), std::string("Residual\0", 9) + std::string(11, '#'));
+    EXPECT_EQ(nameOf(3, 2), std::string(2, '\0') + std::string(18, '#'));
+    EXPECT_EQ(nameOf(0, 0), std::string(20, '#'));
+
+    char name[24];
+    sorvaneGetVectorArithmeticWrapperName(name, sizeof name);
+    const std::string whole = name;
+    EXPECT_FALSE(whole.empty());
+    EXPECT_LT(whole.size(), 20U);
+    EXPECT_EQ(std::string(name + whole.size(), name + sizeof name),
+              std::string(sizeof name - whole.size(), '\0'));
+    std::string cut(4, '#');
+    sorvaneGetVectorArithmeticWrapperName(cut.data(), 1);
+    EXPECT_EQ(cut, whole.substr(0, 1) + "###");
+}
+
+TEST(ProcessorCalls, Parameters) {
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+    constexpr float inf = std::numeric_limits<float>::infinity();
+    const ProcessorHandle handle = makeProcessor(ModelFile(), 1, 48000.0);
+    const auto get = [&](int id) { return sorvaneGetParameterValue(handle.get(), id); };
+    const struct {
+        int id;
+        float initial, set, read;
+    } cases[] = {
+        {1, 0, -96, -96},     {1, 0, -200, -96},      {1, 0, 10, 0},      {1, 0, -20, -20},
+        {1, 0, -inf, -96},    {1, 0, nan, 0},         {2, 0, 50, 50},     {2, 0, 101, 100},
+        {2, 0, -inf, -100},   {2, 0, nan, 0},         {3, 0, 1, 0},       {256, 1, -5, 0},
+        {257, 1, 1000, 1000}, {271, 1, 0.25F, 0.25F}, {271, 1, nan, 1},   {271, 1, inf, inf},
+        {272, 0, 5, 0},       {511, 0, 5, 0},         {512, 0, -7, -7},   {514, 0, 500, 100},
+        {527, 0, -500, -100}, {527, 0, nan, 0},       {528, 0, 5, 0},     {768, 0, 5, 0},
+        {0, 0, 5, 0},         {4, 0, 5, 0},           {255, 0, 5, 0},     {-1, 0, 5, 0},
+        {-256, 0, 5, 0},      {INT_MIN, 0, 5, 0},     {INT_MAX, 0, 5, 0},
+    };
+    for (const auto& entry : cases) {
+        SCOPED_TRACE("id " + std::to_string(entry.id) + ", value " + std::to_string(entry.set));
+        const ProcessorHandle fresh = makeProcessor(ModelFile(), 1, 48000.0);
+        EXPECT_EQ(sorvaneGetParameterValue(fresh.get(), entry.id), entry.initial);
+        sorvaneSetParameterValue(fresh.get(), entry.id, entry.set);
+        const float read = sorvaneGetParameterValue(fresh.get(), entry.id);
+        if (entry.id == 1) {
+            EXPECT_NEAR(read, entry.read, 1e-4F);
+        } else {
+            EXPECT_EQ(read, entry.read);
+        }
+        sorvaneResetProcessorState(fresh.get());
+        EXPECT_EQ(sorvaneGetParameterValue(fresh.get(), entry.id), read);
+    }
+
+    // The remainder's level is the gain of bus 1, and puts that of bus 0 back.
+    sorvaneSetParameterValue(handle.get(), 256, 0.5F);
+    sorvaneSetParameterValue(handle.get(), 1, -20.0F);
+    EXPECT_EQ(get(256), 1.0F);
+    EXPECT_NEAR(get(257), 0.1F, 1e-6F);
+    sorvaneSetParameterValue(handle.get(), 257, 5.0F);
+    EXPECT_EQ(get(1), 0.0F);
+    sorvaneSetParameterValue(handle.get(), 257, 0.0F);
+    EXPECT_NEAR(get(1), -96.0F, 1e-4F);
+    sorvaneSetParameterValue(handle.get(), 2, 33.0F);
+    EXPECT_EQ(get(512), 33.0F);
+}
+
+TEST(ProcessorCalls, ParameterRanges) {
+    const ProcessorHandle handle = makeProcessor(ModelFile(), 1, 48000.0);
+    const struct {
+        int id;
+        float low, high;
+    } cases[] = {{0, 7, 8},        {1, -96, 0},    {2, -100, 100}, {3, 7, 8},     {4, 7, 8},
+                 {255, 7, 8},      {256, 0, 100},  {300, 0, 100},  {511, 0, 100}, {512, -100, 100},
+                 {767, -100, 100}, {768, 7, 8},    {-1, 7, 8},     {-256, 7, 8},  {-600, 7, 8},
+                 {INT_MAX, 7, 8},  {INT_MIN, 7, 8}};
+    for (const auto& entry : cases) {
+        float low = 7;
+        float high = 8;
+        sorvaneGetParameterRange(handle.get(), entry.id, &low, &high);
+        EXPECT_EQ(low, entry.low) << entry.id;
+        EXPECT_EQ(high, entry.high) << entry.id;
+        low = 7;
+        high = 8;
+        static_cast<ProcessorState*>(handle.get())->getParameterRange(entry.id, &low, &high);
+        EXPECT_EQ(low, entry.low) << entry.id;
+        EXPECT_EQ(high, entry.high) << entry.id;
+    }
+}
+
+TEST(ProcessorCalls, ParametersMayBeUsedBesideAudio) {
+    const ProcessorHandle handle = makeProcessor(delayedModel(), 1, 48000.0);
+    std::atomic<bool> done = false;
+    std::thread other([&] {
+        for (int i = 0; !done; ++i) {
+            for (const int id : {1, 2, 3, 256, 257, 512, 513}) {
+                sorvaneSetParameterValue(handle.get(), id, static_cast<float>(i % 90));
+                sorvaneGetParameterValue(handle.get(), id);
+            }
+            char name[8];
+            sorvaneGetOutputBusName(handle.get(), i, name, sizeof name);
+            SorvaneModelInfo info;
+            ::sorvaneGetProcessorInfo(handle.get(), &info);
+        }
+    });
+    const AudioRows result = process(handle.get(), noise(1, 20000, 6));
+    done = true;
+    other.join();
+    for (const float sample : result[0])
+        ASSERT_TRUE(std::isfinite(sample));
+}
+
+} // namespace sorvane::test

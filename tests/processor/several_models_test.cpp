@@ -1,0 +1,147 @@
+#include "support/thread_pool.h"
+#include "util/processor_handle.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <stdexcept>
+
+namespace sorvane::test {
+
+TEST(SeveralModels, TakeAudioAndNeverGiveAny) {
+    ModelFile second;
+    second.outputNames = {"Drums", "Rest"};
+    second.fftLength = 1024;
+    const ProcessorHandle handle =
+        makeProcessor(std::vector<ModelFile>{{}, second, {}}, 2, 48000.0);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(sorvaneGetNumOfOutputBusses(handle.get()), 6);
+    char name[8];
+    sorvaneGetOutputBusName(handle.get(), 2, name, sizeof name);
+    EXPECT_STREQ(name, "Drums");
+    for (int pass = 0; pass < 2; ++pass) {
+        push(handle.get(), noise(2, 20000, 1));
+        EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), 0);
+        sorvaneResetProcessorState(handle.get());
+    }
+}
+
+TEST(SeveralModels, MustAgreeInAllButTheTransformLength) {
+    const struct {
+        const char* name;
+        bool accepted;
+        std::function<void(ModelFile&)> change;
+    } cases[] = {
+        {"equal", true, [](ModelFile&) {}},
+        {"hop", false, [](ModelFile& m) { m.hop = 255; }},
+        {"frame length", false, [](ModelFile& m) { m.frameLength = 511; }},
+        {"transform length", true, [](ModelFile& m) { m.fftLength = 1024; }},
+        {"sample rate", false, [](ModelFile& m) { m.sampleRate = 44100.0; }},
+        {"input channels", false, [](ModelFile& m) { m.numInputChannels = 2; }},
+        {"output channels", false, [](ModelFile& m) { m.numOutputChannels = 2; }},
+        {"masks", true,
+         [](ModelFile& m) {
+             m.numMasks = 0;
+             m.outputNames = {"all"};
+         }},
+        {"no model", false, [](ModelFile& m) { m.magic = ""; }},
+    };
+    for (const auto& entry : cases) {
+        ModelFile other;
+        entry.change(other);
+        EXPECT_EQ(makeProcessor(std::vector<ModelFile>{{}, other}, 1, 48000.0) != nullptr,
+                  entry.accepted)
+            << entry.name;
+    }
+}
+
+// Every job of a frame is waited for, and then the first model's failure is the one that is raised.
+TEST(SeveralModels, TheFirstFailureInModelOrderIsRaised) {
+    const ModelFile good;
+    const ModelFile unknownPacking{.outputPacking = {.code = 5}};
+    ModelFile tooSmall;
+    tooSmall.layers = {conv("a", "input", {{1, 1, 1, 1}, {1.0F}}, {}, {.strideF = 2})};
+    tooSmall.outputSource = "a";
+    const std::string unknown = "Unknown packing format";
+    const std::string size = "IPP exception: ippStsSizeErr: Incorrect value for data size";
+    const struct {
+        std::vector<ModelFile> models;
+        std::string error;
+    } cases[] = {{{unknownPacking, tooSmall, good}, unknown},
+                 {{tooSmall, good, unknownPacking}, size},
+                 {{good, unknownPacking}, unknown}};
+    for (const auto& entry : cases) {
+        const ProcessorHandle handle = makeProcessor(entry.models, 1, 48000.0);
+        ASSERT_NE(handle, nullptr);
+        for (int pass = 0; pass < 3; ++pass) {
+            try {
+                push(handle.get(), noise(1, 600, 1));
+                ADD_FAILURE() << "nothing raised";
+            } catch (const std::runtime_error& error) {
+                EXPECT_EQ(error.what(), entry.error);
+            }
+            sorvaneResetProcessorState(handle.get());
+        }
+    }
+}
+
+TEST(ThreadPool, StopsBeforeItsQueueIsEmpty) {
+    std::promise<void> started;
+    std::promise<void> go;
+    std::atomic<int> finished = 0;
+    std::future<int> running;
+    std::vector<std::future<int>> waiting;
+    std::thread releaser;
+    {
+        ThreadPool pool(1);
+        running = pool.enqueue([&] {
+            started.set_value();
+            go.get_future().wait();
+            return ++finished;
+        });
+        for (int i = 0; i < 3; ++i)
+            waiting.push_back(pool.enqueue([&] { return ++finished; }));
+        started.get_future().wait();
+        // The pool's end waits for the job that runs; it is let go once that end has begun.
+        releaser = std::thread([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            go.set_value();
+        });
+    }
+    releaser.join();
+    EXPECT_EQ(running.get(), 1);
+    EXPECT_EQ(finished, 1);
+    for (std::future<int>& job : waiting)
+        EXPECT_THROW(job.get(), std::future_error);
+}
+
+TEST(ThreadPool, JobsRunInOrderAndMayThrow) {
+    ThreadPool pool(1);
+    std::vector<int> order;
+    std::vector<std::future<void>> jobs;
+    for (int i = 0; i < 20; ++i)
+        jobs.push_back(pool.enqueue([&order, i] {
+            order.push_back(i);
+            if (i % 5 == 0)
+                throw std::out_of_range("job");
+        }));
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+        if (i % 5 == 0) {
+            EXPECT_THROW(jobs[i].get(), std::out_of_range);
+        } else {
+            jobs[i].get();
+        }
+    }
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(order[static_cast<std::size_t>(i)], i);
+
+    std::future<int> orphan;
+    {
+        ThreadPool none(0);
+        orphan = none.enqueue([] { return 1; });
+    }
+    EXPECT_THROW(orphan.get(), std::future_error);
+}
+
+} // namespace sorvane::test

@@ -1,0 +1,166 @@
+#include "util/processor_handle.h"
+#include "util/signal_rows.h"
+#include "util/test_network.h"
+
+namespace sorvane::test {
+
+namespace {
+
+struct ChainCase {
+    const char* name;
+    std::vector<double> gains; // one a bus, the remainder last
+    std::vector<double> sensitivities;
+    int hostChannels = 1;
+    int modelInput = 1;
+    int modelOutput = 1;
+    int outputMode = 0;
+    double rate = 1.0; // the host's, in units of the model's
+    TransformSizes sizes = {64, 64, 32};
+    FilePacking packing = {.code = 1, .bins = 33};
+    int kernelT = 1;
+    int delay = 0;
+};
+
+const FilePacking complexPacking = {.code = 4, .bins = 33};
+const FilePacking rectified = {.code = 2, .bins = 0, .split = 8, .rest = 25};
+const FilePacking groups = {.code = 6, .bins = 0, .split = 9, .rest = 24, .pool = 4};
+
+const ChainCase chainCases[] = {
+    {"mask alone", {1, 0}, {0, 0}},
+    {"remainder alone", {0, 1}, {0, 0}},
+    {"pressed mask alone", {1, 0}, {100, 0}},
+    {"raised mask alone", {1, 0}, {-100, 0}},
+    {"raised remainder alone", {0, 1}, {0, -60}},
+    {"pressed remainder alone", {0, 1}, {30, 90}},
+    {"two masks", {0.3, 1.7, 0.6}, {60, -40, 80}, 2, 2, 2},
+    {"two masks, remainder raised", {0.3, 1.7, 0.6}, {-70, 30, -90}, 2, 2, 2},
+    {"three masks", {0, 1, 2, 0.5}, {10, 20, -30, 40}},
+    {"mono model on stereo", {1, 0.2}, {20, -20}, 2},
+    {"stereo model on mono", {1, 0.2}, {20, -20}, 1, 2, 2},
+    {"stereo model on 3 channels", {0.5, 1, 0}, {0, 50, 50}, 3, 2, 2},
+    {"stereo to mono model", {1, 0}, {-20, 0}, 2, 2, 1},
+    {"mono to stereo model", {1, 0}, {-20, 0}, 2, 1, 2},
+    {"spectra", {0.5, 2, 0.25}, {50, -50, 50}, 2, 2, 2, 1, 1.0, {64, 64, 32}, complexPacking},
+    {"spectra, mono model", {0.5, 0.25}, {50, -50}, 2, 1, 1, -1, 1.0, {64, 64, 32}, complexPacking},
+    {"complex masks", {1, 0.5, 0}, {50, -50, 20}, 2, 2, 2, 0, 1.0, {64, 64, 32}, complexPacking},
+    {"rectified parts", {1, 0.5, 0}, {50, -50, 20}, 1, 1, 1, 0, 1.0, {64, 64, 32}, rectified},
+    {"groups", {1, 0.5, 0}, {50, -50, 20}, 1, 1, 1, 0, 1.0, {64, 64, 16}, groups},
+    {"half the rate", {1, 0.2}, {30, 0}, 1, 1, 1, 0, 0.5, {65, 61, 19}},
+    {"0.92 of the rate", {1, 0.2}, {30, 0}, 2, 1, 1, 0, 0.92, {64, 61, 19}},
+    {"1.5 of the rate", {1, 0.2}, {30, 0}, 1, 1, 1, 0, 1.5, {65, 61, 25}},
+    {"twice the rate", {1, 0.2}, {30, 0}, 1, 2, 2, 0, 2.0, {64, 63, 21}},
+    {"four times the rate, groups", {1, 0}, {0, 0}, 1, 1, 1, 0, 4.0, {32, 32, 16}, groups},
+    {"look-ahead", {1, 0}, {0, 0}, 1, 1, 1, 0, 1.0, {64, 64, 32}, {.code = 1, .bins = 33}, 4, 3},
+};
+
+int columnsPerRow(int code) {
+    return code == 4 || code == 6 ? 2 : 1;
+}
+
+ModelFile modelOf(const ChainCase& entry, TestNetwork& net) {
+    ModelFile model;
+    const auto numMasks = static_cast<int>(entry.gains.size()) - 1;
+    model.numMasks = numMasks;
+    model.outputNames.assign(entry.gains.size(), "bus");
+    model.inputPacking = model.outputPacking = entry.packing;
+    model.numInputChannels = entry.modelInput;
+    model.numOutputChannels = entry.modelOutput;
+    model.outputMode = entry.outputMode;
+    model.fftLength = entry.sizes.fftLength;
+    model.frameLength = entry.sizes.frameLength;
+    model.hop = entry.sizes.hop;
+    net = {.kernelT = entry.kernelT, .delay = entry.delay};
+    net.inColumns = entry.modelInput * columnsPerRow(entry.packing.code);
+    net.outColumns = numMasks * entry.modelOutput * columnsPerRow(entry.packing.code);
+    net.sigmoid = entry.outputMode == 0 && entry.packing.code == 1;
+    net.randomise(5, 0.3);
+    net.addTo(model);
+    return model;
+}
+
+} // namespace
+
+TEST(SpectralChain, MatchesTheWrittenFormula) {
+    for (const ChainCase& entry : chainCases) {
+        SCOPED_TRACE(entry.name);
+        TestNetwork net;
+        const ModelFile model = modelOf(entry, net);
+        const AudioRows audio = noise(entry.hostChannels, 900, 11);
+        const ProcessorHandle handle =
+            makeProcessor(model, entry.hostChannels, entry.rate * model.sampleRate);
+        ASSERT_NE(handle, nullptr);
+        for (std::size_t bus = 0; bus < entry.gains.size(); ++bus) {
+            const auto id = static_cast<int>(bus);
+            sorvaneSetParameterValue(handle.get(), SORVANE_BUS_GAIN + id,
+                                     static_cast<float>(entry.gains[bus]));
+            sorvaneSetParameterValue(handle.get(), SORVANE_BUS_SENSITIVITY + id,
+                                     static_cast<float>(entry.sensitivities[bus]));
+        }
+        const AudioRows actual = process(handle.get(), audio, 130);
+        const Rows expected =
+            referenceProcess(model, net.reference(), {entry.gains, entry.sensitivities},
+                             entry.rate * model.sampleRate, audio);
+        ASSERT_GT(expected[0].size(), 300U);
+        double loudest = 0.0;
+        for (const double value : expected[0])
+            loudest = std::max(loudest, std::abs(value));
+        EXPECT_GT(loudest, 1e-3);
+        expectNear(actual, expected, 1e-5 * (1.0 + loudest));
+    }
+}
+
+TEST(SpectralChain, BussesPastTheSixteenthStayAsTheyAre) {
+    ChainCase entry{"", std::vector<double>(18, 0.0), std::vector<double>(18, 0.0)};
+    TestNetwork net;
+    const ModelFile model = modelOf(entry, net);
+    const ProcessorHandle handle = makeProcessor(model, 1, 48000.0);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(sorvaneGetNumOfOutputBusses(handle.get()), 18);
+    for (int bus = 0; bus < 18; ++bus) {
+        sorvaneSetParameterValue(handle.get(), SORVANE_BUS_GAIN + bus, 0.0F);
+        sorvaneSetParameterValue(handle.get(), SORVANE_BUS_SENSITIVITY + bus, 0.0F);
+    }
+    entry.gains[16] = entry.gains[17] = 1.0;
+    const AudioRows audio = noise(1, 500, 12);
+    expectNear(process(handle.get(), audio),
+               referenceProcess(model, net.reference(), {entry.gains, entry.sensitivities}, 48000.0,
+                                audio),
+               1e-4);
+}
+
+TEST(SpectralChain, ModelsWithoutMasksGiveSilenceOfTheRightLength) {
+    for (const int outputMode : {0, 1})
+        for (const int channels : {1, 2}) {
+            const ModelFile model{
+                .outputMode = outputMode, .numMasks = 0, .outputNames = {"Remainder"}};
+            const ProcessorHandle handle = makeProcessor(model, channels, 48000.0);
+            ASSERT_NE(handle, nullptr);
+            const AudioRows result = process(handle.get(), noise(channels, 2048, 13));
+            EXPECT_EQ(result,
+                      AudioRows(static_cast<std::size_t>(channels), std::vector<float>(1792, 0.0F)))
+                << outputMode << " " << channels;
+        }
+}
+
+TEST(SpectralChain, HoldsBackNoMoreThanItsLatency) {
+    for (const double rate : {0.5, 1.0, 2.0})
+        for (const int delay : {0, 2}) {
+            SCOPED_TRACE(std::to_string(rate) + " " + std::to_string(delay));
+            ChainCase entry{"", {1, 1}, {0, 0}};
+            entry.delay = delay;
+            TestNetwork net;
+            const ProcessorHandle handle = makeProcessor(modelOf(entry, net), 1, rate * 48000.0);
+            SorvaneModelInfo info{};
+            ::sorvaneGetProcessorInfo(handle.get(), &info);
+            const auto hop = static_cast<int>(rate * 32);
+            EXPECT_EQ(info.lengthOrLatency, hop * (2 + delay));
+            int most = 0;
+            for (int pushed = 1; pushed <= 600; ++pushed) {
+                push(handle.get(), {{0.0F}});
+                most = std::max(most, pushed - sorvaneGetNumOfPendingSamples(handle.get()));
+            }
+            EXPECT_EQ(most, info.lengthOrLatency - 1);
+        }
+}
+
+} // namespace sorvane::test

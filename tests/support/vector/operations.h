@@ -1,0 +1,332 @@
+#pragma once
+
+// The element-wise operations as a table: how to call each, and what it gives in double precision.
+
+#include "support/vector/ipps.h"
+
+#include <cmath>
+#include <vector>
+
+namespace vectortest {
+
+/// What one element gives: its one or two floats, and the size that its error is measured against
+/// (0: each float's own).
+struct Expected {
+    double values[2];
+    double scale = 0;
+};
+
+struct Operation {
+    const char* name;
+    int widths[3];     // floats an element of the first source, of the second (0: none) and of dst
+    float low, high;   // the range of the first source
+    float low2, high2; // and of the second
+    double roundings;  // largest error in units of half the last place
+    bool accumulates;  // dst is a source too
+    IppStatus (*run)(const float* a, const float* b, float* dst, int len);
+    Expected (*expect)(const double* a, const double* b, const double* before);
+};
+
+constexpr float constant = -0.37f;
+constexpr double exactConstant = static_cast<double>(constant);
+const Ipp32fc complexConstant{1.5f, -0.25f};
+
+inline const Ipp32fc* complexes(const float* p) {
+    return reinterpret_cast<const Ipp32fc*>(p);
+}
+inline Ipp32fc* complexes(float* p) {
+    return reinterpret_cast<Ipp32fc*>(p);
+}
+
+inline Expected complexProduct(const double* a, const double* b) {
+    return {{a[0] * b[0] - a[1] * b[1], a[0] * b[1] + a[1] * b[0]},
+            std::hypot(a[0], a[1]) * std::hypot(b[0], b[1])};
+}
+
+// Arguments of the lambdas below.
+#define ROWS const float *a, const float *b, float *dst, int len
+#define VALUES const double *a, const double *b, const double *before
+#define UNUSED(x) static_cast<void>(x)
+#define RUN(call)                                                                                  \
+    [](ROWS) {                                                                                     \
+        UNUSED(a);                                                                                 \
+        UNUSED(b);                                                                                 \
+        return call;                                                                               \
+    }
+#define GIVES(...)                                                                                 \
+    [](VALUES) {                                                                                   \
+        UNUSED(a);                                                                                 \
+        UNUSED(b);                                                                                 \
+        UNUSED(before);                                                                            \
+        return Expected __VA_ARGS__;                                                               \
+    }
+
+inline const Operation operations[] = {
+    {"Set_32f",
+     {1, 0, 1},
+     -1,
+     1,
+     0,
+     0,
+     0,
+     false,
+     RUN(ippsSet_32f(constant, dst, len)),
+     GIVES({{exactConstant}})},
+    {"Set_32fc",
+     {1, 0, 2},
+     -1,
+     1,
+     0,
+     0,
+     0,
+     false,
+     RUN(ippsSet_32fc(complexConstant, complexes(dst), len)),
+     GIVES({{1.5, -0.25}})},
+    {"Zero_32f", {1, 0, 1}, -1, 1, 0, 0, 0, false, RUN(ippsZero_32f(dst, len)), GIVES({{0}})},
+    {"Add_32f",
+     {1, 1, 1},
+     -9,
+     9,
+     -9,
+     9,
+     1,
+     false,
+     RUN(ippsAdd_32f(a, b, dst, len)),
+     GIVES({{a[0] + b[0]}})},
+    {"Add_32fc",
+     {2, 2, 2},
+     -9,
+     9,
+     -9,
+     9,
+     1,
+     false,
+     RUN(ippsAdd_32fc(complexes(a), complexes(b), complexes(dst), len)),
+     GIVES({{a[0] + b[0], a[1] + b[1]}})},
+    {"AddC_32f",
+     {1, 0, 1},
+     -9,
+     9,
+     0,
+     0,
+     1,
+     false,
+     RUN(ippsAddC_32f(a, constant, dst, len)),
+     GIVES({{a[0] + exactConstant}})},
+    {"Sub_32f",
+     {1, 1, 1},
+     -9,
+     9,
+     -9,
+     9,
+     1,
+     false,
+     RUN(ippsSub_32f(a, b, dst, len)),
+     GIVES({{b[0] - a[0]}})},
+    {"Sub_32fc",
+     {2, 2, 2},
+     -9,
+     9,
+     -9,
+     9,
+     1,
+     false,
+     RUN(ippsSub_32fc(complexes(a), complexes(b), complexes(dst), len)),
+     GIVES({{b[0] - a[0], b[1] - a[1]}})},
+    {"SubC_32f",
+     {1, 0, 1},
+     -9,
+     9,
+     0,
+     0,
+     1,
+     false,
+     RUN(ippsSubC_32f(a, constant, dst, len)),
+     GIVES({{a[0] - exactConstant}})},
+    {"Mul_32f",
+     {1, 1, 1},
+     -9,
+     9,
+     -9,
+     9,
+     1,
+     false,
+     RUN(ippsMul_32f(a, b, dst, len)),
+     GIVES({{a[0] * b[0]}})},
+    {"Mul_32fc",
+     {2, 2, 2},
+     -9,
+     9,
+     -9,
+     9,
+     3,
+     false,
+     RUN(ippsMul_32fc(complexes(a), complexes(b), complexes(dst), len)),
+     [](VALUES) {
+         UNUSED(before);
+         return complexProduct(a, b);
+     }},
+    {"MulC_32f",
+     {1, 0, 1},
+     -9,
+     9,
+     0,
+     0,
+     1,
+     false,
+     RUN(ippsMulC_32f(a, constant, dst, len)),
+     GIVES({{a[0] * exactConstant}})},
+    {"MulC_32fc",
+     {2, 0, 2},
+     -9,
+     9,
+     0,
+     0,
+     3,
+     false,
+     RUN(ippsMulC_32fc(complexes(a), complexConstant, complexes(dst), len)),
+     [](const double* a, const double*, const double*) {
+         const double factor[2] = {1.5, -0.25};
+         return complexProduct(a, factor);
+     }},
+    {"Div_32f",
+     {1, 1, 1},
+     0.1f,
+     9,
+     -9,
+     9,
+     1,
+     false,
+     RUN(ippsDiv_32f(a, b, dst, len)),
+     GIVES({{b[0] / a[0]}})},
+    {"AddProduct_32f",
+     {1, 1, 1},
+     -9,
+     9,
+     -9,
+     9,
+     2,
+     true,
+     RUN(ippsAddProduct_32f(a, b, dst, len)),
+     GIVES({{before[0] + a[0] * b[0]}, std::abs(before[0]) + std::abs(a[0] * b[0])})},
+    {"AddProductC_32f",
+     {1, 0, 1},
+     -9,
+     9,
+     0,
+     0,
+     2,
+     true,
+     RUN(ippsAddProductC_32f(a, constant, dst, len)),
+     GIVES({{before[0] + a[0] * exactConstant}, std::abs(before[0]) + std::abs(a[0])})},
+    {"Exp_32f",
+     {1, 0, 1},
+     -87,
+     88,
+     0,
+     0,
+     4,
+     false,
+     RUN(ippsExp_32f(a, dst, len)),
+     GIVES({{std::exp(a[0])}})},
+    {"Ln_32f",
+     {1, 0, 1},
+     1e-3f,
+     1e3f,
+     0,
+     0,
+     4,
+     false,
+     RUN(ippsLn_32f(a, dst, len)),
+     GIVES({{std::log(a[0])}})},
+    {"Ln_32f near 1",
+     {1, 0, 1},
+     0.9f,
+     1.1f,
+     0,
+     0,
+     4,
+     false,
+     RUN(ippsLn_32f(a, dst, len)),
+     GIVES({{std::log(a[0])}})},
+    {"Magnitude_32fc",
+     {2, 0, 1},
+     -9,
+     9,
+     0,
+     0,
+     3,
+     false,
+     RUN(ippsMagnitude_32fc(complexes(a), dst, len)),
+     GIVES({{std::hypot(a[0], a[1])}})},
+    {"Phase_32fc",
+     {2, 0, 1},
+     -9,
+     9,
+     0,
+     0,
+     5,
+     false,
+     RUN(ippsPhase_32fc(complexes(a), dst, len)),
+     GIVES({{std::atan2(a[1], a[0])}})},
+    {"PolarToCart_32fc",
+     {1, 1, 2},
+     0.5f,
+     9,
+     -7,
+     7,
+     5,
+     false,
+     RUN(ippsPolarToCart_32fc(a, b, complexes(dst), len)),
+     GIVES({{a[0] * std::cos(b[0]), a[0] * std::sin(b[0])}})},
+    {"PolarToCart_32fc of large phases",
+     {1, 1, 2},
+     0.5f,
+     9,
+     -3e4f,
+     3e4f,
+     5,
+     false,
+     RUN(ippsPolarToCart_32fc(a, b, complexes(dst), len)),
+     GIVES({{a[0] * std::cos(b[0]), a[0] * std::sin(b[0])}})},
+    {"Threshold_LTVal_32f",
+     {1, 0, 1},
+     -1,
+     1,
+     0,
+     0,
+     0,
+     false,
+     RUN(ippsThreshold_LTVal_32f(a, dst, len, constant, 5)),
+     GIVES({{a[0] < exactConstant ? 5 : a[0]}})},
+    {"Threshold_GTVal_32f",
+     {1, 0, 1},
+     -1,
+     1,
+     0,
+     0,
+     0,
+     false,
+     RUN(ippsThreshold_GTVal_32f(a, dst, len, constant, 5)),
+     GIVES({{a[0] > exactConstant ? 5 : a[0]}})},
+    {"Threshold_LTValGTVal_32f",
+     {1, 0, 1},
+     -1,
+     1,
+     0,
+     0,
+     0,
+     false,
+     RUN(ippsThreshold_LTValGTVal_32f(a, dst, len, constant, 5, 0.5f, 6)),
+     GIVES({{a[0] < exactConstant ? 5
+             : a[0] > 0.5         ? 6
+                                  : a[0]}})},
+};
+
+#undef ROWS
+#undef VALUES
+#undef UNUSED
+#undef RUN
+#undef GIVES
+
+} // namespace vectortest

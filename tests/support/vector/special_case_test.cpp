@@ -1,0 +1,329 @@
+#include "forms.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <numeric>
+#include <string>
+
+using namespace vectortest;
+
+namespace {
+
+constexpr float infinite = std::numeric_limits<float>::infinity();
+constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
+constexpr float pi = 3.14159274f;
+
+using Unary = std::function<IppStatus(const float*, float*, int)>;
+using Binary = std::function<IppStatus(const float*, const float*, float*, int)>;
+
+/// Equal as numbers are read: NaN matches NaN, zeros match by sign.
+bool same(float a, float b) {
+    return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
+}
+
+/// Denormals count while it lives.
+class KeepDenormals {
+public:
+    KeepDenormals() { set(0); }
+    ~KeepDenormals() { set(1); }
+    KeepDenormals(const KeepDenormals&) = delete;
+    KeepDenormals& operator=(const KeepDenormals&) = delete;
+
+private:
+    static void set(int flush) {
+        ippSetFlushToZero(flush, nullptr);
+        ippSetDenormAreZeros(flush);
+    }
+};
+
+struct SpecialCase {
+    const char* name;
+    Binary run;
+    float a, b, expected;
+    IppStatus status = ippStsNoErr;
+};
+
+/// Puts a case's sources at the front, the middle and the end of rows of ones.
+void expectCase(const SpecialCase& c) {
+    for (const std::size_t len : {1, 5, 19}) {
+        for (const std::size_t at : {std::size_t{0}, len / 2, len - 1}) {
+            std::vector<float> a(len, 1.0f), b(len, 1.0f), dst(len);
+            a[at] = c.a;
+            b[at] = c.b;
+            EXPECT_EQ(c.run(a.data(), b.data(), dst.data(), static_cast<int>(len)), c.status);
+            EXPECT_TRUE(same(dst[at], c.expected))
+                << dst[at] << " should be " << c.expected << " at " << at << " of " << len;
+        }
+    }
+}
+
+Binary unary(Unary run) {
+    return [run](const float* a, const float*, float* dst, int len) { return run(a, dst, len); };
+}
+
+Binary multiplyBy(float c) {
+    return unary([c](auto a, auto dst, int len) { return ippsMulC_32f(a, c, dst, len); });
+}
+
+Binary lowThreshold(float level) {
+    return unary([level](auto a, auto dst, int len) {
+        return ippsThreshold_LTVal_32f(a, dst, len, level, 7);
+    });
+}
+
+Binary highThreshold(float level) {
+    return unary([level](auto a, auto dst, int len) {
+        return ippsThreshold_GTVal_32f(a, dst, len, level, 7);
+    });
+}
+
+Binary thresholds(float low, float high) {
+    return unary([=](auto a, auto dst, int len) {
+        return ippsThreshold_LTValGTVal_32f(a, dst, len, low, 7, high, 8);
+    });
+}
+
+Binary ofPairs(IppStatus (*run)(const Ipp32fc*, float*, int)) {
+    return [run](const float* re, const float* im, float* dst, int len) {
+        std::vector<Ipp32fc> pairs;
+        for (int i = 0; i < len; ++i)
+            pairs.emplace_back(re[i], im[i]);
+        return run(pairs.data(), dst, len);
+    };
+}
+
+Binary polarPart(std::size_t part) {
+    return [part](const float* magnitude, const float* phase, float* dst, int len) {
+        std::vector<Ipp32fc> pairs(static_cast<std::size_t>(len));
+        const IppStatus status = ippsPolarToCart_32fc(magnitude, phase, pairs.data(), len);
+        for (std::size_t i = 0; i < pairs.size(); ++i)
+            dst[i] = part == 0 ? pairs[i].real() : pairs[i].imag();
+        return status;
+    };
+}
+
+} // namespace
+
+TEST(VectorSpecialCases, GiveTheirValuesAndStatuses) {
+    const Binary add0 = unary([](auto a, auto d, int n) { return ippsAddC_32f(a, 0, d, n); });
+    const Binary subtract0 =
+        unary([](auto a, auto d, int n) { return ippsSubC_32f(a, -0.0f, d, n); });
+    const Binary subtract3 = unary([](auto a, auto d, int n) { return ippsSubC_32f(a, 3, d, n); });
+    const Binary exp = unary(ippsExp_32f), ln = unary(ippsLn_32f);
+    const Binary phase = ofPairs(ippsPhase_32fc), magnitude = ofPairs(ippsMagnitude_32fc);
+    const SpecialCase cases[] = {
+        {"subtract: second less first", ippsSub_32f, 2, 5, 3},
+        {"divide: second over first", ippsDiv_32f, 2, 5, 2.5f},
+        {"subtract a constant", subtract3, 2, 0, -1},
+        {"add 0 keeps -0", add0, -0.0f, 0, -0.0f},
+        {"subtract -0 keeps -0", subtract0, -0.0f, 0, -0.0f},
+        {"add 0 keeps NaN", add0, notANumber, 0, notANumber},
+        {"times 0 of NaN", multiplyBy(0), notANumber, 0, 0},
+        {"times 0 of infinity", multiplyBy(0), infinite, 0, 0},
+        {"times 0 of a negative", multiplyBy(0), -3, 0, 0},
+        {"times -0", multiplyBy(-0.0f), -infinite, 0, 0},
+        {"times 1 of -0", multiplyBy(1), -0.0f, 0, -0.0f},
+        {"times 2 of NaN", multiplyBy(2), notANumber, 0, notANumber},
+        {"1 over 0", ippsDiv_32f, 0, 1, infinite, ippStsDivByZero},
+        {"1 over -0", ippsDiv_32f, -0.0f, 1, infinite, ippStsDivByZero},
+        {"-1 over 0", ippsDiv_32f, 0, -1, -infinite, ippStsDivByZero},
+        {"-1 over -0", ippsDiv_32f, -0.0f, -1, -infinite, ippStsDivByZero},
+        {"infinity over -0", ippsDiv_32f, -0.0f, infinite, infinite, ippStsDivByZero},
+        {"0 over 0", ippsDiv_32f, 0, 0, notANumber, ippStsDivByZero},
+        {"NaN over 0", ippsDiv_32f, 0, notANumber, notANumber, ippStsDivByZero},
+        {"1 over NaN", ippsDiv_32f, notANumber, 1, notANumber},
+        {"1 over -infinity", ippsDiv_32f, -infinite, 1, -0.0f},
+        {"exp of 0", exp, 0, 0, 1},
+        {"exp of infinity", exp, infinite, 0, infinite},
+        {"exp of -infinity", exp, -infinite, 0, 0},
+        {"exp past the range", exp, 88.8f, 0, infinite},
+        {"exp far past the range", exp, FLT_MAX, 0, infinite},
+        {"exp below the range", exp, -104.1f, 0, 0},
+        {"exp far below the range", exp, -FLT_MAX, 0, 0},
+        {"exp of NaN", exp, notANumber, 0, notANumber},
+        {"ln of 1", ln, 1, 0, 0},
+        {"ln of 0", ln, 0, 0, -infinite, ippStsLnZeroArg},
+        {"ln of -0", ln, -0.0f, 0, -infinite, ippStsLnZeroArg},
+        {"ln of a negative", ln, -2, 0, notANumber, ippStsLnNegArg},
+        {"ln of -infinity", ln, -infinite, 0, notANumber, ippStsLnNegArg},
+        {"ln of infinity", ln, infinite, 0, infinite},
+        {"ln of NaN", ln, notANumber, 0, notANumber},
+        {"below a low level", lowThreshold(1), 0.5f, 0, 7},
+        {"at a low level", lowThreshold(1), 1, 0, 1},
+        {"NaN at a low level", lowThreshold(1), notANumber, 0, 7},
+        {"-0 at a low level of 0", lowThreshold(0), -0.0f, 0, -0.0f},
+        {"above a high level", highThreshold(1), 1.5f, 0, 7},
+        {"at a high level", highThreshold(1), 1, 0, 1},
+        {"NaN at a high level", highThreshold(1), notANumber, 0, 7},
+        {"below two levels", thresholds(0, 1), -0.5f, 0, 7},
+        {"above two levels", thresholds(0, 1), 1.5f, 0, 8},
+        {"NaN at two levels", thresholds(0, 1), notANumber, 0, notANumber},
+        {"above equal levels", thresholds(1, 1), 1.5f, 0, 8},
+        {"at equal levels", thresholds(1, 1), 1, 0, 1},
+        {"magnitude with an infinity", magnitude, -infinite, 2, infinite},
+        {"magnitude past the range", magnitude, 3e38f, 3e38f, infinite},
+        {"magnitude of NaN", magnitude, notANumber, 0, notANumber},
+        {"phase of the origin", phase, 0, 0, 0},
+        {"phase below the origin", phase, 0, -0.0f, -0.0f},
+        {"phase left of the origin", phase, -0.0f, 0, pi},
+        {"phase on the cut from above", phase, -2, 0, pi},
+        {"phase on the cut from below", phase, -2, -0.0f, -pi},
+        {"phase up", phase, 0, 3, pi / 2},
+        {"phase down", phase, -0.0f, -3, -pi / 2},
+        {"phase of two infinities", phase, infinite, infinite, pi / 4},
+        {"phase of an infinity upwards", phase, 1, infinite, pi / 2},
+        {"phase of an infinity to the left", phase, -infinite, -1, -pi},
+        {"phase of NaN above", phase, 1, notANumber, notANumber},
+        {"phase of NaN beside", phase, notANumber, 1, notANumber},
+        {"cosine of 0", polarPart(0), 2, 0, 2},
+        {"sine of -0", polarPart(1), 2, -0.0f, -0.0f},
+        {"cosine of infinity", polarPart(0), 2, infinite, notANumber},
+        {"sine of NaN", polarPart(1), 2, notANumber, notANumber},
+        {"sine of 1e30", polarPart(1), 1, 1e30f, std::sin(1e30f)},
+        {"cosine of -1e30", polarPart(0), 1, -1e30f, std::cos(1e30f)},
+    };
+    forEachForm([&](const Kernels& form) {
+        for (const SpecialCase& c : cases) {
+            SCOPED_TRACE(std::string(c.name) + " in " + form.name);
+            expectCase(c);
+        }
+    });
+}
+
+TEST(VectorSpecialCases, AZeroArgumentOfLnWinsOverNegativeOnes) {
+    forEachForm([](const Kernels&) {
+        for (std::size_t zero = 0; zero < 13; ++zero) {
+            std::vector<float> a(13, -1.0f), dst(13);
+            a[zero] = 0;
+            EXPECT_EQ(ippsLn_32f(a.data(), dst.data(), 13), ippStsLnZeroArg);
+        }
+    });
+}
+
+TEST(VectorSpecialCases, DenormalsAreNumbersWhereTheThreadKeepsThem) {
+    const KeepDenormals keep;
+    forEachForm([](const Kernels& form) {
+        SCOPED_TRACE(form.name);
+        const float small[] = {1e-40f, 3e-45f, 1e-38f};
+        float dst[3];
+        EXPECT_EQ(ippsLn_32f(small, dst, 3), ippStsNoErr);
+        for (int i = 0; i < 3; ++i)
+            EXPECT_NEAR(dst[i], std::log(small[i]), 2e-5f);
+        const float exponents[] = {-88, -95, -103};
+        ippsExp_32f(exponents, dst, 3);
+        for (int i = 0; i < 3; ++i)
+            EXPECT_NEAR(dst[i], std::exp(exponents[i]), 3e-45f);
+    });
+}
+
+TEST(VectorSpecialCases, ConversionsKeepWhatTheyCan) {
+    const double doubles[] = {0.1, -0.0, 1e300, -1e300, HUGE_VAL, 3.4028235e38, NAN, -2.5};
+    const float floats[] = {0.1f, -0.0f, FLT_MAX, -FLT_MAX, FLT_MAX, FLT_MAX, notANumber, -2.5f};
+    forEachForm([&](const Kernels& form) {
+        SCOPED_TRACE(form.name);
+        for (std::size_t len = 1; len <= 67; ++len) {
+            Guarded<float> narrow(len, len % 4);
+            Guarded<double> wide(len, len % 3);
+            std::vector<double> source(len);
+            for (std::size_t i = 0; i < len; ++i)
+                source[i] = doubles[i % 8];
+            EXPECT_EQ(ippsConvert_64f32f(source.data(), narrow.data(), static_cast<int>(len)),
+                      ippStsNoErr);
+            EXPECT_EQ(ippsConvert_32f64f(narrow.data(), wide.data(), static_cast<int>(len)),
+                      ippStsNoErr);
+            for (std::size_t i = 0; i < len; ++i) {
+                EXPECT_TRUE(same(narrow[i], floats[i % 8])) << i;
+                EXPECT_TRUE(same(static_cast<float>(wide[i]), floats[i % 8])) << i;
+            }
+            EXPECT_TRUE(narrow.intact() && wide.intact());
+        }
+    });
+    double wide = 0;
+    float narrow = 0;
+    EXPECT_EQ(ippsConvert_64f32f(nullptr, &narrow, 0), ippStsNullPtrErr);
+    EXPECT_EQ(ippsConvert_32f64f(&narrow, &wide, 0), ippStsSizeErr);
+}
+
+TEST(VectorSpecialCases, CrossedThresholdsWriteNothing) {
+    const float row[3] = {1, 2, 3};
+    Guarded<float> dst(3);
+    EXPECT_EQ(ippsThreshold_LTValGTVal_32f(row, dst.data(), 3, 2, 0, 1, 0), ippStsThresholdErr);
+    EXPECT_EQ(ippsThreshold_LTValGTVal_32f(row, dst.data(), 0, 2, 0, 1, 0), ippStsSizeErr);
+    EXPECT_TRUE(dst.untouched());
+}
+
+TEST(VectorSampleDown, TakesEveryNthAndKeepsThePhase) {
+    std::vector<float> src(20);
+    std::iota(src.begin(), src.end(), 0.0f);
+    const struct {
+        int len, factor, phase, count, phaseAfter;
+    } cases[] = {{20, 1, 0, 20, 0},
+                 {20, 2, 0, 10, 0},
+                 {20, 2, 1, 10, 1},
+                 {7, 3, 0, 3, 2},
+                 {7, 3, 2, 2, 1},
+                 {2, 5, 4, 0, 2},
+                 {20, INT32_MAX, 3, 1, INT32_MAX - 17}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.len) + " by " + std::to_string(c.factor));
+        Guarded<float> dst(static_cast<std::size_t>(c.count));
+        int count = -1, phase = c.phase;
+        EXPECT_EQ(ippsSampleDown_32f(src.data(), c.len, dst.data(), &count, c.factor, &phase),
+                  ippStsNoErr);
+        EXPECT_EQ(count, c.count);
+        EXPECT_EQ(phase, c.phaseAfter);
+        for (int k = 0; k < c.count; ++k)
+            EXPECT_EQ(dst[static_cast<std::size_t>(k)], static_cast<float>(c.phase + k * c.factor));
+        EXPECT_TRUE(dst.intact());
+    }
+    Guarded<float> dst(20);
+    int count = -1, phase = 3;
+    const auto run = [&](int len, int factor) {
+        return ippsSampleDown_32f(src.data(), len, dst.data(), &count, factor, &phase);
+    };
+    EXPECT_EQ(ippsSampleDown_32f(src.data(), 0, dst.data(), nullptr, 0, &phase), ippStsNullPtrErr);
+    EXPECT_EQ(run(0, 0), ippStsSizeErr);
+    EXPECT_EQ(run(20, 0), ippStsSampleFactorErr);
+    EXPECT_EQ(run(20, 3), ippStsSamplePhaseErr);
+    phase = -1;
+    EXPECT_EQ(run(20, 3), ippStsSamplePhaseErr);
+    EXPECT_TRUE(dst.untouched() && count == -1 && phase == -1);
+}
+
+TEST(VectorMemory, IsAlignedAndBounded) {
+    for (const int size : {1, 63, 64, 65, 1000}) {
+        Ipp8u* block = ippsMalloc_8u(size);
+        ASSERT_NE(block, nullptr);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 64, 0u);
+        std::fill(block, block + size, Ipp8u{0xFF});
+        Guarded<Ipp8u> copy(static_cast<std::size_t>(size), 1);
+        EXPECT_EQ(ippsCopy_8u(block, copy.data(), size), ippStsNoErr);
+        EXPECT_EQ(ippsCopy_8u(copy.data(), copy.data(), size), ippStsNoErr);
+        EXPECT_EQ(std::count(copy.data(), copy.data() + size, 0xFF), size);
+        EXPECT_TRUE(copy.intact());
+        EXPECT_EQ(ippsCopy_8u(block, copy.data(), 0), ippStsSizeErr);
+        EXPECT_EQ(ippsCopy_8u(block, nullptr, 0), ippStsNullPtrErr);
+        ippsFree(block);
+    }
+    EXPECT_EQ(ippsMalloc_8u(0), nullptr);
+    EXPECT_EQ(ippsMalloc_8u(-1), nullptr);
+    EXPECT_EQ(ippsMalloc_8u(INT32_MAX), nullptr);
+    ippsFree(nullptr);
+}
+
+TEST(VectorDispatch, TheLoadHookHasRunOnThisThread) {
+    const Kernels* forms[8];
+    const int count = sorvane::vector::availableForms(forms, 8);
+    EXPECT_EQ(sorvane::vector::activeKernels.load(), forms[count - 1]);
+    volatile float smallest = FLT_MIN;
+    const float half = smallest * 0.5f;
+    EXPECT_EQ(half, 0.0f) << "denormal results are flushed";
+    EXPECT_STREQ(ippGetStatusString(ippStsNullPtrErr), "ippStsNullPtrErr: Null pointer error");
+    EXPECT_STREQ(ippGetStatusString(static_cast<IppStatus>(-12345)),
+                 "ippStsUnknownStatusCodeErr: Unknown status code");
+}

@@ -1,0 +1,52 @@
+#include "tools/audio_files.h"
+
+#include "util/signals.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+namespace sorvane::test {
+
+void writeAudio(const std::string& path, const AudioFile& audio) {
+    SF_INFO info{};
+    info.samplerate = audio.sampleRate;
+    info.channels = audio.channels;
+    info.format = audio.format;
+    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+    if (file == nullptr)
+        throw std::runtime_error(sf_strerror(nullptr));
+    const auto count = static_cast<sf_count_t>(audio.samples.size());
+    const bool complete = sf_write_float(file, audio.samples.data(), count) == count;
+    if (sf_close(file) != 0 || !complete)
+        throw std::runtime_error("can't write " + path);
+}
+
+AudioFile readAudio(const std::string& path) {
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+    if (file == nullptr)
+        throw std::runtime_error(path + ": " + sf_strerror(nullptr));
+    AudioFile audio{info.samplerate, info.channels, info.format, {}};
+    audio.samples.resize(static_cast<std::size_t>(info.frames * info.channels));
+    const sf_count_t count = sf_readf_float(file, audio.samples.data(), info.frames);
+    audio.samples.resize(static_cast<std::size_t>(count * info.channels));
+    sf_close(file);
+    return audio;
+}
+
+AudioFile noiseFile(int sampleRate, int channels, int length, int format) {
+    return {sampleRate, channels, format, noise(1, length * channels, 7).front()};
+}
+
+double distance(const std::vector<float>& a, const std::vector<float>& b) {
+    if (a.size() != b.size())
+        return 1e9;
+    double largest = 0;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        largest =
+            std::max(largest, std::abs(static_cast<double>(a[i]) - static_cast<double>(b[i])));
+    return largest;
+}
+
+} // namespace sorvane::test

@@ -1,0 +1,73 @@
+#include "tools/program.h"
+
+#include "util/temp_file.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+
+#if !defined(_WIN32)
+#include <sys/wait.h>
+#endif
+
+namespace sorvane::test {
+
+namespace {
+
+int exitCodeOf(int status) {
+#if defined(_WIN32)
+    return status;
+#else
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+#endif
+}
+
+std::string textOf(const TempFile& file) {
+    const std::vector<std::uint8_t> bytes = file.read();
+    return {bytes.begin(), bytes.end()};
+}
+
+} // namespace
+
+bool ProgramResult::hasOneLineOfErrors() const {
+    return errors.rfind("sorvane: ", 0) == 0 && errors.find('\n') == errors.size() - 1;
+}
+
+ProgramResult runShell(const std::string& command) {
+    const TempFile output;
+    const TempFile errors;
+    const std::string line = command + " > \"" + output.path() + "\" 2> \"" + errors.path() + "\"";
+    ProgramResult result;
+    result.exitCode = exitCodeOf(std::system(line.c_str()));
+    result.output = textOf(output);
+    result.errors = textOf(errors);
+    return result;
+}
+
+ProgramResult runProgram(const std::vector<std::string>& arguments) {
+    std::string command = "\"" SORVANE_PROGRAM "\"";
+    for (const std::string& argument : arguments)
+        command += " \"" + argument + "\"";
+    return runShell(command);
+}
+
+TempFolder::TempFolder() : m_path(TempFile("").path()) {
+    std::filesystem::create_directory(m_path);
+}
+
+TempFolder::~TempFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+std::string TempFolder::contents() const {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(m_path))
+        names.insert(entry.path().filename().string());
+    std::string text;
+    for (const std::string& name : names)
+        text += (text.empty() ? "" : " ") + name;
+    return text;
+}
+
+} // namespace sorvane::test

@@ -1,0 +1,155 @@
+#include "tools/audio_files.h"
+#include "tools/program.h"
+#include "util/model_file.h"
+
+#include <gtest/gtest.h>
+
+namespace sorvane::test {
+
+namespace {
+
+const std::string noiseGate = std::string(SORVANE_MODELS_DIR) + "/noise-gate-48k.model";
+
+ModelFile modelOfBusses(int count) {
+    ModelFile model;
+    model.numMasks = count - 1;
+    model.outputNames.clear();
+    for (int i = 0; i < count; ++i)
+        model.outputNames.push_back("bus " + std::to_string(i));
+    model.layers = {conv("masks", "input", constantTensor({1, 1, 1, count - 1}, 0.0F), {})};
+    model.outputSource = "masks";
+    return model;
+}
+
+// Gives a frame for every second one that it takes.
+ModelFile lazyModel() {
+    ModelFile model = modelOfBusses(2);
+    model.layers.front() =
+        conv("masks", "input", constantTensor({1, 1, 1, 1}, 0.0F), {}, {.strideT = 2});
+    return model;
+}
+
+} // namespace
+
+TEST(ProgramFailures, EachHasItsExitCodeAndOneLine) {
+    const TempFolder folder;
+    writeAudio(folder.path("in.wav"), noiseFile(48000, 1, 5000));
+    writeAudio(folder.path("long.wav"), noiseFile(48000, 1, 250000));
+    writeAudio(folder.path("seven.wav"), noiseFile(48000, 7, 100));
+    const TempFile gateCut(TempFile::readFile(noiseGate));
+    gateCut.write([] {
+        auto bytes = TempFile::readFile(noiseGate);
+        bytes.resize(bytes.size() - 1);
+        return bytes;
+    }());
+    const TempFile fourBusses = modelOfBusses(4).write();
+    const TempFile manyBusses = modelOfBusses(18).write();
+    const TempFile lazy = lazyModel().write();
+
+    const std::string in = folder.path("in.wav");
+    const std::string out = folder.path("out.wav");
+    const auto process = [](const std::string& model, const std::string& input,
+                            const std::string& output, std::vector<std::string> options = {}) {
+        options.insert(options.begin(), {"process", model, input, output});
+        return options;
+    };
+    const struct {
+        std::vector<std::string> arguments;
+        int exitCode;
+        const char* text; // that the message holds
+    } cases[] = {
+        {{}, 2, "command"},
+        {{"frobnicate"}, 2, "frobnicate"},
+        {{"process", noiseGate, in}, 2, "OUTPUT"},
+        {process(noiseGate, in, out, {"--nonsense"}), 2, "--nonsense"},
+        {process(noiseGate, in, out, {"--block", "0"}), 2, "--block"},
+        {process(noiseGate, in, out, {"--sample-type", "pcm17"}), 2, "pcm17"},
+        {process(noiseGate, in, out, {"--remainder", "0.5"}), 2, "from -96 to 0"},
+        {process(noiseGate, in, out, {"--remainder", "loud"}), 2, "--remainder"},
+        {process(noiseGate, in, out, {"--gain", "Speech"}), 2, "BUS=FACTOR"},
+        {process(noiseGate, in, out, {"--gain", "Speech=nan"}), 2, "BUS=FACTOR"},
+        {process(noiseGate, in, out, {"--gain", "Speech=100.1"}), 2, "from 0 to 100"},
+        {process(noiseGate, in, out, {"--gain", "Speech=-1"}), 2, "from 0 to 100"},
+        {process(noiseGate, in, out, {"--gain", "2=1"}), 2, "Speech, Noise"},
+        {process(noiseGate, in, out, {"--sensitivity", "0=101"}), 2, "from -100 to 100"},
+        {process(noiseGate, in, out, {"--stem", "speech"}), 2, "Speech, Noise"},
+        {process(noiseGate, in, out, {"--stem", "0", "--gain", "0=1"}), 2, "excludes"},
+        {process(fourBusses.path(), in, out, {"--remainder", "-10"}), 2, "one mask"},
+        {process(manyBusses.path(), in, out, {"--gain", "16=1"}), 2, "sixteen"},
+        {process(manyBusses.path(), in, out, {"--sensitivity", "bus 17=1"}), 2, "sixteen"},
+        {process(manyBusses.path(), in, out, {"--stem", "bus 17"}), 2, "sixteen"},
+        {process(manyBusses.path(), in, out, {"--stem", "bus 3"}), 2, "sixteen"},
+        {process(noiseGate, in, folder.path("out.xyz")), 2, "extension"},
+        {process(noiseGate, folder.path("seven.wav"), folder.path("out.mp3")), 2, "7 channels"},
+        {process(noiseGate, in, folder.path("./in.wav")), 2, "same file"},
+        {process(folder.path("none.model"), in, out), 3, "none.model"},
+        {process(noiseGate, folder.path("none.wav"), out), 3, "none.wav"},
+        {process(noiseGate, folder.path(""), out), 3, "directory"},
+        {process(noiseGate, noiseGate, out), 3, "audio"},
+        {{"info", folder.path("none.model")}, 3, "none.model"},
+        {process(in, in, out), 4, "not a valid model"},
+        {process(gateCut.path(), in, out), 4, "not a valid model"},
+        {{"info", gateCut.path()}, 4, "not a valid model"},
+        {{"info", in}, 4, "not a valid model"},
+        {process(noiseGate, in, folder.path("none/out.wav")), 5, "none/out.wav"},
+        {process(noiseGate, in, "/dev/full"), 5, "/dev/full"},
+        {process(lazy.path(), folder.path("long.wav"), out), 1, "no output or too little"},
+    };
+    for (const auto& c : cases) {
+        const ProgramResult result = runProgram(c.arguments);
+        EXPECT_EQ(result.exitCode, c.exitCode) << c.text << ": " << result.errors;
+        EXPECT_NE(result.errors.find(c.text), std::string::npos) << c.text << result.errors;
+        EXPECT_TRUE(result.hasOneLineOfErrors()) << result.errors;
+        EXPECT_EQ(folder.contents(), "in.wav long.wav seven.wav") << c.text;
+    }
+}
+
+TEST(ProgramFailures, AnOldOutputStaysUntilTheNewOneIsWhole) {
+    const TempFolder folder;
+    const TempFile lazy = lazyModel().write();
+    writeAudio(folder.path("long.wav"), noiseFile(48000, 1, 250000));
+    writeAudio(folder.path("out.wav"), noiseFile(48000, 1, 10));
+    const auto before = TempFile::readFile(folder.path("out.wav"));
+    EXPECT_EQ(runProgram({"process", lazy.path(), folder.path("long.wav"), folder.path("out.wav")})
+                  .exitCode,
+              1);
+    EXPECT_EQ(TempFile::readFile(folder.path("out.wav")), before);
+    EXPECT_EQ(runProgram({"process", noiseGate, folder.path("long.wav"), folder.path("out.wav")})
+                  .exitCode,
+              0);
+    EXPECT_EQ(readAudio(folder.path("out.wav")).samples.size(), 250000U);
+    EXPECT_EQ(folder.contents(), "long.wav out.wav");
+}
+
+TEST(ProgramFailures, HelpVersionAndTheNullDeviceAreNone) {
+    const TempFolder folder;
+    writeAudio(folder.path("in.wav"), noiseFile(48000, 1, 5000));
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"--help"},
+          {"--version"},
+          {"process", "--help"},
+          {"info", "--help"},
+          {"process", noiseGate, folder.path("in.wav"), "/dev/null"}}) {
+        const ProgramResult result = runProgram(arguments);
+        EXPECT_EQ(result.exitCode, 0) << arguments.front();
+        EXPECT_EQ(result.errors, "") << arguments.front();
+    }
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST(ProgramFailures, AnInterruptedRunLeavesNothing) {
+    const TempFolder folder;
+    writeAudio(folder.path("in.wav"), noiseFile(48000, 1, 3000000));
+    // The signal is sent once the run has begun to write.
+    const std::string command = "{ \"" SORVANE_PROGRAM "\" process \"" + noiseGate + "\" \"" +
+                                folder.path("in.wav") + "\" \"" + folder.path("out.wav") +
+                                "\" --block 1 & run=$!; while ! ls \"" + folder.path("") +
+                                "\".*.part; do kill -0 $run || exit; done; kill -TERM $run; "
+                                "wait $run; }";
+    const ProgramResult result = runShell(command);
+    EXPECT_EQ(result.exitCode, 128 + 15) << result.errors;
+    EXPECT_NE(result.errors.find("sorvane: interrupted\n"), std::string::npos);
+    EXPECT_EQ(folder.contents(), "in.wav");
+}
+
+} // namespace sorvane::test

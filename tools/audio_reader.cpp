@@ -1,0 +1,41 @@
+#include "audio_reader.h"
+
+#include "input_file.h"
+#include "program_error.h"
+#include "text.h"
+
+namespace sorvane::tools {
+
+AudioReader::AudioReader(const std::string& path) : name(path) {
+    requireReadable(path);
+    file.reset(sf_open(path.c_str(), SFM_READ, &info));
+    if (file == nullptr)
+        throw ProgramError(exitInput, "can't read audio from " + quoted(path) + ": " +
+                                          printable(sf_strerror(nullptr)));
+}
+
+std::int64_t AudioReader::read(float* samples, std::int64_t count) {
+    const sf_count_t done = sf_readf_float(file.get(), samples, count);
+    if (done < count && sf_error(file.get()) != SF_ERR_NO_ERROR)
+        throw ProgramError(exitInput, "can't read on in " + quoted(name) + ": " +
+                                          printable(sf_strerror(file.get())));
+    return done;
+}
+
+std::map<int, std::string> AudioReader::texts() const {
+    std::map<int, std::string> result;
+    for (int kind = SF_STR_FIRST; kind <= SF_STR_LAST; ++kind)
+        if (const char* text = sf_get_string(file.get(), kind))
+            result[kind] = text;
+    return result;
+}
+
+std::vector<int> AudioReader::channelMap() const {
+    std::vector<int> map(static_cast<std::size_t>(info.channels));
+    const auto bytes = static_cast<int>(map.size() * sizeof(int));
+    if (sf_command(file.get(), SFC_GET_CHANNEL_MAP_INFO, map.data(), bytes) != SF_TRUE)
+        map.clear();
+    return map;
+}
+
+} // namespace sorvane::tools

@@ -1,0 +1,109 @@
+#include "audio_writer.h"
+
+#include "program_error.h"
+#include "text.h"
+
+#include <cmath>
+
+namespace sorvane::tools {
+
+namespace {
+
+OutputFile& outputOf(void* user) {
+    return *static_cast<OutputFile*>(user);
+}
+
+sf_count_t sizeOf(void* user) {
+    return outputOf(user).size();
+}
+
+sf_count_t seekTo(sf_count_t offset, int origin, void* user) {
+    OutputFile& output = outputOf(user);
+    if (origin == SEEK_CUR)
+        offset += output.position();
+    else if (origin == SEEK_END)
+        offset += output.size();
+    return output.seek(offset) ? output.position() : -1;
+}
+
+sf_count_t readBytes(void* data, sf_count_t count, void* user) {
+    return outputOf(user).read(data, count);
+}
+
+sf_count_t writeBytes(const void* data, sf_count_t count, void* user) {
+    return outputOf(user).write(data, count);
+}
+
+sf_count_t positionOf(void* user) {
+    return outputOf(user).position();
+}
+
+SF_VIRTUAL_IO virtualFile{sizeOf, seekTo, readBytes, writeBytes, positionOf};
+
+} // namespace
+
+AudioWriter::AudioWriter(const std::string& path, OutputFormat outputFormat,
+                         const AudioDescription& description)
+    : name(path),
+      channels(description.channels),
+      integerBits(outputFormat.integerBits),
+      output(path) {
+    SF_INFO info{};
+    info.samplerate = description.sampleRate;
+    info.channels = description.channels;
+    info.format = outputFormat.format;
+    file.reset(sf_open_virtual(&virtualFile, SFM_WRITE, &info, &output));
+    if (file == nullptr)
+        failAsLibrary();
+    // The peak chunk holds the time of day: without it, equal runs give equal files.
+    sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
+    std::vector<int> map = description.channelMap;
+    if (!map.empty())
+        sf_command(file.get(), SFC_SET_CHANNEL_MAP_INFO, map.data(),
+                   static_cast<int>(map.size() * sizeof(int)));
+    for (const auto& [kind, text] : description.texts)
+        sf_set_string(file.get(), kind, text.c_str());
+}
+
+void AudioWriter::failAsLibrary() {
+    output.throwIfFailed();
+    throw ProgramError(exitOutput,
+                       "can't write " + quoted(name) + ": " + printable(sf_strerror(file.get())));
+}
+
+/// The library's integers have 32 bits, of which a format keeps the upper ones.
+int AudioWriter::toInteger(float sample) {
+    const double limit = std::ldexp(1.0, integerBits - 1);
+    const double scaled = std::nearbyint(static_cast<double>(sample) * limit);
+    double value = std::isnan(scaled) ? 0.0 : scaled;
+    if (value < -limit || value > limit - 1.0) {
+        value = value < 0.0 ? -limit : limit - 1.0;
+        ++clipped;
+    }
+    return static_cast<int>(std::ldexp(value, 32 - integerBits));
+}
+
+void AudioWriter::write(const float* samples, std::int64_t count) {
+    sf_count_t written = 0;
+    if (integerBits == 0) {
+        written = sf_writef_float(file.get(), samples, count);
+    } else {
+        integers.resize(static_cast<std::size_t>(count * channels));
+        for (std::size_t i = 0; i < integers.size(); ++i)
+            integers[i] = toInteger(samples[i]);
+        written = sf_writef_int(file.get(), integers.data(), count);
+    }
+    if (written != count)
+        failAsLibrary();
+    output.throwIfFailed();
+}
+
+void AudioWriter::finish() {
+    if (sf_close(file.release()) != 0) {
+        output.throwIfFailed();
+        throw ProgramError(exitOutput, "can't write " + quoted(name) + ": closing it failed");
+    }
+    output.commit();
+}
+
+} // namespace sorvane::tools

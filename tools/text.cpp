@@ -1,0 +1,48 @@
+#include "text.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+namespace sorvane::tools {
+
+std::string printable(std::string text) {
+    for (char& character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x20 || byte == 0x7f)
+            character = '?';
+    }
+    return text;
+}
+
+std::string quoted(const std::string& text) {
+    return "'" + printable(text) + "'";
+}
+
+std::optional<double> parseNumber(const std::string& text) {
+    if (text.empty() || text.find_first_not_of("0123456789+-.eE") != std::string::npos)
+        return std::nullopt;
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (end != text.c_str() + text.size() || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
+std::string shortNumber(double value, int digits) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%.*g", digits, value);
+    return buffer;
+}
+
+std::string groupedNumber(long long value) {
+    std::string text = std::to_string(value);
+    const std::size_t firstDigit = value < 0 ? 1 : 0;
+    for (std::size_t i = text.size(); i > firstDigit + 3;) {
+        i -= 3;
+        text.insert(i, ",");
+    }
+    return text;
+}
+
+} // namespace sorvane::tools
