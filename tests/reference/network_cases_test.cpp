@@ -159,6 +159,16 @@ TEST(NetworkCases, WindowsPastTheirLength) {
     }
 }
 
+TEST(NetworkCases, ActivationsPastTheirLimits) {
+    LayerDescription gain{2, "gain", {"input"}, {{1, 1, 1, 4}, {-40.0F, -4.0F, 4.0F, 40.0F}}};
+    LayerDescription activation{0, "activation", {"gain"}};
+    activation.slope = -0.1F;
+    for (const int kind : {4, 5, 6, 12, 17, 20}) {
+        activation.kind = kind;
+        expectReference(std::to_string(kind), network(3, 1, {gain, activation}));
+    }
+}
+
 TEST(NetworkCases, ThreeOperandsOfEachArithmeticCode) {
     for (const int code : {-1, 0, 1, 2, 3, 4, 7}) {
         const auto layers = {convLayer("b", "input", {1, 3, 2, 2}),

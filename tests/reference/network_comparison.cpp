@@ -49,9 +49,10 @@ int EngineNetwork::latency() const {
 Tensor randomFrames(Random& random, int frames, int positions, int channels) {
     Tensor result(frames, positions, channels);
     for (int t = 0; t < frames; ++t) {
-        const bool silent = random.chance(0.05);
-        for (int i = 0; i < result.frameSize() && !silent; ++i)
-            result.frame(t)[i].value = double{static_cast<float>(random.uniform(-1.0, 1.0))};
+        const double amplitude = random.chance(0.9) ? 1.0 : random.chance(0.5) ? 1e-11 : 0.0;
+        for (int i = 0; i < result.frameSize(); ++i)
+            result.frame(t)[i].value =
+                double{static_cast<float>(random.uniform(-amplitude, amplitude))};
     }
     return result;
 }

@@ -40,7 +40,7 @@ struct ComparisonCounts {
     double largestError = 0.0; // in tolerances
 };
 
-// Random frames, some of them silent.
+// Random frames up to full scale, some of them silent or nearly so.
 Tensor randomFrames(Random& random, int frames, int positions, int channels);
 
 // Runs a network in the engine and in the reference, on the same random frames of `seed`: frame by
