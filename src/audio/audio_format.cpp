@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <stdexcept>
 
 namespace sorvane {
 
@@ -30,6 +31,8 @@ void AudioFormat::updateSpeakers() {
 }
 
 void AudioFormat::setDefaultLayout(int channelCount) {
+    if (channelCount < 0)
+        throw std::length_error("vector too long");
     speakerIds.resize(static_cast<std::size_t>(channelCount));
     if (channelCount >= 1 && channelCount <= 10)
         std::copy_n(layouts[channelCount - 1], channelCount, speakerIds.begin());

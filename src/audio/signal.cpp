@@ -78,9 +78,14 @@ void Signal32::insert(int offset, const Signal32& source) {
 
 void Signal32::copyRange(int destinationOffset, const Signal32& source, int sourceStart,
                          int sourceEnd) {
-    for (int c = 0; c < channels; ++c)
-        copyElements(at(source.row(c), sourceStart), at(channelData(c), destinationOffset),
-                     sourceEnd - sourceStart);
+    const int count = sourceEnd - sourceStart;
+    for (int c = 0; c < channels; ++c) {
+        if (c < source.channels)
+            copyElements(at(source.row(c), sourceStart), at(channelData(c), destinationOffset),
+                         count);
+        else if (count > 0)
+            fill(0.0F, destinationOffset, destinationOffset + count, c);
+    }
 }
 
 void Signal32::extract(int offset, Signal32& destination) const {
@@ -175,7 +180,7 @@ void ComplexSignal32::add(const ComplexSignal32& other) {
         *this = other;
         return;
     }
-    for (int c = 0; c < channels; ++c) {
+    for (int c = 0; length > 0 && c < channels; ++c) {
         Complex* destination = channelData(c);
         check(ippsAdd_32fc(destination, other.row(c), destination, length));
     }

@@ -33,8 +33,8 @@ public:
           length(numSamples),
           data(std::make_shared<SignalData<T>>(numChannels, numSamples)) {}
 
-    /// True without a block or without samples.
-    [[nodiscard]] bool isEmpty() const { return !data || length == 0; }
+    /// True without a block, channels or samples.
+    [[nodiscard]] bool isEmpty() const { return !data || channels == 0 || length == 0; }
 
     /// Row `channel` for reading, null without a block.
     [[nodiscard]] const T* row(int channel) const { return start(channel); }
@@ -83,7 +83,7 @@ public:
     void insert(int offset, const Signal32& source);
 
     /// Copies samples `sourceStart` up to `sourceEnd - 1` of `source` into each row from
-    /// `destinationOffset` on. Writes in place.
+    /// `destinationOffset` on, silence into rows that it lacks. Writes in place.
     void copyRange(int destinationOffset, const Signal32& source, int sourceStart, int sourceEnd);
 
     /// Fills `destination` with the samples from `offset` on.

@@ -14,19 +14,20 @@ namespace {
 
 /// `count` samples of `signal` from `offset` on. Sizes that don't fit each other (a hop longer than
 /// half the frame, a transform of odd length) reach outside the signal, where there is silence.
-Signal32 slice(const Signal32& signal, int offset, int count) {
+Signal32 slice(const Signal32& signal, std::int64_t offset, int count) {
     if (offset == 0 && count == signal.length)
         return signal;
     Signal32 part(signal.channels, count);
     if (offset >= 0 && count <= signal.length - offset) {
-        signal.extract(offset, part);
+        signal.extract(static_cast<int>(offset), part);
         return part;
     }
     part.fill(0.0F);
-    const int start = std::max(offset, 0);
-    const auto end = std::min<std::int64_t>(std::int64_t{offset} + count, signal.length);
+    const auto start = std::max<std::int64_t>(offset, 0);
+    const auto end = std::min<std::int64_t>(offset + count, signal.length);
     if (start < end)
-        part.copyRange(start - offset, signal, start, static_cast<int>(end));
+        part.copyRange(static_cast<int>(start - offset), signal, static_cast<int>(start),
+                       static_cast<int>(end));
     return part;
 }
 
@@ -43,11 +44,15 @@ void BaseSpectralProcessor::setSizes(int newFftLength, int newFrameLength, int n
 void BaseSpectralProcessor::makeWindows() {
     if (!outputFormat.isSet())
         return;
-    if (frameLength < std::int64_t{3} * hop) {
+    const bool shortOverlap = frameLength < std::int64_t{3} * hop;
+    tailHops = shortOverlap ? 0 : 1;
+    overlapCount = 2;
+    if (frameLength <= 0)
+        return; // audio passes through
+    if (shortOverlap) {
         analysisWindow = sqrtHann(inputFormat.numChannels(), frameLength);
         synthesisWindow = sqrtHann(outputFormat.numChannels(), frameLength)
                               .scale(1.0F / static_cast<float>(fftLength));
-        tailHops = 0;
     } else {
         // A short window in the middle of the frame, where it cancels the long analysis window. The
         // scale is the frame's length: with a longer transform the result is louder by their ratio.
@@ -57,22 +62,27 @@ void BaseSpectralProcessor::makeWindows() {
         synthesisWindow.divide(analysisWindow.scale(static_cast<float>(frameLength)));
         analysisWindow = analysisWindow.replicate(inputFormat.numChannels());
         synthesisWindow = synthesisWindow.replicate(outputFormat.numChannels());
-        tailHops = 1;
     }
-    overlapCount = 2;
 }
 
 int BaseSpectralProcessor::getLatency(int blockSize) {
     const bool wholeHops = hop != 0 && blockSize % hop == 0;
-    return (tailHops + overlapCount - (wholeHops ? 1 : 0)) * hop;
+    return static_cast<int>((tailHops + overlapCount - (wholeHops ? 1 : 0)) * std::int64_t{hop});
+}
+
+/// Silence at the start of a stream, so that its first samples meet whole frames.
+int BaseSpectralProcessor::primingLength() const {
+    if (frameLength <= 0 || hop <= 0)
+        return 0;
+    const std::int64_t length = frameLength - (tailHops + 1) * std::int64_t{hop};
+    return static_cast<int>(std::max(length, std::int64_t{0}));
 }
 
 void BaseSpectralProcessor::reset() {
     outputFrames.clear();
     inputQueue.clear();
     if (inputFormat.isSet())
-        inputQueue.add(
-            Signal32(inputFormat.numChannels(), frameLength - (tailHops + 1) * hop, 0.0F));
+        inputQueue.add(Signal32(inputFormat.numChannels(), primingLength(), 0.0F));
 }
 
 void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
@@ -96,7 +106,7 @@ void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
     output = Signal32(outputFormat.numChannels(), static_cast<int>(numHops) * hop);
     for (int k = 0; k < static_cast<int>(numHops); ++k) {
         const Signal32 sum = sumOldestHop();
-        if (sum.isEmpty() || sum.channels == 0)
+        if (sum.isEmpty())
             output.fill(0.0F, hop * k, hop * (k + 1));
         else
             output.insert(hop * k, sum);
@@ -108,7 +118,8 @@ Signal32 BaseSpectralProcessor::sumOldestHop() const {
     Signal32 sum;
     auto node = outputFrames.begin();
     for (int j = 0; j < overlapCount; ++j, ++node) {
-        const Signal32 part = slice(*node, frameLength - (tailHops + j + 1) * hop, hop);
+        const Signal32 part =
+            slice(*node, frameLength - (tailHops + j + 1) * std::int64_t{hop}, hop);
         sum = sum.isEmpty() ? part : sum.add(part);
     }
     return sum;

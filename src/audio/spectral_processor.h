@@ -44,6 +44,8 @@ protected:
 private:
     std::list<Signal32> processFrame(const Signal32& frame);
 
+    [[nodiscard]] int primingLength() const;
+
     /// Sums the hop that is complete with the oldest `overlapCount` frames.
     [[nodiscard]] Signal32 sumOldestHop() const;
 

@@ -7,7 +7,7 @@
 
 namespace sorvane {
 
-std::int64_t elementCount(const std::vector<int>& shape) {
+std::int64_t elementCount(std::span<const int> shape) {
     constexpr std::int64_t limit = std::int64_t{1} << 62;
     if (shape.empty() || std::find(shape.begin(), shape.end(), 0) != shape.end())
         return 0;
@@ -28,8 +28,8 @@ Tensor<T>::Tensor(const std::vector<int>& dimensions)
     : data(std::make_shared<TensorData<T>>(elementCount(dimensions))), shape(dimensions) {}
 
 template <typename T>
-void Tensor<T>::setShape(const std::vector<int>& dimensions) {
-    shape = dimensions;
+void Tensor<T>::setShape(std::span<const int> dimensions) {
+    shape.assign(dimensions.begin(), dimensions.end());
     const std::int64_t count = elementCount(shape);
     if (!data || count > data->size)
         data = std::make_shared<TensorData<T>>(count);
@@ -58,7 +58,7 @@ TensorDims dimsOf(const Tensor32& tensor) {
     requireShape(tensor.shape.size() >= 3);
     const TensorDims dims{tensor.shape[0], tensor.shape[1], tensor.shape[2]};
     requireShape(dims.frames >= 0 && dims.rows >= 0 && dims.channels >= 0);
-    requireSize(elementCount({dims.frames, dims.rows, dims.channels}), elementCount(tensor.shape));
+    requireSize(elementCount(std::span(tensor.shape).first(3)), elementCount(tensor.shape));
     return dims;
 }
 

@@ -6,13 +6,18 @@
 #include "support/vector/ipps.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace sorvane {
 
 /// The product of the dimensions, 0 for an empty shape. Saturates far above any buffer's size.
-std::int64_t elementCount(const std::vector<int>& shape);
+std::int64_t elementCount(std::span<const int> shape);
+inline std::int64_t elementCount(std::initializer_list<int> shape) {
+    return elementCount(std::span<const int>(shape.begin(), shape.size()));
+}
 
 /// A buffer of `size` elements, 64-byte aligned, contents undefined. `data` is null, and `size` 0,
 /// where there is nothing to hold or memory ran out.
@@ -41,7 +46,10 @@ public:
 
     /// Stores a shape. A buffer that is large enough stays with its contents; otherwise a new one
     /// of undefined contents replaces it. Doesn't detach.
-    void setShape(const std::vector<int>& dimensions);
+    void setShape(std::span<const int> dimensions);
+    void setShape(std::initializer_list<int> dimensions) {
+        setShape(std::span<const int>(dimensions.begin(), dimensions.size()));
+    }
 
     /// Makes the buffer private to this value by copying it, if it is shared.
     void detach();

@@ -47,6 +47,8 @@ float remainderLevel(const SorvaneProcessor& processor) {
 
 /// Fills a host's buffer with zeros and as much of a text as fits.
 void writeText(std::string_view text, char* buffer, unsigned int bufferSize) {
+    if (bufferSize == 0)
+        return;
     std::memset(buffer, 0, bufferSize);
     std::memcpy(buffer, text.data(), std::min<std::size_t>(text.size(), bufferSize));
 }

@@ -1,33 +1,38 @@
 /* SorvaneEngine: runs trained neural networks on streaming audio.
  *
  * A processor is made from one or more model files. A host pushes float audio into it in blocks of
- * any size, pulls processed audio out, and steers it with numbered parameters. A model handle
- * drives one network directly with tensors. The two kinds of handle are independent of each other.
+ * any size, pulls processed audio out, and steers it with numbered parameters. A model handle drives
+ * one network directly with tensors. The two kinds of handle are independent of each other.
  *
  * Handles. A handle is an opaque pointer. The creators return it or null; the functions that delete
  * one ignore null; every other function takes it as valid without a test. Pointers to data are not
  * tested either.
  *
  * Failures. There are no error codes: a function reports by a null handle, by false, or by doing
- * nothing, as its comment says. Beyond that a C++ exception can leave any function but the ones
- * that delete: std::bad_alloc when memory runs out, std::length_error for counts that no list can
- * hold, std::system_error when a thread can't start, and std::runtime_error, whose text begins with
+ * nothing, as its comment says. Beyond that a C++ exception can leave any function but the ones that
+ * delete: std::bad_alloc when memory runs out, std::length_error for counts that no list can hold,
+ * std::system_error when a thread can't start, and std::runtime_error, whose text begins with
  * "IPP exception: " for an operation on missing memory or on tensors whose shapes don't fit each
  * other, or is "Unknown packing format". A C++ host can catch them; a C host that wants to go on
- * needs a C++ function around the call. After an exception of an audio call the stream may be out
- * of step until sorvaneResetProcessorState(); the handle can always be deleted.
+ * needs a C++ function around the call (built so that extern "C" functions may throw: /EHs with
+ * MSVC). After an exception of an audio call the stream may be out of step until
+ * sorvaneResetProcessorState(), and after one of sorvaneAddTensor() until sorvaneResetModelState();
+ * the handle can always be deleted.
  *
  * Threads. Calls on one handle must not overlap, with one exception: sorvaneGetParameterRange(),
  * sorvaneGetParameterValue(), sorvaneSetParameterValue(), sorvaneGetNumOfOutputBusses(),
  * sorvaneGetOutputBusName() and sorvaneGetProcessorInfo() may run on any thread beside the audio
- * calls. Different handles share nothing and may be used on different threads at once.
+ * calls and beside each other. Different handles share nothing and may be used on different threads
+ * at once.
  *
  * Real time. What a real-time thread may call is said at each function as "Real time". The thread
- * that loads the library gets its floating-point state set to treat denormals as zero; no later
- * call changes the state of any thread.
+ * that loads the library gets its floating-point state set to treat denormals as zero; no later call
+ * changes the state of any thread. A network is run by recursion: its longest chain of layers, at
+ * most 10,000, takes some 100 to 300 bytes of stack for each on the calling thread and, with two or
+ * more models, on worker threads with the system's default stack.
  *
- * Units. Samples are linear floats with full scale at 1. "Samples" always counts samples per
- * channel. Rates are in hertz. Paths are byte strings that reach the operating system unchanged. */
+ * Units. Samples are linear floats with full scale at 1. "Samples" always counts samples per channel.
+ * Rates are in hertz. Paths are byte strings that reach the operating system unchanged. */
 
 #ifndef SORVANE_ENGINE_H
 #define SORVANE_ENGINE_H
@@ -55,16 +60,16 @@ typedef struct SorvaneModelInfo {
     double sampleRate;   /* the rate that the (first) model was trained for, in hertz */
     int numChannels;     /* input channels of the (first) model */
     int lengthOrLatency; /* of a model: its transform length in samples;
-                            of a processor: its latency in samples at the host's rate, for hosts
-                            that pull after pushes of any size */
+                            of a processor: its latency in samples at the host's rate, for hosts that
+                            pull after pushes of any size */
     int frameLength;     /* samples per analysis frame */
     int hop;             /* samples between the starts of frames */
     int latencyFrames;   /* of a model: look-ahead of its network in frames;
                             of a processor: not written */
 } SorvaneModelInfo;
 
-/* Numbers of the parameters. `bus` runs from 0 to 15: busses past the sixteenth have a gain of 1
- * and a sensitivity of 0 that can't be changed. */
+/* Numbers of the parameters. `bus` runs from 0 to 15: busses past the sixteenth have a gain of 1 and
+ * a sensitivity of 0 that can't be changed. */
 enum {
     /* Level of the remainder in dB, -96 to 0, for models of one mask. Setting it sets the gain of
      * bus 0 to 1 and that of bus 1 to the level. Its default is 0. */
@@ -73,11 +78,11 @@ enum {
     SORVANE_SENSITIVITY = 2,
     /* Reads 1 when masks are not extended above the model's band, which no call changes: 0. */
     SORVANE_BAND_EXTENSION_OFF = 3,
-    /* SORVANE_BUS_GAIN + bus: linear gain of a bus, 0 to 100. Its default is 1; values below 0
-     * count as 0, values above 100 are taken as they are. */
+    /* SORVANE_BUS_GAIN + bus: linear gain of a bus, 0 to 100. Its default is 1; values below 0 count
+     * as 0, values above 100 are taken as they are. */
     SORVANE_BUS_GAIN = 256,
-    /* SORVANE_BUS_SENSITIVITY + bus: -100 to 100, clamped. Its default is 0, which leaves the mask
-     * of the bus as it is; positive values lower its middle range, negative ones raise it. */
+    /* SORVANE_BUS_SENSITIVITY + bus: -100 to 100, clamped. Its default is 0, which leaves the mask of
+     * the bus as it is; positive values lower its middle range, negative ones raise it. */
     SORVANE_BUS_SENSITIVITY = 512
 };
 
@@ -90,24 +95,26 @@ extern "C" {
 /* Makes a processor of one model.
  *
  * modelFile    path of a model file, NUL-terminated; the file is read whole and closed again.
- * numChannels  the host's channel count, in and out; it need not be the model's. Streams of another
- *              count are averaged to mono for the model, and its masks are copied to every channel.
- * sampleRate   the host's rate; it need not be the model's. The transform sizes are scaled by a
- * power of two to come near to the model's. A rate that isn't above 0 makes a handle whose first
- * full frame raises an exception.
+ * numChannels  the host's channel count, in and out, from 1; it need not be the model's. Streams of
+ *              another count are averaged to mono for the model, and its masks are copied to every
+ *              channel.
+ * sampleRate   the host's rate; it need not be the model's. The transform sizes are scaled by a power
+ *              of two to come near to the model's, and time and memory with them. A rate so low that
+ *              the frame scales to nothing passes audio through. A rate that isn't above 0, or NaN,
+ *              makes a handle whose first full frame raises an exception.
  *
  * Returns a handle to be released with sorvaneDeleteProcessor(), or null when the file can't be
- * opened, is no valid model, or has sizes that no stream can run with.
+ * opened, is no valid model, or has sizes that no stream can run with at this rate. A negative
+ * numChannels raises std::length_error; with 0 no audio goes in or out.
  * Threads: any. Real time: no. */
 SORVANE_API void* sorvaneCreateProcessor(const char* modelFile, int numChannels, double sampleRate);
 
 /* Makes a processor of `numModels` models; with one it is the same as sorvaneCreateProcessor().
  *
- * modelFiles  numModels paths. The models must agree in sample rate, channels, frame length and
- * hop.
+ * modelFiles  numModels paths. The models must agree in sample rate, channels, frame length and hop.
  *
- * Returns a handle, or null as above, and also when numModels is 0 or the models disagree. A
- * negative numModels raises std::length_error.
+ * Returns a handle, or null as above, and also when numModels is 0 or the models disagree. A negative
+ * numModels raises std::length_error.
  *
  * A handle of two or more models takes audio and never gives any: the input waits in memory that
  * grows with every frame. It starts one worker thread a model, which end when it is deleted.
@@ -125,14 +132,15 @@ SORVANE_API void sorvaneDeleteProcessor(void* handle);
  * channels    numChannels pointers, each to numSamples floats; read only.
  * numSamples  any count; 0 or below adds nothing.
  *
- * What becomes complete waits to be pulled. There is no end-of-stream call: to get what is held
- * back at the end, push zeros. Threads: not together with another audio call on this handle. Real
- * time: yes with one model: no lock, no file access, a bounded number of small allocations a frame.
- * With more models the call waits for worker threads. */
+ * What becomes complete waits to be pulled. There is no end-of-stream call: to get what is held back
+ * at the end, push zeros.
+ * Threads: not together with another audio call on this handle.
+ * Real time: yes with one model, after the first frames: no lock, no file access, a bounded number of
+ * small allocations a frame. With more models the call waits for worker threads. */
 SORVANE_API void sorvaneAddAudio(void* handle, const float* const* channels, int numSamples);
 
-/* The same for interleaved samples: `samples` holds numSamples * numChannels floats, sample 0 of
- * all channels first. */
+/* The same for interleaved samples: `samples` holds numSamples * numChannels floats, sample 0 of all
+ * channels first. */
 SORVANE_API void sorvaneAddAudioInterleaved(void* handle, const float* samples, int numSamples);
 
 /* Pops `numSamples` finished samples per channel into `channels`.
@@ -140,9 +148,10 @@ SORVANE_API void sorvaneAddAudioInterleaved(void* handle, const float* samples, 
  * channels    numChannels pointers, each to numSamples floats; may not overlap.
  * numSamples  0 up to sorvaneGetNumOfPendingSamples().
  *
- * The first sample that comes out belongs to the first that went in: the stream is late, but
- * nothing needs to be trimmed in front. Returns false, and writes nothing, when fewer samples are
- * pending or numSamples is negative. Threads: not together with another audio call on this handle.
+ * The first sample that comes out belongs to the first that went in: the stream is late, but nothing
+ * needs to be trimmed in front.
+ * Returns false, and writes nothing, when fewer samples are pending or numSamples is negative.
+ * Threads: not together with another audio call on this handle.
  * Real time: yes; one copy, and an allocation for the popped block. */
 SORVANE_API bool sorvaneGetAudio(void* handle, float* const* channels, int numSamples);
 
@@ -180,8 +189,8 @@ SORVANE_API int sorvaneGetNumOfOutputBusses(void* handle);
 /* Fills `buffer` with zeros and copies the name of bus `bus` into it, at most `bufferSize` bytes; a
  * name of at least bufferSize bytes has no terminator.
  *
- * bus  0 up to sorvaneGetNumOfOutputBusses() - 1. The names stand in a circle with one empty name
- * at its end, and other numbers walk round it, backwards when negative: -1 is the empty name.
+ * bus  0 up to sorvaneGetNumOfOutputBusses() - 1. The names stand in a circle with one empty name at
+ *      its end, and other numbers walk round it, backwards when negative: -1 is the empty name.
  * Threads: any, also beside audio calls. Real time: yes. */
 SORVANE_API void sorvaneGetOutputBusName(void* handle, int bus, char* buffer,
                                          unsigned int bufferSize);
@@ -201,8 +210,9 @@ SORVANE_API void sorvaneGetVectorArithmeticWrapperName(char* buffer, unsigned in
  *
  * modelFile  path of a model file, NUL-terminated; the file is read whole and closed again.
  *
- * Returns a handle to be released with sorvaneDeleteModel(), or null when the file can't be opened
- * or is no valid model. Threads: any. Real time: no. */
+ * Returns a handle to be released with sorvaneDeleteModel(), or null when the file can't be opened or
+ * is no valid model.
+ * Threads: any. Real time: no. */
 SORVANE_API void* sorvaneCreateModel(const char* modelFile);
 
 /* Releases a model. Null is ignored. Real time: no. */
@@ -213,16 +223,17 @@ SORVANE_API void sorvaneDeleteModel(void* handle);
  *
  * data     the product of the dimensions in floats, last dimension fastest; copied.
  * numDims  the number of dimensions; networks expect 3: [T, F, C], that is frames, frequency
- *          positions, channels.
- * shape    numDims dimensions.
+ *          positions, channels. Others, and shapes that don't fit the network's weights, raise the
+ *          size error; a negative count raises std::length_error.
+ * shape    numDims dimensions, from 0.
  *
  * Threads: one at a time for each model handle. Real time: yes after the first calls of a shape: no
  * lock, no file access, a few allocations a call. */
 SORVANE_API void sorvaneAddTensor(void* handle, const float* data, int numDims, const int* shape);
 
-/* Writes the dimensions of the latest result into `shape`. Returns false, and writes nothing,
- * unless the result has exactly `numDims` of them; an empty result has 0. Threads: one at a time
- * for each model handle. Real time: yes. */
+/* Writes the dimensions of the latest result into `shape`. Returns false, and writes nothing, unless
+ * the result has exactly `numDims` of them; an empty result has 0.
+ * Threads: one at a time for each model handle. Real time: yes. */
 SORVANE_API bool sorvaneGetResultTensorShape(void* handle, int numDims, int* shape);
 
 /* Copies the latest result, the product of its dimensions in floats, to `data`; it stays and can be
@@ -244,7 +255,8 @@ namespace sorvane {
  * is exported under its mangled name beside sorvaneGetParameterRange(), which does the same. */
 class ProcessorState;
 
-/* The form of sorvaneGetProcessorInfo() for a handle of sorvaneCreateModel(): writes every field.
+/* The form of sorvaneGetProcessorInfo() for a handle of sorvaneCreateModel(): writes every field. For
+ * C++ hosts; call it by its qualified name.
  * Threads: one at a time for each model handle. Real time: yes. */
 SORVANE_API void sorvaneGetProcessorInfo(void* modelHandle, SorvaneModelInfo* info);
 

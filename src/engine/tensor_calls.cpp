@@ -3,6 +3,7 @@
 #include "support/vector_rows.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <vector>
 
 using sorvane::ModelState;
@@ -11,6 +12,8 @@ using sorvane::Tensor32;
 
 void sorvaneAddTensor(void* handle, const float* data, int numDims, const int* shape) {
     ModelState& state = modelStateOf(handle);
+    if (numDims < 0)
+        throw std::length_error("vector too long");
     Tensor32 tensor(std::vector<int>(shape, shape + numDims));
     sorvane::copyElements(data, tensor.writableElements(), sorvane::elementCount(tensor.shape));
     state.model.inputLayer->forward(tensor, nullptr);

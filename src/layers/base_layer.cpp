@@ -44,7 +44,8 @@ void BaseLayer<T>::flush() {
 }
 
 template <typename T>
-void BaseLayer<T>::prepare() {
+void BaseLayer<T>::prepare(std::shared_ptr<std::uint64_t> changes) {
+    burstChanges = std::move(changes);
     drainingSuccessors.clear();
     longestChain = 1;
     for (BaseLayer* successor : successors) {
@@ -66,20 +67,56 @@ bool BaseLayer<T>::forwardToSuccessors(const Tensor<T>& output) {
 template <typename T>
 void BaseLayer<T>::flushSuccessors() {
     for (BaseLayer* successor : drainingSuccessors)
-        successor->flush();
+        successor->flushUnlessIdle();
+}
+
+/// Many paths may lead here. A flush that found nothing to release finds nothing again until a
+/// frame begins or ends to wait somewhere, so that the paths are walked once rather than each for
+/// itself.
+template <typename T>
+void BaseLayer<T>::flushUnlessIdle() {
+    const std::uint64_t changes = *burstChanges;
+    if (idleSince == changes)
+        return;
+    flush();
+    if (*burstChanges == changes)
+        idleSince = changes;
+}
+
+template <typename T>
+int BaseLayer<T>::successorScale(int scale) const {
+    return static_cast<int>(std::int64_t{wrappingMultiply(scale, scaleFactor)} / scaleDivisor);
+}
+
+template <typename T>
+std::size_t BaseLayer<T>::spreadScales() {
+    if (scaleDivisor == 0)
+        throw std::domain_error("stride of 0");
+    for (const auto& [scale, latency] : latencies)
+        for (BaseLayer* successor : successors)
+            successor->addScale(successorScale(scale));
+    return latencies.size();
+}
+
+template <typename T>
+void BaseLayer<T>::computeLatencies() {
+    for (auto& [scale, result] : latencies)
+        result = latency(scale);
 }
 
 template <typename T>
 int BaseLayer<T>::successorLatency(int scale) {
-    const auto known = knownLatencies.find(scale);
-    if (known != knownLatencies.end())
-        return known->second;
     int longest = 0;
-    for (std::size_t i = 0; i < successors.size(); ++i) {
-        const int latency = successors[i]->latency(scale);
-        longest = i == 0 ? latency : std::max(longest, latency);
+    bool first = true;
+    for (BaseLayer* successor : successors) {
+        const auto known = successor->latencies.find(successorScale(scale));
+        const int latency = known != successor->latencies.end()
+                                ? known->second
+                                : successor->latency(successorScale(scale));
+        longest = first ? latency : std::max(longest, latency);
+        first = false;
     }
-    return knownLatencies[scale] = longest;
+    return longest;
 }
 
 template class BaseLayer<float>;

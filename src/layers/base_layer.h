@@ -3,6 +3,8 @@
 #include "audio/tensor.h"
 #include "layers/record_reader.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -84,11 +86,23 @@ public:
     void addSuccessor(BaseLayer& successor) { successors.push_back(&successor); }
 
     /// Called once a layer's successors are complete and prepared: notes which of them a flush
-    /// concerns, and the length of the longest chain from here on.
-    void prepare();
+    /// concerns, and the length of the longest chain from here on. `changes` counts, for the whole
+    /// graph, the frames that began or ended to wait for a flush.
+    void prepare(std::shared_ptr<std::uint64_t> changes);
 
     /// Layers on the longest chain from here on, this one included.
     [[nodiscard]] int depth() const { return longestChain; }
+
+    /// Tells the successors at which scales their latency will be asked, given those of this layer.
+    /// Returns the number of scales of this layer. std::domain_error for a stride of 0, by which a
+    /// scale would be divided.
+    std::size_t spreadScales();
+
+    /// Makes `scale` one of those at which this layer's latency will be asked.
+    void addScale(int scale) { latencies.emplace(scale, 0); }
+
+    /// Computes the latencies at all scales of this layer, once those of the successors are known.
+    void computeLatencies();
 
 protected:
     /// Passes a tensor to every successor. True when any of them returned true.
@@ -97,8 +111,16 @@ protected:
     /// Calls flush() on the successors that it concerns.
     void flushSuccessors();
 
-    /// The largest latency among the successors; 0 without any. Each scale is computed once.
+    /// The largest latency among the successors, at the scale that `scale` here means to them; 0
+    /// without any.
     int successorLatency(int scale);
+
+    /// Counts a frame that begins or ends to wait for a flush.
+    void noteBurstChange() { ++*burstChanges; }
+
+    // What turns the scale of this layer into that of its successors.
+    int scaleFactor = 1;
+    int scaleDivisor = 1;
 
     /// Set by layers that hold back frames which a flush releases.
     bool drains = false;
@@ -108,7 +130,13 @@ private:
     int kind;
     std::vector<BaseLayer*> drainingSuccessors;
     int longestChain = 1;
-    std::map<int, int> knownLatencies; // by scale
+    std::map<int, int> latencies; // by scale
+
+    [[nodiscard]] int successorScale(int scale) const;
+    void flushUnlessIdle();
+
+    std::shared_ptr<std::uint64_t> burstChanges = std::make_shared<std::uint64_t>(0);
+    std::uint64_t idleSince = ~std::uint64_t{0}; // burstChanges when a flush last found nothing
 };
 
 /// Looks a layer up by name; std::out_of_range "invalid map<K, T> key" for an unknown one.

@@ -1,5 +1,6 @@
 #include "layers/convolution.h"
 
+#include "layers/kernel_reach.h"
 #include "layers/tensor_operations.h"
 #include "layers/tensor_record.h"
 
@@ -18,11 +19,16 @@ ConvLayer<T>::ConvLayer(LayerMap<T>& layers, RecordReader& reader)
     dilationT = reader.scalar<std::int8_t>();
     unusedParameter = reader.scalar<std::int8_t>();
     delay = reader.scalar<std::int8_t>();
+    this->scaleFactor = strideT;
     kernelT = dimension(weights, 0);
     kernelF = dimension(weights, 1);
     inChannels = dimension(weights, 2);
     outChannels = dimension(weights, 3);
-    span = (std::int64_t{kernelT} - 1) * dilationT + 1;
+    // Weights without data add nothing, whatever number of taps they claim.
+    if (weights.numAvailable() == 0)
+        kernelT = 0;
+    else
+        span = (std::int64_t{kernelT} - 1) * dilationT + 1;
 }
 
 template <typename T>
@@ -35,17 +41,14 @@ int ConvLayer<T>::ringWidth(const TensorDims& input) const {
     return isDepthwise(input) ? outChannels : input.channels;
 }
 
-/// Frequency position that kernel position 0 meets for the first output.
-template <typename T>
-std::int64_t ConvLayer<T>::firstPosition() const {
-    return -((std::int64_t{kernelF} - strideF) / 2);
-}
-
 template <typename T>
 void ConvLayer<T>::verify(const TensorDims& input, std::int64_t available) const {
-    requireShape(input.channels > 0 && strideT != 0 && strideF != 0);
-    requireShape(kernelT >= 0 && kernelF >= 0 && inChannels >= 0 && outChannels >= 0);
+    requireShape(input.channels > 0);
     requireShape(span >= 1 && span <= std::numeric_limits<int>::max());
+    if (input.frames < 1)
+        return;
+    requireShape(strideT != 0 && strideF != 0);
+    requireShape(kernelT >= 0 && kernelF >= 0 && inChannels >= 0 && outChannels >= 0);
 
     const std::int64_t width = ringWidth(input);
     const std::int64_t repeat = width / input.channels;
@@ -63,30 +66,17 @@ void ConvLayer<T>::verify(const TensorDims& input, std::int64_t available) const
         return;
     requireSize(bias.numAvailable() > 0 ? outChannels : 0, bias.numAvailable());
 
-    std::int64_t lastRow = -1;
-    std::int64_t lastPosition = -1;
-    std::int64_t lastTap = -1;
-    for (std::int64_t o = 0; o < outRows; ++o) {
-        const std::int64_t position = firstPosition() + o * strideF;
-        const std::int64_t first = std::max<std::int64_t>(-position, 0);
-        const std::int64_t last = std::min<std::int64_t>(ringRows - position, kernelF) - 1;
-        if (first > last)
-            continue;
-        lastRow = o;
-        lastPosition = std::max(lastPosition, position + last);
-        lastTap = std::max(lastTap, last);
-    }
-    if (lastRow < 0 || kernelT < 1)
+    if (kernelT < 1)
         return;
-
+    const KernelReach reach(kernelF, strideF, outRows, ringRows);
     const std::int64_t lastWeights =
-        (std::int64_t{kernelT - 1} * kernelF + lastTap) * inChannels * outChannels;
+        (std::int64_t{kernelT - 1} * kernelF + reach.lastTap) * inChannels * outChannels;
     if (isDepthwise(input)) {
         requireSize(lastWeights + ringChannels, weights.numAvailable());
-        requireSize(lastRow * outChannels + ringChannels, outRows * outChannels);
+        requireSize((outRows - 1) * outChannels + ringChannels, outRows * outChannels);
     } else {
         requireSize(lastWeights + std::int64_t{inChannels} * outChannels, weights.numAvailable());
-        requireSize(lastPosition * ringChannels + inChannels, ringRows * ringChannels);
+        requireSize(reach.lastRow * ringChannels + inChannels, ringRows * ringChannels);
     }
 }
 
@@ -149,7 +139,7 @@ void ConvLayer<T>::addTap(int tap, const T* frame, T* out, int outRows) const {
     const int rows = history.shape[1];
     const int width = history.shape[2];
     const std::int64_t kernelSize = std::int64_t{inChannels} * outChannels;
-    std::int64_t position = firstPosition();
+    std::int64_t position = KernelReach(kernelF, strideF, outRows, rows).firstRow;
     for (int o = 0; o < outRows; ++o, position += strideF, out += outChannels) {
         const std::int64_t first = std::max<std::int64_t>(-position, 0);
         const std::int64_t last = std::min<std::int64_t>(rows - position, kernelF) - 1;
@@ -174,8 +164,7 @@ void ConvLayer<T>::reset() {
 
 template <typename T>
 int ConvLayer<T>::latency(int scale) {
-    return wrappingAdd(wrappingMultiply(delay, scale),
-                       this->successorLatency(wrappingMultiply(scale, strideT)));
+    return wrappingAdd(wrappingMultiply(delay, scale), this->successorLatency(scale));
 }
 
 template class ConvLayer<float>;

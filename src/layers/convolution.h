@@ -37,7 +37,6 @@ private:
 
     [[nodiscard]] bool isDepthwise(const TensorDims& input) const;
     [[nodiscard]] int ringWidth(const TensorDims& input) const;
-    [[nodiscard]] std::int64_t firstPosition() const;
 
     int strideT = 1;
     int strideF = 1;
@@ -50,7 +49,7 @@ private:
     Tensor<T> history; // ring [span, F, width], built at first use and not reshaped
     Tensor<T> output;  // [1, F / strideF, Cout]
     int kernelT;
-    std::int64_t span; // frames in the ring
+    std::int64_t span = 1; // frames in the ring
     int kernelF;
     int inChannels;
     int outChannels;

@@ -61,7 +61,8 @@ bool ConcatLayer<T>::process(const std::vector<Tensor<T>>& frames,
         for (int f = 0; f < first.rows; ++f)
             copyElements(frame.elements() + std::int64_t{f} * channels, destination + f * total,
                          channels);
-        destination += channels;
+        if (first.rows > 0)
+            destination += channels;
     }
     return this->forwardToSuccessors(output);
 }

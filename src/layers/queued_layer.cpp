@@ -16,23 +16,22 @@ BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader)
         BaseLayer<T>& source = findLayer(layers, reader.string());
         source.addSuccessor(*this);
         inputQueues.push_back({{}, &source});
+        firstQueues.emplace(&source, &inputQueues.back());
         sources.push_back(&source);
     }
 }
 
 template <typename T>
 bool BaseQueuedLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* source) {
-    const auto queue =
-        std::find_if(inputQueues.begin(), inputQueues.end(),
-                     [&](const InputQueue& entry) { return entry.source == source; });
-    if (queue == inputQueues.end())
+    const auto queue = firstQueues.find(source);
+    if (queue == firstQueues.end())
         return false;
 
     const TensorDims dims = dimsOf(input);
     stage.setShape({1, dims.rows, dims.channels});
     for (int t = 0; t < dims.frames; ++t) {
         copyElements(frameOf(input, t), stage.writableElements(), dims.frameSize());
-        appendBounded(queue->frames, stage, maxTensorsInList);
+        appendBounded(queue->second->frames, stage, maxTensorsInList);
     }
     return runReadyFrames();
 }
@@ -40,8 +39,8 @@ bool BaseQueuedLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* source) {
 template <typename T>
 bool BaseQueuedLayer<T>::runReadyFrames() {
     std::size_t ready = inputQueues.front().frames.size();
-    for (const InputQueue& queue : inputQueues)
-        ready = std::min(ready, queue.frames.size());
+    for (auto queue = inputQueues.begin(); ready > 0 && queue != inputQueues.end(); ++queue)
+        ready = std::min(ready, queue->frames.size());
 
     bool reached = false;
     for (; ready > 0; --ready) {

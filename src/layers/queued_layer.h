@@ -3,6 +3,7 @@
 #include "layers/base_layer.h"
 
 #include <list>
+#include <unordered_map>
 #include <vector>
 
 namespace sorvane {
@@ -38,8 +39,9 @@ private:
     };
 
     std::vector<BaseLayer<T>*> sources;
-    std::list<InputQueue> inputQueues; // one an input, in file order
-    Tensor<T> stage;                   // a frame on its way into a queue
+    std::list<InputQueue> inputQueues;                          // one an input, in file order
+    std::unordered_map<BaseLayer<T>*, InputQueue*> firstQueues; // of each source
+    Tensor<T> stage;                                            // a frame on its way into a queue
 };
 
 extern template class BaseQueuedLayer<float>;

@@ -27,15 +27,17 @@ std::string RecordReader::string() {
 void RecordReader::bytes(void* destination, std::int64_t count) {
     requireBytes(count);
     remaining -= count;
-    // An operating system may cap what one call transfers.
+    // A stream may transfer less than it is asked for, and an operating system caps what one call
+    // does.
     constexpr std::int64_t chunk = std::int64_t{1} << 30;
     auto* target = static_cast<char*>(destination);
     while (count > 0) {
-        const auto part = static_cast<std::uint32_t>(std::min(count, chunk));
-        if (stream.read(target, part) != part)
+        const std::uint32_t done =
+            stream.read(target, static_cast<std::uint32_t>(std::min(count, chunk)));
+        if (done == 0)
             throw std::runtime_error("model file ends early");
-        target += part;
-        count -= part;
+        target += done;
+        count -= done;
     }
 }
 

@@ -35,7 +35,8 @@ void SelfAttentionLayer<T>::verify(const TensorDims& input) const {
     if (!hasTaps())
         return;
     requireShape(numTaps > 0);
-    requireSize(std::int64_t{numTaps} * input.channels, timeTaps.numAvailable());
+    if (input.rows > 0)
+        requireSize(std::int64_t{numTaps} * input.channels, timeTaps.numAvailable());
     if (history.numAvailable() > 0)
         requireSize(frameSize, std::int64_t{history.shape[1]} * history.shape[2]);
     if (filtered.numAvailable() > 0)

@@ -20,6 +20,8 @@ SeparableChannelConvLayer<T>::SeparableChannelConvLayer(LayerMap<T>& layers, Rec
 
 template <typename T>
 void SeparableChannelConvLayer<T>::verify(const TensorDims& input) const {
+    if (input.frames < 1)
+        return;
     requireShape(kernelT > 0 && kernelF > 0);
     requireSize(kernelT, timeTaps.numAvailable());
     requireSize(kernelF, freqTaps.numAvailable());

@@ -4,14 +4,14 @@
 #include "support/vector_rows.h"
 
 #include <cstdint>
-#include <vector>
+#include <initializer_list>
 
 namespace sorvane {
 
 /// Gives a tensor a shape and zeros.
-inline void makeZeros(Tensor32& tensor, const std::vector<int>& shape) {
+inline void makeZeros(Tensor32& tensor, std::initializer_list<int> shape) {
     tensor.setShape(shape);
-    zeroElements(tensor.writableElements(), elementCount(shape));
+    zeroElements(tensor.writableElements(), elementCount(tensor.shape));
 }
 
 /// Frame `index` of a tensor [T, F, C] for reading.

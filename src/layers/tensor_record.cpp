@@ -48,7 +48,7 @@ Tensor32 readTensor(RecordReader& reader) {
     if (count <= 0)
         return tensor;
 
-    // Data of an unknown storage isn't read, but even then no file claims more than it could hold.
+    // Data of an unknown storage isn't read, but even then no tensor may be larger than the file.
     const std::int64_t elementSize = storage == storageSingle ? 4 : 2;
     if (count > std::numeric_limits<int>::max() / 4)
         throw std::length_error("tensor too long");

@@ -7,13 +7,12 @@
 
 namespace sorvane {
 
-/// Reads a tensor record; 16-bit weights are widened. A shape whose product isn't positive has no
-/// data and no buffer. Errors: those of the reader; std::length_error for more than 2 GiB;
-/// std::bad_alloc.
+/// Reads a tensor record; 16-bit weights are widened. A shape whose product isn't positive has no data
+/// and no buffer; one of an unknown storage has no data and holds zeros. Errors: those of the reader;
+/// std::length_error for more than 2 GiB; std::bad_alloc.
 Tensor32 readTensor(RecordReader& reader);
 
-/// Dimension `axis` of a tensor, 0 for a tensor of no dimensions; std::out_of_range for one of too
-/// few.
+/// Dimension `axis` of a tensor, 0 for one of no dimensions; std::out_of_range for one of too few.
 int dimension(const Tensor32& tensor, std::size_t axis);
 
 /// Widens a half float. Exponent 31 isn't special: the format has no infinities and no NaN, and

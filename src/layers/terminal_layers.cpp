@@ -56,6 +56,8 @@ Tensor<T> OutputLayer<T>::collect() {
         copyElements(tensor.elements(), destination, tensor.numAvailable());
         destination += tensor.numAvailable();
     }
+    // Later tensors of fewer positions or channels than the first leave a rest.
+    zeroElements(destination, elementCount(result.shape) - numElements);
     return result;
 }
 

@@ -1,11 +1,12 @@
 #include "layers/transposed_convolution.h"
 
+#include "layers/kernel_reach.h"
 #include "layers/tensor_operations.h"
 #include "layers/tensor_record.h"
 #include "support/bounded_list.h"
 
 #include <algorithm>
-#include <stdexcept>
+#include <limits>
 
 namespace sorvane {
 
@@ -21,7 +22,8 @@ TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, RecordReader& r
     this->drains = true;
     weights = readTensor(reader);
     bias = readTensor(reader);
-    kernelT = dimension(weights, 0);
+    // Weights without data add nothing, whatever number of taps they claim.
+    kernelT = weights.numAvailable() > 0 ? dimension(weights, 0) : 0;
     kernelF = dimension(weights, 1);
     groupChannels = dimension(weights, 2);
     inChannels = dimension(weights, 3);
@@ -33,15 +35,19 @@ TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, RecordReader& r
     dilationT = reader.scalar<std::int8_t>();
     unusedParameter = reader.scalar<std::int8_t>();
     delay = reader.scalar<std::int8_t>();
+    this->scaleDivisor = strideT;
 }
 
 template <typename T>
 void TransposedConvLayer<T>::verify(const TensorDims& input, std::int64_t available) const {
+    if (input.frames < 1)
+        return;
     requireShape(strideT > 0 && strideF >= 0 && outputChannels >= 0);
     requireShape(kernelT >= 0 && kernelF >= 0 && inChannels >= 0 && groupChannels >= 0);
-    requireSize(std::int64_t{input.frames} * input.rows * inChannels, available);
+    requireSize(elementCount({input.frames, input.rows, inChannels}), available);
 
     const std::int64_t outRows = std::int64_t{strideF} * input.rows;
+    requireSize(outRows, std::numeric_limits<int>::max());
     const bool built = accumulator.numAvailable() > 0;
     const std::int64_t ringFrame = built ? std::int64_t{accumulator.shape[1]} * accumulator.shape[2]
                                          : outRows * outputChannels;
@@ -49,24 +55,14 @@ void TransposedConvLayer<T>::verify(const TensorDims& input, std::int64_t availa
     if (outRows < 1)
         return;
     requireSize(bias.numAvailable() > 0 ? outputChannels : 0, bias.numAvailable());
-
-    std::int64_t lastPosition = -1;
-    std::int64_t lastTap = -1;
-    for (std::int64_t i = 0; i < input.rows; ++i) {
-        const std::int64_t position = firstPosition() + i * strideF;
-        const std::int64_t first = std::max<std::int64_t>(-position, 0);
-        const std::int64_t last = std::min<std::int64_t>(outRows - position, kernelF) - 1;
-        if (first > last)
-            continue;
-        lastPosition = std::max(lastPosition, position + last);
-        lastTap = std::max(lastTap, last);
-    }
-    if (lastTap < 0 || kernelT < 1)
+    if (kernelT < 1)
         return;
+
+    const KernelReach reach(kernelF, strideF, input.rows, outRows);
     const std::int64_t kernelSize = std::int64_t{groupChannels} * inChannels;
-    requireSize((std::int64_t{kernelT - 1} * kernelF + lastTap + 1) * kernelSize,
+    requireSize((std::int64_t{kernelT - 1} * kernelF + reach.lastTap + 1) * kernelSize,
                 weights.numAvailable());
-    requireSize(lastPosition * outputChannels + (isDepthwise() ? inChannels : groupChannels),
+    requireSize(reach.lastRow * outputChannels + (isDepthwise() ? inChannels : groupChannels),
                 ringFrame);
 }
 
@@ -102,7 +98,7 @@ template <typename T>
 void TransposedConvLayer<T>::addTap(int tap, T* frame, int outRows) {
     const std::int64_t kernelSize = std::int64_t{groupChannels} * inChannels;
     const T* x = inputFrame.elements();
-    std::int64_t position = firstPosition();
+    std::int64_t position = KernelReach(kernelF, strideF, inputFrame.shape[1], outRows).firstRow;
     for (int i = 0; i < inputFrame.shape[1]; ++i, position += strideF, x += inChannels) {
         const std::int64_t first = std::max<std::int64_t>(-position, 0);
         const std::int64_t last = std::min<std::int64_t>(outRows - position, kernelF) - 1;
@@ -138,6 +134,7 @@ void TransposedConvLayer<T>::emitFrames(int outRows) {
             for (int o = 0; o < outRows; ++o, out += outputChannels)
                 check(ippsAdd_32f(out, bias.elements(), out, outputChannels));
         appendBounded(pending, emitFrame, maxTensorsInList);
+        this->noteBurstChange();
     }
 }
 
@@ -156,9 +153,11 @@ void TransposedConvLayer<T>::clearLeftFrames() {
 template <typename T>
 bool TransposedConvLayer<T>::drain() {
     while (!pending.empty()) {
-        const bool reached = this->forwardToSuccessors(pending.front());
-        pending.pop_front();
-        if (reached)
+        // Taken out first: a frame whose passage fails is lost, as everywhere.
+        std::list<Tensor<T>> front;
+        front.splice(front.begin(), pending, pending.begin());
+        this->noteBurstChange();
+        if (this->forwardToSuccessors(front.front()))
             return true;
     }
     return false;
@@ -179,10 +178,7 @@ void TransposedConvLayer<T>::reset() {
 
 template <typename T>
 int TransposedConvLayer<T>::latency(int scale) {
-    if (strideT == 0)
-        throw std::domain_error("stride of 0");
-    const auto inner = static_cast<int>(std::int64_t{scale} / strideT);
-    return wrappingAdd(wrappingMultiply(delay, scale), this->successorLatency(inner));
+    return wrappingAdd(wrappingMultiply(delay, scale), this->successorLatency(scale));
 }
 
 template class TransposedConvLayer<float>;

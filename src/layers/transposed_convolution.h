@@ -26,7 +26,6 @@ public:
 
     bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;
     void reset() override;
-    /// std::domain_error for a stride of 0, by which it divides.
     int latency(int scale) override;
     void flush() override;
 
@@ -40,9 +39,6 @@ private:
 
     [[nodiscard]] bool isDepthwise() const { return groupChannels == 1 && outputChannels != 1; }
     [[nodiscard]] int ringLength() const { return kernelT > strideT ? kernelT : strideT; }
-    [[nodiscard]] std::int64_t firstPosition() const {
-        return -((std::int64_t{kernelF} - strideF) / 2);
-    }
 
     int strideT = 1;
     int strideF = 1;

@@ -55,7 +55,7 @@ bool NeuralModel<T>::readNetwork(RecordReader& reader) {
     }
     // Without the output: beside negative delays its latency of 0 would count as the longest.
     prepareGraph();
-    latencyFrames = inputLayer->latency(1);
+    computeLatency();
     outputLayer = std::make_shared<OutputLayer<T>>(layers, reader);
     keep("output", outputLayer);
     prepareGraph();
@@ -66,10 +66,26 @@ bool NeuralModel<T>::readNetwork(RecordReader& reader) {
 template <typename T>
 void NeuralModel<T>::prepareGraph() {
     for (auto layer = allLayers.rbegin(); layer != allLayers.rend(); ++layer) {
-        (*layer)->prepare();
+        (*layer)->prepare(burstChanges);
         if ((*layer)->depth() > maxChainLength)
             throw std::length_error("chain of layers too long");
     }
+}
+
+// Without recursion, and once for each layer and scale: down the file's order every layer learns
+// the scales at which it is asked, and up again it answers from its successors' answers.
+template <typename T>
+void NeuralModel<T>::computeLatency() {
+    std::size_t numScales = 0;
+    inputLayer->addScale(1);
+    for (const auto& layer : allLayers) {
+        numScales += layer->spreadScales();
+        if (numScales > maxLatencyScales)
+            throw std::length_error("too many paths of different strides");
+    }
+    for (auto layer = allLayers.rbegin(); layer != allLayers.rend(); ++layer)
+        (*layer)->computeLatencies();
+    latencyFrames = inputLayer->latency(1);
 }
 
 template <typename T>

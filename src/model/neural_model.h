@@ -4,6 +4,8 @@
 #include "layers/terminal_layers.h"
 #include "support/streams.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <list>
 #include <memory>
 #include <string>
@@ -11,8 +13,13 @@
 
 namespace sorvane {
 
-/// Layers on the longest chain of a network that loads: each one takes a stack frame in a run.
-inline constexpr int maxChainLength = 12000;
+/// Layers on the longest chain of a network that loads, its input and output included: each takes a
+/// stack frame of some 100 to 300 bytes in a run.
+inline constexpr int maxChainLength = 10002;
+
+/// Scales, over all layers, at which the latency of a network that loads is worked out. Only paths
+/// of many different strides that meet again make more than one a layer.
+inline constexpr std::size_t maxLatencyScales = std::size_t{1} << 20;
 
 /// One network and the header values of its file. A default object passes tensors through; load()
 /// makes it the network of a file, once.
@@ -87,12 +94,14 @@ private:
     bool readInputPacking(RecordReader& reader);
     static bool skipOutputPacking(RecordReader& reader, int packing);
     void prepareGraph();
+    void computeLatency();
     void silenceHistory();
     void keep(const std::string& name, std::shared_ptr<BaseLayer<T>> layer);
 
     // Every layer in order of construction, those included whose name a later record took over:
     // they still stand among the successors of their source.
     std::vector<std::shared_ptr<BaseLayer<T>>> allLayers;
+    std::shared_ptr<std::uint64_t> burstChanges = std::make_shared<std::uint64_t>(0);
 };
 
 extern template class NeuralModel<float>;

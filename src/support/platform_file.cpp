@@ -86,8 +86,11 @@ int native(FileHandle file) {
 } // namespace
 
 FileHandle openFile(const char* path, int access, int creation) {
-    // A descriptor without either right is the nearest thing to a request for none.
     int flags = access == 1 ? O_WRONLY : access == 2 ? O_RDWR : O_RDONLY;
+#if defined(O_PATH)
+    if (access < 0 || access > 2)
+        flags = O_PATH; // a descriptor without either right
+#endif
     if (creation == 1)
         flags |= O_CREAT;
     else if (creation == 2)

@@ -10,11 +10,12 @@
 
 namespace sorvane {
 
-/// A length as the vector layer takes it. No block holds more bytes than an int counts: a length
-/// past that belongs to memory that could not be had, which the operation itself reports.
-inline int vectorLength(std::int64_t count) {
-    constexpr std::int64_t most = std::numeric_limits<int>::max();
-    return static_cast<int>(count < most ? count : most);
+/// A length of `count` units of `unit` bytes as the vector layer takes it. No block holds more
+/// bytes than an int counts: a length past that belongs to memory that could not be had, which the
+/// operation itself reports.
+inline int vectorLength(std::int64_t count, int unit = 1) {
+    const int most = std::numeric_limits<int>::max() / unit;
+    return (count < most ? static_cast<int>(count) : most) * unit;
 }
 
 template <typename T>
@@ -22,7 +23,7 @@ void copyElements(const T* source, T* destination, std::int64_t count) {
     if (count > 0)
         check(ippsCopy_8u(reinterpret_cast<const Ipp8u*>(source),
                           reinterpret_cast<Ipp8u*>(destination),
-                          vectorLength(count * static_cast<std::int64_t>(sizeof(T)))));
+                          vectorLength(count, static_cast<int>(sizeof(T)))));
 }
 
 inline void zeroElements(float* destination, std::int64_t count) {
