@@ -46,8 +46,8 @@ Real activationOf(const LayerDescription& layer, Real x) {
     }
     case 12: // leaky ReLU
         return function(positive + slope * negative, x, std::max(1.0, std::fabs(slope)), 2.0);
-    case 17: { // softplus: the exponential must fit a float
-        const double e = exact(static_cast<float>(std::exp(x.value))).value;
+    case 17: { // softplus: beyond 88.7 the exponential doesn't fit a float
+        const double e = x.value < 88.7 ? std::exp(x.value) : HUGE_VAL;
         const Real result = function(std::log(1.0 + e), x, 1.0, 2.0);
         return {result.value, result.error + 2.0 * kRounding};
     }
