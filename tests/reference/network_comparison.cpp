@@ -51,8 +51,7 @@ Tensor randomFrames(Random& random, int frames, int positions, int channels) {
     for (int t = 0; t < frames; ++t) {
         const double amplitude = random.chance(0.9) ? 1.0 : random.chance(0.5) ? 1e-11 : 0.0;
         for (int i = 0; i < result.frameSize(); ++i)
-            result.frame(t)[i].value =
-                double{static_cast<float>(random.uniform(-amplitude, amplitude))};
+            result.frame(t)[i] = exact(static_cast<float>(random.uniform(-amplitude, amplitude)));
     }
     return result;
 }
@@ -85,7 +84,7 @@ std::string difference(const EngineNetwork::Result& actual, const std::optional<
             magnitude = std::max(magnitude, std::fabs(frame[i].value));
         for (int i = 0; i < expected->frameSize(); ++i) {
             const float value = actual.values.data()[t * expected->frameSize() + i];
-            const double error = std::fabs(double{value} - frame[i].value);
+            const double error = std::fabs(exact(value).value - frame[i].value);
             const double tolerance = kTolerance * frame[i].error;
             counts.values += 1.0;
             if (!(tolerance <= 0.01 * magnitude + 1e-30))

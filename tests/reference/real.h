@@ -18,6 +18,10 @@ inline constexpr double kTolerance = 16.0;
 inline constexpr double kRounding = 0x1p-24;
 inline constexpr double kSmallest = 0x1p-126; // smaller floats may be flushed to zero
 
+inline Real exact(float value) {
+    return {static_cast<double>(value), 0.0};
+}
+
 inline Real rounded(double value, double error, double ulps = 1.0) {
     return {value, std::hypot(error, ulps * kRounding * value) + kSmallest};
 }
@@ -47,7 +51,8 @@ inline Real operator/(Real a, Real b) {
 // A sum of products in any order of summation.
 class Sum {
 public:
-    void add(double factor, Real x) {
+    void add(float weight, Real x) {
+        const double factor = static_cast<double>(weight);
         const double error = std::fabs(factor) * x.error;
         m_value += factor * x.value;
         m_magnitude += std::fabs(factor * x.value);

@@ -10,7 +10,7 @@ namespace {
 // Adds the values of a bias that may be missing.
 void addBias(Sum& sum, const FileTensor& bias, int channel) {
     if (!bias.values.empty())
-        sum.add(1.0, {double{bias.values.data()[channel]}, 0.0});
+        sum.add(1.0F, exact(bias.values.data()[channel]));
 }
 
 // Position of the first frequency tap relative to o * strideF, or of its place in the output.
@@ -93,9 +93,9 @@ private:
                 const float* w = m_layer.weights.values.data() +
                                  (k * m_kernelF + j) * m_inChannels * m_outChannels;
                 if (m_depthwise)
-                    sum.add(double{w[channel]}, x[channel]);
+                    sum.add(w[channel], x[channel]);
                 for (int i = 0; i < m_inChannels && !m_depthwise; ++i)
-                    sum.add(double{w[i * m_outChannels + channel]}, x[i]);
+                    sum.add(w[i * m_outChannels + channel], x[i]);
             }
         }
         return sum.mixed();
@@ -185,10 +185,10 @@ private:
                 const float* w = m_layer.weights.values.data() +
                                  (k * m_kernelF + j) * m_groupChannels * m_inChannels;
                 if (m_depthwise && channel < m_inChannels)
-                    sum.add(double{w[channel]}, x[channel]);
+                    sum.add(w[channel], x[channel]);
                 if (!m_depthwise && channel < m_groupChannels)
                     for (int c = 0; c < m_inChannels; ++c)
-                        sum.add(double{w[channel * m_inChannels + c]}, x[c]);
+                        sum.add(w[channel * m_inChannels + c], x[c]);
             }
         }
         return sum.mixed();
@@ -231,7 +231,7 @@ private:
                 for (int q = 0; q < freqTaps; ++q) {
                     const int from = f - (q - half);
                     if (from >= 0 && from < positions)
-                        sum.add(double{m_layer.weights.values.data()[q]},
+                        sum.add(m_layer.weights.values.data()[q],
                                 timeFiltered(from * channels + c));
                 }
                 output.frame(0)[f * channels + c] = sum.related();
@@ -246,7 +246,7 @@ private:
         for (int k = 0; k < timeTaps(); ++k) {
             const Real* frame = m_frames[k == timeTaps() - 1 ? now : now - 1 - k];
             if (frame != nullptr)
-                sum.add(double{m_layer.timeTaps.values.data()[k]}, frame[element]);
+                sum.add(m_layer.timeTaps.values.data()[k], frame[element]);
         }
         return sum.related();
     }

@@ -32,6 +32,7 @@ Real function(double value, Real x, double slope, double ulps = 1.0) {
 Real activationOf(const LayerDescription& layer, Real x) {
     const double positive = std::max(x.value, 0.0);
     const double negative = std::min(x.value, 0.0);
+    const double slope = exact(layer.slope).value;
     switch (layer.kind) {
     case 4: // ReLU
         return function(positive, x, 1.0);
@@ -44,10 +45,9 @@ Real activationOf(const LayerDescription& layer, Real x) {
         return function(e / (1.0 + e), x, std::min(0.25, e), 6.0);
     }
     case 12: // leaky ReLU
-        return function(positive + double{layer.slope} * negative, x,
-                        std::max(1.0, std::fabs(double{layer.slope})), 2.0);
-    case 17: { // softplus: the exponential must fit a float
-        const double e = static_cast<double>(static_cast<float>(std::exp(x.value)));
+        return function(positive + slope * negative, x, std::max(1.0, std::fabs(slope)), 2.0);
+    case 17: { // softplus: beyond 88.7 the exponential doesn't fit a float
+        const double e = x.value < 88.7 ? std::exp(x.value) : HUGE_VAL;
         const Real result = function(std::log(1.0 + e), x, 1.0, 2.0);
         return {result.value, result.error + 2.0 * kRounding};
     }
@@ -83,9 +83,9 @@ protected:
             for (int c = 0; c < channels; ++c) {
                 Sum sum;
                 for (int j = 0; j < positions; ++j)
-                    sum.add(double{w[(i * positions + j) * channels + c]}, x[j * channels + c]);
+                    sum.add(w[(i * positions + j) * channels + c], x[j * channels + c]);
                 if (!bias.values.empty())
-                    sum.add(1.0, {double{bias.values.data()[i * channels + c]}, 0.0});
+                    sum.add(1.0F, exact(bias.values.data()[i * channels + c]));
                 y[i * channels + c] = sum.mixed();
             }
     }
@@ -103,14 +103,13 @@ protected:
             for (int c = 0; c < channels; ++c) {
                 Sum sum;
                 for (int k = 0; k < band.weights.shape.at(0); ++k)
-                    sum.add(double{band.weights.values.data()[k]},
-                            x[(band.start + k) * channels + c]);
+                    sum.add(band.weights.values.data()[k], x[(band.start + k) * channels + c]);
                 *y++ = sum.related();
             }
     }
 };
 
-constexpr double kLevelFloor = double{1e-12F};
+constexpr float kLevelFloor = 1e-12F;
 
 Real rootMeanSquare(const Real* x, int count) {
     double squares = 0.0;
@@ -122,10 +121,6 @@ Real rootMeanSquare(const Real* x, int count) {
     return count > 0 ? rounded(std::sqrt(squares / count), std::sqrt(errors / count),
                                4.0 + std::sqrt(count))
                      : Real{};
-}
-
-Real exact(double value) {
-    return {value, 0.0};
 }
 
 class Norm : public FramewiseLayer {
@@ -141,13 +136,13 @@ protected:
         const float* scale = m_layer.weights.values.data();
         const float* bias = m_layer.bias.values.data();
         for (int f = 0; f < positions; ++f, x += channels, y += channels) {
-            Real factor = exact(1.0);
+            Real factor = exact(1.0F);
             if (m_mode == 1)
-                factor = exact(1.0) / (rootMeanSquare(x, channels) + exact(kLevelFloor));
+                factor = exact(1.0F) / (rootMeanSquare(x, channels) + exact(kLevelFloor));
             for (int c = 0; c < channels; ++c) {
-                y[c] = x[c] * factor * exact(double{scale[c]});
+                y[c] = x[c] * factor * exact(scale[c]);
                 if (m_mode == 0 || !m_layer.bias.values.empty())
-                    y[c] = y[c] + exact(double{bias[c]});
+                    y[c] = y[c] + exact(bias[c]);
             }
         }
     }
@@ -173,9 +168,9 @@ protected:
         Sum sum;
         for (int k = 0; k < length; ++k) {
             const int index = k == 0 ? now : now - length + k;
-            sum.add(double{m_layer.weights.values.data()[k]}, *m_levels[std::max(index, 0)]);
+            sum.add(m_layer.weights.values.data()[k], *m_levels[std::max(index, 0)]);
         }
-        const Real factor = exact(1.0) / (sum.related() + exact(kLevelFloor));
+        const Real factor = exact(1.0F) / (sum.related() + exact(kLevelFloor));
         for (int i = 0; i < size; ++i)
             y[i] = x[i] * factor;
     }
@@ -194,9 +189,9 @@ protected:
         const int size = positions * channels;
         const Real rms = rootMeanSquare(x, size);
         const Real coefficient =
-            exact(double{rms.value > m_level.value ? m_layer.attack : m_layer.release});
-        m_level = (exact(1.0) - coefficient) * rms + coefficient * m_level;
-        const Real factor = exact(1.0) / (m_level + exact(double{m_layer.epsilon}));
+            exact(rms.value > m_level.value ? m_layer.attack : m_layer.release);
+        m_level = (exact(1.0F) - coefficient) * rms + coefficient * m_level;
+        const Real factor = exact(1.0F) / (m_level + exact(m_layer.epsilon));
         for (int i = 0; i < size; ++i)
             y[i] = x[i] * factor;
     }
@@ -234,9 +229,9 @@ private:
         for (int f = 0; f < positions; ++f)
             for (int m = 0; m < channels; ++m) {
                 Sum sum;
-                sum.add(1.0, exact(double{m_layer.bias.values.data()[f * channels + m]}));
+                sum.add(1.0F, exact(m_layer.bias.values.data()[f * channels + m]));
                 for (int j = 0; j < channels; ++j)
-                    sum.add(double{m_layer.weights.values.data()[j * channels + m]},
+                    sum.add(m_layer.weights.values.data()[j * channels + m],
                             source(f * channels + j, j, channels));
                 y[f * channels + m] = sum.mixed();
             }
@@ -252,8 +247,7 @@ private:
         Sum sum;
         for (int k = 0; k < taps; ++k)
             if (const Real* frame = m_frames[now - (taps - 1 - k)])
-                sum.add(double{m_layer.timeTaps.values.data()[k * channels + channel]},
-                        frame[element]);
+                sum.add(m_layer.timeTaps.values.data()[k * channels + channel], frame[element]);
         return sum.related();
     }
 
