@@ -35,6 +35,11 @@ int fromEnvironment(const char* name, int otherwise) {
     return text == nullptr ? otherwise : std::atoi(text);
 }
 
+// What the test runner's lists show of a parameter.
+std::ostream& operator<<(std::ostream& stream, const Family& family) {
+    return stream << family.name;
+}
+
 class RandomNetworks : public testing::TestWithParam<Family> {};
 
 TEST_P(RandomNetworks, EqualTheReference) {
