@@ -70,7 +70,7 @@ private:
 };
 
 std::unique_ptr<ReferenceLayer> makeReferenceLayer(const LayerDescription& layer, int version);
-// Part of makeReferenceLayer(): the kinds 2, 3 and 15; null for others.
+// The share of makeReferenceLayer() for the kinds 2, 3 and 15; null for others.
 std::unique_ptr<ReferenceLayer> makeReferenceConvolution(const LayerDescription& layer,
                                                          int version);
 

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# usage: scripts/long_run.sh [SECONDS]
+# Runs a U-shaped network over a minute and over SECONDS (an hour) of audio, and prints the time and the
+# most memory that each took: memory must not grow with the length. Needs a release build.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bin=build/release/bin
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+for seconds in 60 "${1:-3600}"; do
+    "$bin/make_long_run" "$folder/u.model" "$folder/in.wav" "$seconds"
+    start=$(date +%s)
+    "$bin/sorvane" process "$folder/u.model" "$folder/in.wav" "$folder/out.wav" --stem 0 &
+    process=$!
+    peak=0
+    while status=$(grep VmHWM "/proc/$process/status" 2>/dev/null); do
+        peak=$(tr -dc 0-9 <<<"$status")
+        sleep 0.2
+    done
+    wait "$process"
+    echo "$seconds s of audio: $(($(date +%s) - start)) s, at most $peak kB"
+done
+"$bin/sorvane" info "$folder/u.model" | tail -n 40
