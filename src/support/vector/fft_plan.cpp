@@ -140,12 +140,12 @@ private:
     /// For each `lanes` butterflies, in the order in which the form splits pairs, and each k from
     /// 1: their real parts, then their imaginary ones.
     const float* planTwiddles(int radix, std::int64_t count, int lanes) {
-        auto* table = m_arena.take<float>(2 * (radix - 1) * count);
+        auto* table = m_arena.take<float>(std::int64_t{2} * (radix - 1) * count);
         if (table == nullptr)
             return nullptr;
         float* at = table;
         for (std::int64_t p = 0; p < count; p += lanes) {
-            for (std::int64_t k = 1; k < radix; ++k, at += 2 * lanes) {
+            for (std::int64_t k = 1; k < radix; ++k, at += std::ptrdiff_t{2} * lanes) {
                 for (std::int64_t lane = 0; lane < lanes; ++lane) {
                     const std::int64_t index = lanes == 1 ? p : p + m_form.pairOrder[lane];
                     store(index * k, radix * count, at[lane], at[lanes + lane]);
@@ -158,7 +158,7 @@ private:
     void planUnpacking(int bits) {
         const std::int64_t half = std::int64_t{1} << (bits - 1);
         auto* table = m_arena.take<float>(2 * half);
-        if (table == nullptr)
+        if (m_spec == nullptr)
             return;
         for (std::int64_t k = 1; k <= half; ++k)
             store(k, 4 * half, table[k - 1], table[half + k - 1]);

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::ptrdiff_t W = lanesOf<F>;
+inline constexpr std::ptrdiff_t W = lanesOf<F>;
 
 /// A row of floats.
 struct In {
@@ -144,14 +144,14 @@ inline float* floats(Ipp32fc* p) {
     return reinterpret_cast<float*>(p);
 }
 
-IppStatus set32f(float value, float* dst, int len) {
+inline IppStatus set32f(float value, float* dst, int len) {
     const F x(value);
     mapRows(
         len, Out{dst}, [x](F) { return x; }, In{dst});
     return ippStsNoErr;
 }
 
-IppStatus set32fc(Ipp32fc value, Ipp32fc* dst, int len) {
+inline IppStatus set32fc(Ipp32fc value, Ipp32fc* dst, int len) {
     float* p = floats(dst);
     const float re = floats(&value)[0];
     const float im = floats(&value)[1];
@@ -162,17 +162,17 @@ IppStatus set32fc(Ipp32fc value, Ipp32fc* dst, int len) {
     return ippStsNoErr;
 }
 
-IppStatus add32f(const float* src1, const float* src2, float* dst, int len) {
+inline IppStatus add32f(const float* src1, const float* src2, float* dst, int len) {
     addRows(src1, src2, dst, len);
     return ippStsNoErr;
 }
 
-IppStatus add32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
+inline IppStatus add32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
     addRows(floats(src1), floats(src2), floats(dst), std::ptrdiff_t{2} * len);
     return ippStsNoErr;
 }
 
-IppStatus addC32f(const float* src, float value, float* dst, int len) {
+inline IppStatus addC32f(const float* src, float value, float* dst, int len) {
     if (value == 0.0f) {
         copyRow(src, dst, len);
         return ippStsNoErr;
@@ -183,17 +183,17 @@ IppStatus addC32f(const float* src, float value, float* dst, int len) {
     return ippStsNoErr;
 }
 
-IppStatus sub32f(const float* src1, const float* src2, float* dst, int len) {
+inline IppStatus sub32f(const float* src1, const float* src2, float* dst, int len) {
     subtractRows(src1, src2, dst, len);
     return ippStsNoErr;
 }
 
-IppStatus sub32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
+inline IppStatus sub32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
     subtractRows(floats(src1), floats(src2), floats(dst), std::ptrdiff_t{2} * len);
     return ippStsNoErr;
 }
 
-IppStatus subC32f(const float* src, float value, float* dst, int len) {
+inline IppStatus subC32f(const float* src, float value, float* dst, int len) {
     if (value == 0.0f) {
         copyRow(src, dst, len);
         return ippStsNoErr;
@@ -204,20 +204,20 @@ IppStatus subC32f(const float* src, float value, float* dst, int len) {
     return ippStsNoErr;
 }
 
-IppStatus mul32f(const float* src1, const float* src2, float* dst, int len) {
+inline IppStatus mul32f(const float* src1, const float* src2, float* dst, int len) {
     mapRows(
         len, Out{dst}, [](F a, F b) { return a * b; }, In{src1}, In{src2});
     return ippStsNoErr;
 }
 
-IppStatus mul32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
+inline IppStatus mul32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
     mapRows(
         len, ComplexOut(dst), [](Complex<F> a, Complex<F> b) { return product(a, b); },
         ComplexIn(src1), ComplexIn(src2));
     return ippStsNoErr;
 }
 
-IppStatus mulC32f(const float* src, float value, float* dst, int len) {
+inline IppStatus mulC32f(const float* src, float value, float* dst, int len) {
     if (value == 1.0f) {
         copyRow(src, dst, len);
         return ippStsNoErr;
@@ -232,14 +232,14 @@ IppStatus mulC32f(const float* src, float value, float* dst, int len) {
     return ippStsNoErr;
 }
 
-IppStatus mulC32fc(const Ipp32fc* src, Ipp32fc value, Ipp32fc* dst, int len) {
+inline IppStatus mulC32fc(const Ipp32fc* src, Ipp32fc value, Ipp32fc* dst, int len) {
     const Complex<F> c{F(floats(&value)[0]), F(floats(&value)[1])};
     mapRows(
         len, ComplexOut(dst), [c](Complex<F> a) { return product(a, c); }, ComplexIn(src));
     return ippStsNoErr;
 }
 
-IppStatus div32f(const float* src1, const float* src2, float* dst, int len) {
+inline IppStatus div32f(const float* src1, const float* src2, float* dst, int len) {
     const F zero(0.0f);
     M zeroDivisor = F(1.0f) == zero;
     mapRows(
@@ -252,26 +252,26 @@ IppStatus div32f(const float* src1, const float* src2, float* dst, int len) {
     return anyOf(zeroDivisor) ? ippStsDivByZero : ippStsNoErr;
 }
 
-IppStatus addProduct32f(const float* src1, const float* src2, float* srcDst, int len) {
+inline IppStatus addProduct32f(const float* src1, const float* src2, float* srcDst, int len) {
     updateRow(
         len, srcDst, [](F sum, F a, F b) { return mulAdd(a, b, sum); }, In{src1}, In{src2});
     return ippStsNoErr;
 }
 
-IppStatus addProductC32f(const float* src, float value, float* srcDst, int len) {
+inline IppStatus addProductC32f(const float* src, float value, float* srcDst, int len) {
     const F c(value);
     updateRow(
         len, srcDst, [c](F sum, F a) { return mulAdd(a, c, sum); }, In{src});
     return ippStsNoErr;
 }
 
-IppStatus convert32f64f(const float* src, double* dst, int len) {
+inline IppStatus convert32f64f(const float* src, double* dst, int len) {
     for (int n = 0; n < len; ++n)
         dst[n] = static_cast<double>(src[n]);
     return ippStsNoErr;
 }
 
-IppStatus convert64f32f(const double* src, float* dst, int len) {
+inline IppStatus convert64f32f(const double* src, float* dst, int len) {
     const double largest = 3.4028234663852886e38;
     for (int n = 0; n < len; ++n) {
         double x = src[n];
@@ -284,22 +284,24 @@ IppStatus convert64f32f(const double* src, float* dst, int len) {
 
 // Ordered comparisons: a NaN fails them.
 
-IppStatus thresholdLTVal32f(const float* src, float* dst, int len, float level, float value) {
+inline IppStatus thresholdLTVal32f(const float* src, float* dst, int len, float level,
+                                   float value) {
     const F bound(level), other(value);
     mapRows(
         len, Out{dst}, [=](F x) { return choose(bound <= x, x, other); }, In{src});
     return ippStsNoErr;
 }
 
-IppStatus thresholdGTVal32f(const float* src, float* dst, int len, float level, float value) {
+inline IppStatus thresholdGTVal32f(const float* src, float* dst, int len, float level,
+                                   float value) {
     const F bound(level), other(value);
     mapRows(
         len, Out{dst}, [=](F x) { return choose(bound >= x, x, other); }, In{src});
     return ippStsNoErr;
 }
 
-IppStatus thresholdLTValGTVal32f(const float* src, float* dst, int len, float levelLT,
-                                 float valueLT, float levelGT, float valueGT) {
+inline IppStatus thresholdLTValGTVal32f(const float* src, float* dst, int len, float levelLT,
+                                        float valueLT, float levelGT, float valueGT) {
     const F low(levelLT), below(valueLT), high(levelGT), above(valueGT);
     mapRows(
         len, Out{dst}, [=](F x) { return choose(x < low, below, choose(x > high, above, x)); },

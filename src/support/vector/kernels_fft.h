@@ -110,12 +110,12 @@ inline void butterfly(Complex<V> (&z)[8]) {
 
 /// A pass along its columns: all its vectors lie within one column's stride.
 template <class V, int Radix, class Source, class Target>
-void runPass(const FftPass& pass, Source in, Target out) {
+inline void runPass(const FftPass& pass, Source in, Target out) {
     constexpr std::ptrdiff_t lanes = lanesOf<V>;
     const std::ptrdiff_t stride = pass.stride;
     const std::ptrdiff_t distance = pass.count * stride;
     const float* w = pass.twiddles;
-    for (std::ptrdiff_t p = 0; p < pass.count; ++p, w += 2 * (Radix - 1)) {
+    for (std::ptrdiff_t p = 0; p < pass.count; ++p, w += std::ptrdiff_t{2} * (Radix - 1)) {
         Complex<V> twiddles[Radix];
         for (int k = 1; k < Radix; ++k)
             twiddles[k] = {V(w[2 * k - 2]), V(w[2 * k - 1])};
@@ -134,7 +134,7 @@ void runPass(const FftPass& pass, Source in, Target out) {
 
 /// The last pass, whose twiddles are all 1.
 template <class V, int Radix, class Source, class Target>
-void runLastPass(const FftPass& pass, Source in, Target out) {
+inline void runLastPass(const FftPass& pass, Source in, Target out) {
     const std::ptrdiff_t stride = pass.stride;
     for (std::ptrdiff_t q = 0; q < stride; q += lanesOf<V>) {
         Complex<V> z[Radix];
@@ -149,7 +149,7 @@ void runLastPass(const FftPass& pass, Source in, Target out) {
 /// The first pass of vectors: as many butterflies at a time as there are lanes, each of as many
 /// points, transposed so that every butterfly's outputs lie together.
 template <class V, class Source>
-void runFirstPass(const FftPass& pass, Source in, Split out) {
+inline void runFirstPass(const FftPass& pass, Source in, Split out) {
     constexpr std::ptrdiff_t lanes = lanesOf<V>;
     const float* w = pass.twiddles;
     for (std::ptrdiff_t p = 0; p < pass.count; p += lanes) {
@@ -175,7 +175,7 @@ void runFirstPass(const FftPass& pass, Source in, Split out) {
 }
 
 template <class V, class Source, class Target>
-void runAnyPass(const FftPass& pass, Source in, Target out) {
+inline void runAnyPass(const FftPass& pass, Source in, Target out) {
     const bool last = pass.count == 1;
     if (pass.radix == 8)
         last ? runLastPass<V, 8>(pass, in, out) : runPass<V, 8>(pass, in, out);
@@ -186,7 +186,7 @@ void runAnyPass(const FftPass& pass, Source in, Target out) {
 }
 
 template <class V, class Source>
-void runOpeningPass(const FftPass& pass, Source in, Split out) {
+inline void runOpeningPass(const FftPass& pass, Source in, Split out) {
     if constexpr (lanesOf < V >> 1)
         runFirstPass<V>(pass, in, out);
     else
@@ -196,7 +196,7 @@ void runOpeningPass(const FftPass& pass, Source in, Split out) {
 /// The bins from the transform of the complex samples, where E and O are the transforms of the even
 /// and the odd samples: X[k] = E[k] + exp(-2 pi i k / N) O[k], X[M - k] = conj(E[k] - ...).
 template <class V>
-void unpackBins(const IppsFFTSpec_R_32f& spec, Split in, float* dst) {
+inline void unpackBins(const IppsFFTSpec_R_32f& spec, Split in, float* dst) {
     constexpr std::ptrdiff_t lanes = lanesOf<V>;
     const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
     const std::ptrdiff_t half = size / 2;
@@ -231,7 +231,7 @@ void unpackBins(const IppsFFTSpec_R_32f& spec, Split in, float* dst) {
 
 /// The reverse of unpackBins, times two, which leaves a transform without scaling.
 template <class V>
-void packBins(const IppsFFTSpec_R_32f& spec, const float* src, Split out) {
+inline void packBins(const IppsFFTSpec_R_32f& spec, const float* src, Split out) {
     constexpr std::ptrdiff_t lanes = lanesOf<V>;
     const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
     const std::ptrdiff_t half = size / 2;
@@ -261,7 +261,8 @@ void packBins(const IppsFFTSpec_R_32f& spec, const float* src, Split out) {
 }
 
 template <class V>
-void forwardByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec, float* work) {
+inline void forwardByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec,
+                            float* work) {
     const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
     const std::ptrdiff_t part = size + sorvane::vector::fftWorkGap;
     const Split rows[2] = {{work, work + part}, {work + 2 * part, work + 3 * part}};
@@ -273,7 +274,8 @@ void forwardByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec
 }
 
 template <class V>
-void inverseByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec, float* work) {
+inline void inverseByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec,
+                            float* work) {
     const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
     const std::ptrdiff_t part = size + sorvane::vector::fftWorkGap;
     const Split rows[2] = {{work, work + part}, {work + 2 * part, work + 3 * part}};
@@ -290,7 +292,8 @@ void inverseByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec
     runAnyPass<V>(spec.passes[last], rows[last % 2], Pairs{dst});
 }
 
-IppStatus fftForward(const float* src, float* dst, const IppsFFTSpec_R_32f* spec, float* work) {
+inline IppStatus fftForward(const float* src, float* dst, const IppsFFTSpec_R_32f* spec,
+                            float* work) {
     if (spec->order < 2) {
         const float a = src[0], b = spec->order == 1 ? src[1] : 0.0f;
         dst[0] = (a + b) * spec->forwardScale;
@@ -307,7 +310,8 @@ IppStatus fftForward(const float* src, float* dst, const IppsFFTSpec_R_32f* spec
     return ippStsNoErr;
 }
 
-IppStatus fftInverse(const float* src, float* dst, const IppsFFTSpec_R_32f* spec, float* work) {
+inline IppStatus fftInverse(const float* src, float* dst, const IppsFFTSpec_R_32f* spec,
+                            float* work) {
     if (spec->order < 2) {
         const float a = src[0], b = spec->order == 1 ? src[2] : 0.0f;
         dst[0] = (a + b) * spec->inverseScale;

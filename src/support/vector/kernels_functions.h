@@ -16,7 +16,7 @@ inline F withSignFlipped(F x, I signBit) {
 }
 
 /// Adding this number rounds a small float to an integer, which is left in the low bits.
-constexpr float roundingShift = 12582912.0f; // 1.5 * 2^23
+inline constexpr float roundingShift = 12582912.0f; // 1.5 * 2^23
 
 inline I roundedBits(F shifted) {
     return bitsOf(shifted) - I(0x4b400000);
@@ -76,7 +76,7 @@ inline F lnOf(F x, M& zeros, M& negatives) {
 }
 
 /// Beyond this the argument's reduction by parts of pi / 2 loses bits.
-constexpr float largestReduced = 8192.0f;
+inline constexpr float largestReduced = 8192.0f;
 
 /// cos(x) and sin(x) for |x| up to largestReduced: x = k pi / 2 + r, |r| <= pi / 4.
 inline Complex<F> cosAndSin(F x) {
@@ -129,7 +129,7 @@ inline Complex<F> cosAndSinOfLarge(F x, Complex<F> reduced) {
 inline Complex<F> polarToCartesian(F magnitude, F phase) {
     Complex<F> z = cosAndSin(phase);
     const F a = absolute(phase);
-    if (anyOf(eitherOf(a > F(largestReduced), a != a)))
+    if (anyOf(eitherOf(a > F(largestReduced), isNan(a))))
         z = cosAndSinOfLarge(phase, z);
     return {toNatural(magnitude * z.re), toNatural(magnitude * z.im)};
 }
@@ -159,16 +159,16 @@ inline F phaseOf(Complex<F> z) {
     F angle = choose(steep, upright, flat);
     angle = angle + choose(steep, F(1.57079637f), fromBits(left & bitsOf(F(3.14159274f))));
     angle = withSignFlipped(angle, signBitOf(z.im));
-    return choose(eitherOf(z.re != z.re, z.im != z.im), z.re + z.im, angle);
+    return choose(eitherOf(isNan(z.re), isNan(z.im)), z.re + z.im, angle);
 }
 
-IppStatus exp32f(const float* src, float* dst, int len) {
+inline IppStatus exp32f(const float* src, float* dst, int len) {
     mapRows(
         len, Out{dst}, [](F x) { return expOf(x); }, In{src});
     return ippStsNoErr;
 }
 
-IppStatus ln32f(const float* src, float* dst, int len) {
+inline IppStatus ln32f(const float* src, float* dst, int len) {
     M zeros = F(1.0f) == F(0.0f);
     M negatives = zeros;
     mapRows(
@@ -178,7 +178,7 @@ IppStatus ln32f(const float* src, float* dst, int len) {
     return anyOf(negatives) ? ippStsLnNegArg : ippStsNoErr;
 }
 
-IppStatus magnitude32fc(const Ipp32fc* src, float* dst, int len) {
+inline IppStatus magnitude32fc(const Ipp32fc* src, float* dst, int len) {
     mapRows(
         len, Out{dst},
         [](Complex<F> z) { return toLinear(squareRoot(mulAdd(z.re, z.re, z.im * z.im))); },
@@ -186,13 +186,14 @@ IppStatus magnitude32fc(const Ipp32fc* src, float* dst, int len) {
     return ippStsNoErr;
 }
 
-IppStatus phase32fc(const Ipp32fc* src, float* dst, int len) {
+inline IppStatus phase32fc(const Ipp32fc* src, float* dst, int len) {
     mapRows(
         len, Out{dst}, [](Complex<F> z) { return toLinear(phaseOf(z)); }, ComplexIn(src));
     return ippStsNoErr;
 }
 
-IppStatus polarToCart32fc(const float* magnitude, const float* phase, Ipp32fc* dst, int len) {
+inline IppStatus polarToCart32fc(const float* magnitude, const float* phase, Ipp32fc* dst,
+                                 int len) {
     mapRows(
         len, ComplexOut(dst), [](F m, F p) { return polarToCartesian(m, p); }, In{magnitude},
         In{phase});

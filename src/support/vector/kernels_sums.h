@@ -4,7 +4,7 @@
 
 namespace {
 
-IppStatus dotProd32f(const float* src1, const float* src2, int len, float* result) {
+inline IppStatus dotProd32f(const float* src1, const float* src2, int len, float* result) {
     F sums[4] = {F(0.0f), F(0.0f), F(0.0f), F(0.0f)};
     std::ptrdiff_t n = 0;
     for (; n + 4 * W <= len; n += 4 * W) {
@@ -20,7 +20,7 @@ IppStatus dotProd32f(const float* src1, const float* src2, int len, float* resul
     return ippStsNoErr;
 }
 
-IppStatus dotProd64f(const double* src1, const double* src2, int len, double* result) {
+inline IppStatus dotProd64f(const double* src1, const double* src2, int len, double* result) {
     constexpr std::ptrdiff_t lanes = lanesOf<D>;
     D sums[4] = {D(0.0), D(0.0), D(0.0), D(0.0)};
     std::ptrdiff_t n = 0;
@@ -36,7 +36,7 @@ IppStatus dotProd64f(const double* src1, const double* src2, int len, double* re
     return ippStsNoErr;
 }
 
-IppStatus normL232f(const float* src, int len, float* result) {
+inline IppStatus normL232f(const float* src, int len, float* result) {
     dotProd32f(src, src, len, result);
     *result = squareRoot(*result);
     return ippStsNoErr;

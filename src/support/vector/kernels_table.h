@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr sorvane::vector::Kernels makeKernels(const char* name) {
+inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
     return {name,
             static_cast<int>(W),
             naturalOrder,

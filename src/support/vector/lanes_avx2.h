@@ -6,7 +6,7 @@
 
 namespace {
 using Arch = xsimd::fma3<xsimd::avx2>;
-constexpr bool fusesProducts = true;
+inline constexpr bool fusesProducts = true;
 } // namespace
 
 #include "support/vector/lanes_xsimd.h"
@@ -25,7 +25,7 @@ inline void joinPairs(Complex<F> z, F& a, F& b) {
     b = _mm256_unpackhi_ps(z.re, z.im);
 }
 
-constexpr int naturalOrder[8] = {0, 1, 4, 5, 2, 3, 6, 7};
+inline constexpr int naturalOrder[8] = {0, 1, 4, 5, 2, 3, 6, 7};
 
 inline F toLinear(F x) {
     return _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(x), _MM_SHUFFLE(3, 1, 2, 0)));

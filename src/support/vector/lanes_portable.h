@@ -10,10 +10,10 @@ using F = float;
 using I = std::int32_t;
 using M = bool;
 using D = double;
-constexpr bool fusesProducts = false;
+inline constexpr bool fusesProducts = false;
 
 template <class V>
-constexpr int lanesOf = 1;
+inline constexpr int lanesOf = 1;
 
 template <class V>
 inline V loadAt(const float* p) {
@@ -41,6 +41,6 @@ inline void storePartial(float* p, float x, std::ptrdiff_t) {
 }
 
 /// Where lane i of a vector of pairs comes from, see splitPairs.
-constexpr int naturalOrder[1] = {0};
+inline constexpr int naturalOrder[1] = {0};
 
 } // namespace

@@ -44,6 +44,9 @@ inline float squareRoot(float x) {
 inline float choose(bool condition, float yes, float no) {
     return condition ? yes : no;
 }
+inline bool isNan(float x) {
+    return std::isnan(x);
+}
 inline bool anyOf(bool condition) {
     return condition;
 }

@@ -6,7 +6,7 @@
 
 namespace {
 using Arch = xsimd::sse2;
-constexpr bool fusesProducts = false;
+inline constexpr bool fusesProducts = false;
 } // namespace
 
 #include "support/vector/lanes_xsimd.h"
@@ -25,7 +25,7 @@ inline void joinPairs(Complex<F> z, F& a, F& b) {
     b = _mm_unpackhi_ps(z.re, z.im);
 }
 
-constexpr int naturalOrder[4] = {0, 1, 2, 3};
+inline constexpr int naturalOrder[4] = {0, 1, 2, 3};
 inline F toLinear(F x) {
     return x;
 }

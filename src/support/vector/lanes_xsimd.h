@@ -13,9 +13,9 @@ using M = F::batch_bool_type;
 using D = xsimd::batch<double, Arch>;
 
 template <class V>
-constexpr int lanesOf = static_cast<int>(V::size);
+inline constexpr int lanesOf = static_cast<int>(V::size);
 template <>
-constexpr int lanesOf<float> = 1;
+inline constexpr int lanesOf<float> = 1;
 
 inline F mulAdd(F a, F b, F c) {
     return xsimd::fma(a, b, c);
@@ -31,6 +31,9 @@ inline F squareRoot(F x) {
 }
 inline F choose(M condition, F yes, F no) {
     return xsimd::select(condition, yes, no);
+}
+inline M isNan(F x) {
+    return xsimd::isnan(x);
 }
 inline bool anyOf(M condition) {
     return xsimd::any(condition);

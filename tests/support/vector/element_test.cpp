@@ -26,8 +26,9 @@ std::size_t width(const Operation& operation, int row) {
 /// One operation's sources, what dst held, and what it makes of every element alone.
 struct Rows {
     Rows(const Operation& op, std::size_t count, unsigned seed)
-        : a(uniform(count * width(op, 0), op.low, op.high, seed)),
-          b(uniform(count * std::max<std::size_t>(width(op, 1), 1), op.low2, op.high2, seed + 1)),
+        : a(uniform(count * width(op, 0), op.range[0], op.range[1], seed)),
+          b(uniform(count * std::max<std::size_t>(width(op, 1), 1), op.range2[0], op.range2[1],
+                    seed + 1)),
           before(uniform(count * width(op, 2), -9, 9, seed + 2)),
           alone(before) {
         for (std::size_t i = 0; i < count; ++i)

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <functional>
 #include <limits>
 #include <numeric>
 #include <string>
@@ -18,8 +17,7 @@ constexpr float infinite = std::numeric_limits<float>::infinity();
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
 constexpr float pi = 3.14159274f;
 
-using Unary = std::function<IppStatus(const float*, float*, int)>;
-using Binary = std::function<IppStatus(const float*, const float*, float*, int)>;
+using RunRows = IppStatus (*)(const float* a, const float* b, float* dst, int len);
 
 /// Equal as numbers are read: NaN matches NaN, zeros match by sign.
 bool same(float a, float b) {
@@ -43,7 +41,7 @@ private:
 
 struct SpecialCase {
     const char* name;
-    Binary run;
+    RunRows run;
     float a, b, expected;
     IppStatus status = ippStsNoErr;
 };
@@ -62,73 +60,67 @@ void expectCase(const SpecialCase& c) {
     }
 }
 
-Binary unary(Unary run) {
-    return [run](const float* a, const float*, float* dst, int len) { return run(a, dst, len); };
+template <IppStatus (*Operation)(const float*, float*, int)>
+IppStatus unary(const float* a, const float*, float* dst, int len) {
+    return Operation(a, dst, len);
 }
 
-Binary multiplyBy(float c) {
-    return unary([c](auto a, auto dst, int len) { return ippsMulC_32f(a, c, dst, len); });
+template <IppStatus (*Operation)(const float*, float, float*, int), int C>
+IppStatus with(const float* a, const float*, float* dst, int len) {
+    return Operation(a, static_cast<float>(C), dst, len);
 }
 
-Binary lowThreshold(float level) {
-    return unary([level](auto a, auto dst, int len) {
-        return ippsThreshold_LTVal_32f(a, dst, len, level, 7);
-    });
+template <IppStatus (*Operation)(const float*, float, float*, int)>
+IppStatus withMinus0(const float* a, const float*, float* dst, int len) {
+    return Operation(a, -0.0f, dst, len);
 }
 
-Binary highThreshold(float level) {
-    return unary([level](auto a, auto dst, int len) {
-        return ippsThreshold_GTVal_32f(a, dst, len, level, 7);
-    });
+template <IppStatus (*Operation)(const float*, float*, int, float, float), int Level>
+IppStatus threshold(const float* a, const float*, float* dst, int len) {
+    return Operation(a, dst, len, static_cast<float>(Level), 7);
 }
 
-Binary thresholds(float low, float high) {
-    return unary([=](auto a, auto dst, int len) {
-        return ippsThreshold_LTValGTVal_32f(a, dst, len, low, 7, high, 8);
-    });
+template <int Low, int High>
+IppStatus thresholds(const float* a, const float*, float* dst, int len) {
+    return ippsThreshold_LTValGTVal_32f(a, dst, len, static_cast<float>(Low), 7,
+                                        static_cast<float>(High), 8);
 }
 
-Binary ofPairs(IppStatus (*run)(const Ipp32fc*, float*, int)) {
-    return [run](const float* re, const float* im, float* dst, int len) {
-        std::vector<Ipp32fc> pairs;
-        for (int i = 0; i < len; ++i)
-            pairs.emplace_back(re[i], im[i]);
-        return run(pairs.data(), dst, len);
-    };
+template <IppStatus (*Operation)(const Ipp32fc*, float*, int)>
+IppStatus ofPairs(const float* re, const float* im, float* dst, int len) {
+    std::vector<Ipp32fc> pairs(static_cast<std::size_t>(len));
+    for (std::size_t i = 0; i < pairs.size(); ++i)
+        pairs[i] = {re[i], im[i]};
+    return Operation(pairs.data(), dst, len);
 }
 
-Binary polarPart(std::size_t part) {
-    return [part](const float* magnitude, const float* phase, float* dst, int len) {
-        std::vector<Ipp32fc> pairs(static_cast<std::size_t>(len));
-        const IppStatus status = ippsPolarToCart_32fc(magnitude, phase, pairs.data(), len);
-        for (std::size_t i = 0; i < pairs.size(); ++i)
-            dst[i] = part == 0 ? pairs[i].real() : pairs[i].imag();
-        return status;
-    };
+template <int Part>
+IppStatus polar(const float* magnitude, const float* phase, float* dst, int len) {
+    std::vector<Ipp32fc> pairs(static_cast<std::size_t>(len));
+    const IppStatus status = ippsPolarToCart_32fc(magnitude, phase, pairs.data(), len);
+    for (std::size_t i = 0; i < pairs.size(); ++i)
+        dst[i] = Part == 0 ? pairs[i].real() : pairs[i].imag();
+    return status;
 }
 
 } // namespace
 
 TEST(VectorSpecialCases, GiveTheirValuesAndStatuses) {
-    const Binary add0 = unary([](auto a, auto d, int n) { return ippsAddC_32f(a, 0, d, n); });
-    const Binary subtract0 =
-        unary([](auto a, auto d, int n) { return ippsSubC_32f(a, -0.0f, d, n); });
-    const Binary subtract3 = unary([](auto a, auto d, int n) { return ippsSubC_32f(a, 3, d, n); });
-    const Binary exp = unary(ippsExp_32f), ln = unary(ippsLn_32f);
-    const Binary phase = ofPairs(ippsPhase_32fc), magnitude = ofPairs(ippsMagnitude_32fc);
+    const RunRows exp = unary<ippsExp_32f>, ln = unary<ippsLn_32f>;
+    const RunRows phase = ofPairs<ippsPhase_32fc>, magnitude = ofPairs<ippsMagnitude_32fc>;
     const SpecialCase cases[] = {
         {"subtract: second less first", ippsSub_32f, 2, 5, 3},
         {"divide: second over first", ippsDiv_32f, 2, 5, 2.5f},
-        {"subtract a constant", subtract3, 2, 0, -1},
-        {"add 0 keeps -0", add0, -0.0f, 0, -0.0f},
-        {"subtract -0 keeps -0", subtract0, -0.0f, 0, -0.0f},
-        {"add 0 keeps NaN", add0, notANumber, 0, notANumber},
-        {"times 0 of NaN", multiplyBy(0), notANumber, 0, 0},
-        {"times 0 of infinity", multiplyBy(0), infinite, 0, 0},
-        {"times 0 of a negative", multiplyBy(0), -3, 0, 0},
-        {"times -0", multiplyBy(-0.0f), -infinite, 0, 0},
-        {"times 1 of -0", multiplyBy(1), -0.0f, 0, -0.0f},
-        {"times 2 of NaN", multiplyBy(2), notANumber, 0, notANumber},
+        {"subtract a constant", with<ippsSubC_32f, 3>, 2, 0, -1},
+        {"add 0 keeps -0", with<ippsAddC_32f, 0>, -0.0f, 0, -0.0f},
+        {"subtract -0 keeps -0", withMinus0<ippsSubC_32f>, -0.0f, 0, -0.0f},
+        {"add 0 keeps NaN", with<ippsAddC_32f, 0>, notANumber, 0, notANumber},
+        {"times 0 of NaN", with<ippsMulC_32f, 0>, notANumber, 0, 0},
+        {"times 0 of infinity", with<ippsMulC_32f, 0>, infinite, 0, 0},
+        {"times 0 of a negative", with<ippsMulC_32f, 0>, -3, 0, 0},
+        {"times -0", withMinus0<ippsMulC_32f>, -infinite, 0, 0},
+        {"times 1 of -0", with<ippsMulC_32f, 1>, -0.0f, 0, -0.0f},
+        {"times 2 of NaN", with<ippsMulC_32f, 2>, notANumber, 0, notANumber},
         {"1 over 0", ippsDiv_32f, 0, 1, infinite, ippStsDivByZero},
         {"1 over -0", ippsDiv_32f, -0.0f, 1, infinite, ippStsDivByZero},
         {"-1 over 0", ippsDiv_32f, 0, -1, -infinite, ippStsDivByZero},
@@ -153,18 +145,18 @@ TEST(VectorSpecialCases, GiveTheirValuesAndStatuses) {
         {"ln of -infinity", ln, -infinite, 0, notANumber, ippStsLnNegArg},
         {"ln of infinity", ln, infinite, 0, infinite},
         {"ln of NaN", ln, notANumber, 0, notANumber},
-        {"below a low level", lowThreshold(1), 0.5f, 0, 7},
-        {"at a low level", lowThreshold(1), 1, 0, 1},
-        {"NaN at a low level", lowThreshold(1), notANumber, 0, 7},
-        {"-0 at a low level of 0", lowThreshold(0), -0.0f, 0, -0.0f},
-        {"above a high level", highThreshold(1), 1.5f, 0, 7},
-        {"at a high level", highThreshold(1), 1, 0, 1},
-        {"NaN at a high level", highThreshold(1), notANumber, 0, 7},
-        {"below two levels", thresholds(0, 1), -0.5f, 0, 7},
-        {"above two levels", thresholds(0, 1), 1.5f, 0, 8},
-        {"NaN at two levels", thresholds(0, 1), notANumber, 0, notANumber},
-        {"above equal levels", thresholds(1, 1), 1.5f, 0, 8},
-        {"at equal levels", thresholds(1, 1), 1, 0, 1},
+        {"below a low level", threshold<ippsThreshold_LTVal_32f, 1>, 0.5f, 0, 7},
+        {"at a low level", threshold<ippsThreshold_LTVal_32f, 1>, 1, 0, 1},
+        {"NaN at a low level", threshold<ippsThreshold_LTVal_32f, 1>, notANumber, 0, 7},
+        {"-0 at a low level of 0", threshold<ippsThreshold_LTVal_32f, 0>, -0.0f, 0, -0.0f},
+        {"above a high level", threshold<ippsThreshold_GTVal_32f, 1>, 1.5f, 0, 7},
+        {"at a high level", threshold<ippsThreshold_GTVal_32f, 1>, 1, 0, 1},
+        {"NaN at a high level", threshold<ippsThreshold_GTVal_32f, 1>, notANumber, 0, 7},
+        {"below two levels", thresholds<0, 1>, -0.5f, 0, 7},
+        {"above two levels", thresholds<0, 1>, 1.5f, 0, 8},
+        {"NaN at two levels", thresholds<0, 1>, notANumber, 0, notANumber},
+        {"above equal levels", thresholds<1, 1>, 1.5f, 0, 8},
+        {"at equal levels", thresholds<1, 1>, 1, 0, 1},
         {"magnitude with an infinity", magnitude, -infinite, 2, infinite},
         {"magnitude past the range", magnitude, 3e38f, 3e38f, infinite},
         {"magnitude of NaN", magnitude, notANumber, 0, notANumber},
@@ -180,12 +172,12 @@ TEST(VectorSpecialCases, GiveTheirValuesAndStatuses) {
         {"phase of an infinity to the left", phase, -infinite, -1, -pi},
         {"phase of NaN above", phase, 1, notANumber, notANumber},
         {"phase of NaN beside", phase, notANumber, 1, notANumber},
-        {"cosine of 0", polarPart(0), 2, 0, 2},
-        {"sine of -0", polarPart(1), 2, -0.0f, -0.0f},
-        {"cosine of infinity", polarPart(0), 2, infinite, notANumber},
-        {"sine of NaN", polarPart(1), 2, notANumber, notANumber},
-        {"sine of 1e30", polarPart(1), 1, 1e30f, std::sin(1e30f)},
-        {"cosine of -1e30", polarPart(0), 1, -1e30f, std::cos(1e30f)},
+        {"cosine of 0", polar<0>, 2, 0, 2},
+        {"sine of -0", polar<1>, 2, -0.0f, -0.0f},
+        {"cosine of infinity", polar<0>, 2, infinite, notANumber},
+        {"sine of NaN", polar<1>, 2, notANumber, notANumber},
+        {"sine of 1e30", polar<1>, 1, 1e30f, std::sin(1e30f)},
+        {"cosine of -1e30", polar<0>, 1, -1e30f, std::cos(1e30f)},
     };
     forEachForm([&](const Kernels& form) {
         for (const SpecialCase& c : cases) {
