@@ -1,0 +1,82 @@
+#include "model/load_util.h"
+
+#include <gtest/gtest.h>
+
+// Graphs whose paths or depth grow far faster than their files.
+namespace sorvane::test {
+namespace {
+
+const FileTensor one{{1, 1, 1, 1}, {1.0F}};
+
+ModelFile chain(int length) {
+    ModelFile file;
+    for (int i = 0; i < length; ++i) {
+        const std::string name = "l" + std::to_string(i);
+        // Different kinds, since each takes a stack frame of its own.
+        if (i % 3 == 0)
+            file.layers.push_back(concat(name, {file.outputSource}));
+        else if (i % 3 == 1)
+            file.layers.push_back(conv(name, file.outputSource, one, {}));
+        else
+            file.layers.push_back(activation(name, 4, file.outputSource));
+        file.outputSource = name;
+    }
+    return file;
+}
+
+/// Two branches that meet again, `levels` times: 2 to that power paths.
+void addDiamonds(ModelFile& file, int levels, const std::vector<int>& strides) {
+    for (int i = 0; i < levels; ++i) {
+        const std::string name = "d" + std::to_string(i);
+        const int stride = strides[static_cast<std::size_t>(i) % strides.size()];
+        file.layers.push_back(conv(name + "a", file.outputSource, one, {}));
+        file.layers.push_back(conv(name + "b", file.outputSource, one, {}, {.strideT = stride}));
+        file.layers.push_back(arithmetic(name, {name + "a", name + "b"}, 2));
+        file.outputSource = name;
+    }
+}
+
+} // namespace
+
+TEST(GraphBounds, AChainOfTenThousandLayersRunsAndALongerOneIsRefused) {
+    NeuralModel<float> model;
+    ASSERT_TRUE(load(model, chain(10000).bytes()));
+    EXPECT_FALSE(loads(chain(10001).bytes()));
+    EXPECT_FALSE(loads(chain(100000).bytes()));
+#if defined(__OPTIMIZE__) && !defined(SORVANE_SANITIZED)
+    // Instrumented and unoptimised stack frames take more than the usual stack.
+    EXPECT_EQ(valuesOf(run(model, makeTensor({1, 1, 1}, {3.0F}))), std::vector<float>{3.0F});
+#endif
+}
+
+TEST(GraphBounds, FlushesDoNotWalkEveryPath) {
+    // On every second frame the strided layer flushes all paths to the transposed one, each of whose
+    // two frames must still come out one a tick.
+    ModelFile file{.layers = {conv("half", "input", one, {}, {.strideT = 2})},
+                   .outputSource = "half"};
+    addDiamonds(file, 60, {1});
+    file.layers.push_back(transposedConv("double", file.outputSource, {{2, 1, 1, 1}, {1.0F, 2.0F}},
+                                         {}, 1, {.strideT = 2}));
+    file.outputSource = "double";
+    NeuralModel<float> model;
+    ASSERT_TRUE(load(model, file.bytes()));
+    for (int frame = 0; frame < 6; ++frame) {
+        const Tensor32 result = run(model, makeTensor({1, 1, 1}, {1.0F}));
+        const float sum = static_cast<float>(std::uint64_t{1} << 60);
+        EXPECT_EQ(valuesOf(result), std::vector<float>{frame % 2 == 0 ? sum : 2.0F * sum}) << frame;
+    }
+}
+
+TEST(GraphBounds, LatenciesAreWorkedOutOnceForEachScale) {
+    ModelFile same;
+    addDiamonds(same, 60, {1});
+    EXPECT_TRUE(loads(same.bytes()));
+
+    // Strides of different primes make a scale of every set of them.
+    ModelFile different;
+    addDiamonds(different, 60, {2,  3,  5,  7,  11, 13, 17, 19, 23, 29,  31,  37,  41,  43,  47, 53,
+                                59, 61, 67, 71, 73, 79, 83, 89, 97, 101, 103, 107, 109, 113, 127});
+    EXPECT_FALSE(loads(different.bytes()));
+}
+
+} // namespace sorvane::test
