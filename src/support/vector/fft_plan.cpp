@@ -20,7 +20,7 @@ Ipp8u* aligned(Ipp8u* p) {
     return past == 0 ? p : p + (alignment - past);
 }
 
-/// Hands out pieces of the spec's memory, or only counts them when there is none.
+/// Hands out pieces of a transform's memory, or only counts them when there is none.
 class Arena {
 public:
     explicit Arena(Ipp8u* memory) : m_memory(memory) {}

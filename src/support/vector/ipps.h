@@ -157,7 +157,7 @@ IppStatus ippsNorm_L2_32f(const Ipp32f* src, int len, Ipp32f* result);
 IppStatus ippsSampleDown_32f(const Ipp32f* src, int srcLen, Ipp32f* dst, int* dstLen, int factor,
                              int* phase);
 
-/// Byte sizes for a real transform of 2^order samples (0 to 29): the spec, a scratch block for
+/// Byte sizes for a real transform of 2^order samples (0 to 29): its tables, a scratch block for
 /// ippsFFTInit_R_32f alone, and the work buffer that each transform needs for itself.
 IppStatus ippsFFTGetSize_R_32f(int order, int flag, IppHintAlgorithm hint, int* specSize,
                                int* specBufferSize, int* bufferSize);
