@@ -55,7 +55,8 @@
 #define SORVANE_API
 #endif
 
-/* What a host learns of a model or of a processor. All sizes are at the model's own sample rate. */
+/* What a host learns of a model or of a processor. All sizes are at the model's own sample rate.
+ * NOLINTNEXTLINE(modernize-use-using): C knows no other way */
 typedef struct SorvaneModelInfo {
     double sampleRate;   /* the rate that the (first) model was trained for, in hertz */
     int numChannels;     /* input channels of the (first) model */

@@ -24,8 +24,10 @@ void NeuralModel<T>::keep(const std::string& name, std::shared_ptr<BaseLayer<T>>
     layers[name] = std::move(layer);
 }
 
+// By value: the stream closes with the last reference, at the end of the load.
 template <typename T>
-bool NeuralModel<T>::load(std::shared_ptr<BinaryInputStream> stream) {
+bool NeuralModel<T>::load(
+    std::shared_ptr<BinaryInputStream> stream) { // NOLINT(performance-unnecessary-value-param)
     try {
         RecordReader reader(*stream);
         outputMode = 0;
