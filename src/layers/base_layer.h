@@ -54,8 +54,10 @@ using LayerMap = std::map<std::string, std::shared_ptr<BaseLayer<T>>>;
 ///
 /// Errors: exceptions, never return values. std::runtime_error "IPP exception: " and the status
 /// text, with the size error for tensors that don't fit each other; the frame in progress is then
-/// lost. Threads: one at a time drives a graph. Real time: after the first frames of a shape no
-/// allocation but for frames that someone keeps.
+/// lost.
+/// Threads: one at a time drives a graph.
+/// Real time: after the first frames of a shape no allocation but for frames that someone keeps, and in
+/// layers with several inputs, which allocate a few blocks for each frame.
 template <typename T>
 class BaseLayer {
 public:
