@@ -1,5 +1,6 @@
 #include "support/vector/fft_plan.h"
 
+#include <bit>
 #include <cmath>
 #include <new>
 #include <numbers>
@@ -63,7 +64,7 @@ int chooseRadices(int bits, int lanes, int (&radices)[16]) {
     int count = 0;
     if (lanes > 1) {
         radices[count++] = lanes;
-        bits -= lanes == 8 ? 3 : 2;
+        bits -= std::countr_zero(static_cast<unsigned>(lanes));
     }
     const int fours = bits % 3 == 1 ? 2 : bits % 3 == 2 ? 1 : 0;
     if (bits == 1) {
@@ -89,7 +90,7 @@ public:
 
     void planPasses() {
         const int bits = m_order - 1;
-        const int widthBits = m_form.lanes == 8 ? 3 : m_form.lanes == 4 ? 2 : 0;
+        const int widthBits = std::countr_zero(static_cast<unsigned>(m_form.lanes));
         // Vectors need as many butterflies in the first pass as they have lanes.
         const int lanes = bits >= 2 * widthBits ? m_form.lanes : 1;
         if (m_spec != nullptr)

@@ -11,7 +11,7 @@ namespace sorvane::vector {
 
 struct Kernels {
     const char* name;
-    int lanes;            // floats in a vector: a power of two from 1 to 8
+    int lanes;            // floats in a vector: a power of two from 1 to 16
     const int* pairOrder; // which of `lanes` adjacent pairs each lane gets when pairs are split
 
     IppStatus (*set32f)(Ipp32f, Ipp32f*, int);
@@ -53,6 +53,7 @@ extern const Kernels portableKernels;
 #if defined(__x86_64__) || defined(_M_X64)
 extern const Kernels sse2Kernels;
 extern const Kernels avx2Kernels;
+extern const Kernels avx512Kernels;
 #endif
 
 } // namespace sorvane::vector

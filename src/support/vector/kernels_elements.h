@@ -110,6 +110,8 @@ inline void updateRow(std::ptrdiff_t len, float* row, Op op, Sources... in) {
         storeAt(row + n, op(loadAt<F>(row + n), in.load(n)...));
         n += W;
     }
+    if constexpr (W > 8)
+        updatePiece<8>(len, n, row, op, in...);
     if constexpr (W > 4)
         updatePiece<4>(len, n, row, op, in...);
     if constexpr (W > 2) {

@@ -108,6 +108,34 @@ inline void butterfly(Complex<V> (&z)[8]) {
     }
 }
 
+/// Four columns of four points, turned, then their rows.
+template <class V>
+inline void butterfly(Complex<V> (&z)[16]) {
+    const V h(0.707106781f), c(0.923879533f), s(0.382683432f);
+    Complex<V> columns[4][4];
+    for (int i = 0; i < 4; ++i) {
+        for (int j = 0; j < 4; ++j)
+            columns[i][j] = z[i + 4 * j];
+        butterfly(columns[i]);
+    }
+    const Complex<V> turns[4][4] = {
+        {}, {{}, {c, -s}, {h, -h}, {s, -c}}, {}, {{}, {s, -c}, {-h, -h}, {-c, s}}};
+    for (int j = 1; j < 4; ++j) {
+        columns[1][j] = times(columns[1][j], turns[1][j]);
+        columns[3][j] = times(columns[3][j], turns[3][j]);
+    }
+    const Complex<V> a = columns[2][1], b = columns[2][3];
+    columns[2][1] = {(a.re + a.im) * h, (a.im - a.re) * h};
+    columns[2][2] = timesMinusI(columns[2][2]);
+    columns[2][3] = {(b.im - b.re) * h, (V(0.0f) - b.re - b.im) * h};
+    for (int j = 0; j < 4; ++j) {
+        Complex<V> row[4] = {columns[0][j], columns[1][j], columns[2][j], columns[3][j]};
+        butterfly(row);
+        for (int k = 0; k < 4; ++k)
+            z[j + 4 * k] = row[k];
+    }
+}
+
 /// A pass along its columns: all its vectors lie within one column's stride.
 template <class V, int Radix, class Source, class Target>
 inline void runPass(const FftPass& pass, Source in, Target out) {

@@ -7,11 +7,22 @@
 namespace {
 using Arch = xsimd::fma3<xsimd::avx2>;
 inline constexpr bool fusesProducts = true;
+inline constexpr int numRegisters = 16;
 } // namespace
 
 #include "support/vector/lanes_xsimd.h"
 
 namespace {
+
+inline F mulAdd(F a, F b, F c) {
+    return _mm256_fmadd_ps(a, b, c);
+}
+inline D mulAdd(D a, D b, D c) {
+    return _mm256_fmadd_pd(a, b, c);
+}
+inline F negMulAdd(F a, F b, F c) {
+    return _mm256_fnmadd_ps(a, b, c);
+}
 
 /// Splits pairs (re, im) into vectors. Their lanes come in the order that one shuffle within the
 /// two halves gives, "natural", which joinPairs undoes; naturalOrder[i] is the pair in lane i.

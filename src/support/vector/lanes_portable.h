@@ -11,6 +11,7 @@ using I = std::int32_t;
 using M = bool;
 using D = double;
 inline constexpr bool fusesProducts = false;
+inline constexpr int numRegisters = 16;
 
 template <class V>
 inline constexpr int lanesOf = 1;

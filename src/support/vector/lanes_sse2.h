@@ -7,11 +7,22 @@
 namespace {
 using Arch = xsimd::sse2;
 inline constexpr bool fusesProducts = false;
+inline constexpr int numRegisters = 16;
 } // namespace
 
 #include "support/vector/lanes_xsimd.h"
 
 namespace {
+
+inline F mulAdd(F a, F b, F c) {
+    return a * b + c;
+}
+inline D mulAdd(D a, D b, D c) {
+    return a * b + c;
+}
+inline F negMulAdd(F a, F b, F c) {
+    return c - a * b;
+}
 
 /// Splits pairs (re, im) into vectors. Their lanes may come in an order of the instruction set's
 /// own, "natural", which joinPairs undoes; naturalOrder[i] is the pair in lane i.
