@@ -1,8 +1,8 @@
 #pragma once
 
 // The operations on lanes on xsimd's vectors of the instruction set `Arch`, which the including
-// file defines with `fusesProducts` (mulAdd rounds once) and `numRegisters`. Each form adds the fused
-// operations, which xsimd lacks for AVX-512, and its shuffles.
+// file defines with `fusesProducts` (mulAdd rounds once) and `numRegisters`. The fused operations, which
+// xsimd lacks for AVX-512, and the shuffles are beside the vectors of each width.
 
 #include "support/vector/lanes_scalar.h"
 
@@ -51,7 +51,8 @@ inline F fromBits(I bits) {
 inline F toFloat(I i) {
     return xsimd::to_float(i);
 }
-inline void storeAt(float* p, F x) {
+template <class A>
+inline void storeAt(float* p, xsimd::batch<float, A> x) {
     x.store_unaligned(p);
 }
 inline float sumOf(F x) {
