@@ -10,8 +10,8 @@
 
 #include "support/vector/kernels_fft_bins.h"
 
-#include <bit>
 #include "support/vector/kernels_fft_butterflies.h"
+#include <bit>
 
 namespace {
 
