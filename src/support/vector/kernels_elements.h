@@ -23,6 +23,13 @@ struct In {
     F loadFew(std::ptrdiff_t count) const { return loadPartial(p, count); }
 };
 
+/// The same vector, or pair, everywhere.
+struct Same {
+    const float* p;
+    F load(std::ptrdiff_t n) const { return loadAt<F>(p + (W > 1 ? 0 : n % 2)); }
+    F loadFew(std::ptrdiff_t) const { return load(0); }
+};
+
 struct Out {
     float* p;
     void store(std::ptrdiff_t n, F x) const { storeAt(p + n, x); }
@@ -116,10 +123,6 @@ inline void updateRow(std::ptrdiff_t len, float* row, Op op, Sources... in) {
     }
 }
 
-inline Complex<F> product(Complex<F> a, Complex<F> b) {
-    return {negMulAdd(a.im, b.im, a.re * b.re), mulAdd(a.im, b.re, a.re * b.im)};
-}
-
 inline void copyRow(const float* src, float* dst, int len) {
     if (src != dst)
         std::memcpy(dst, src, static_cast<std::size_t>(len) * sizeof(float));
@@ -208,10 +211,23 @@ inline IppStatus mul32f(const float* src1, const float* src2, float* dst, int le
     return ippStsNoErr;
 }
 
+/// The products of two rows of pairs (re, im).
+template <class First, class Second>
+inline void multiplyPairs(std::ptrdiff_t len, float* dst, First a, Second b) {
+    if constexpr (W > 1) {
+        mapRows(
+            2 * len, Out{dst}, [](auto x, auto y) { return pairProducts(x, y); }, a, b);
+    } else {
+        for (std::ptrdiff_t n = 0; n < 2 * len; n += 2) {
+            const float ar = a.load(n), ai = a.load(n + 1), br = b.load(n), bi = b.load(n + 1);
+            dst[n] = negMulAdd(ai, bi, ar * br);
+            dst[n + 1] = mulAdd(ar, bi, ai * br);
+        }
+    }
+}
+
 inline IppStatus mul32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst, int len) {
-    mapRows(
-        len, ComplexOut(dst), [](Complex<F> a, Complex<F> b) { return product(a, b); },
-        ComplexIn(src1), ComplexIn(src2));
+    multiplyPairs(len, floats(dst), In{floats(src1)}, In{floats(src2)});
     return ippStsNoErr;
 }
 
@@ -231,9 +247,10 @@ inline IppStatus mulC32f(const float* src, float value, float* dst, int len) {
 }
 
 inline IppStatus mulC32fc(const Ipp32fc* src, Ipp32fc value, Ipp32fc* dst, int len) {
-    const Complex<F> c{F(floats(&value)[0]), F(floats(&value)[1])};
-    mapRows(
-        len, ComplexOut(dst), [c](Complex<F> a) { return product(a, c); }, ComplexIn(src));
+    float pairs[W > 1 ? W : 2];
+    for (std::ptrdiff_t n = 0; n < std::ptrdiff_t{sizeof pairs / sizeof *pairs}; ++n)
+        pairs[n] = floats(&value)[n % 2];
+    multiplyPairs(len, floats(dst), Same{pairs}, In{floats(src)});
     return ippStsNoErr;
 }
 

@@ -49,7 +49,7 @@ inline F expOfAny(F x) {
 
 /// The largest error is 1.0 units in the last place.
 inline F expOf(F x) {
-    if (anyAbove(absolute(x), F(87.0f))) [[unlikely]]
+    if (anyOf(isBeyond(absolute(x), F(87.0f)))) [[unlikely]]
         return expOfAny(x);
     F shifted;
     const F p = expOfRest(x, shifted);
@@ -63,15 +63,15 @@ inline F lnOfNormal(F x, F bias) {
     const I shifted = bitsOf(x) - sqrtHalf;
     const F e = toFloat(shifted >> 23) - bias;
     const F f = fromBits((shifted & I(0x007fffff)) + sqrtHalf) - F(1.0f);
-    F p = mulAdd(F(0.0534224287f), f, F(-0.109187193f));
-    p = mulAdd(p, f, F(0.121078141f));
-    p = mulAdd(p, f, F(-0.125492394f));
-    p = mulAdd(p, f, F(0.14209637f));
-    p = mulAdd(p, f, F(-0.16659373f));
-    p = mulAdd(p, f, F(0.200022221f));
-    p = mulAdd(p, f, F(-0.250001669f));
-    p = mulAdd(p, f, F(0.333333135f));
     const F square = f * f;
+    F even = mulAdd(F(0.0534224287f), square, F(0.121078141f));
+    F odd = mulAdd(F(-0.109187193f), square, F(-0.125492394f));
+    even = mulAdd(even, square, F(0.14209637f));
+    odd = mulAdd(odd, square, F(-0.16659373f));
+    even = mulAdd(even, square, F(0.200022221f));
+    odd = mulAdd(odd, square, F(-0.250001669f));
+    even = mulAdd(even, square, F(0.333333135f));
+    const F p = mulAdd(odd, f, even);
     F y = p * (square * f);
     y = mulAdd(e, F(-2.12194440e-4f), y);
     y = negMulAdd(F(0.5f), square, y);
@@ -132,28 +132,6 @@ inline Complex<F> cosAndSin(F x) {
             withSignFlipped(chooseBySign(odd, c, s), sinSign & sign)};
 }
 
-/// Lanes that are large, infinite or NaN, one by one.
-inline Complex<F> cosAndSinOfLarge(F x, Complex<F> reduced) {
-    float angles[W], cosines[W], sines[W];
-    storeAt(angles, x);
-    storeAt(cosines, reduced.re);
-    storeAt(sines, reduced.im);
-    for (std::ptrdiff_t i = 0; i < W; ++i) {
-        if (!(fabsf(angles[i]) <= largestReduced)) {
-            cosines[i] = cosf(angles[i]);
-            sines[i] = sinf(angles[i]);
-        }
-    }
-    return {loadAt<F>(cosines), loadAt<F>(sines)};
-}
-
-inline Complex<F> polarToCartesian(F magnitude, F phase) {
-    Complex<F> z = cosAndSin(phase);
-    if (anyAbove(absolute(phase), F(largestReduced))) [[unlikely]]
-        z = cosAndSinOfLarge(phase, z);
-    return {magnitude * z.re, magnitude * z.im};
-}
-
 /// atan2(im, re): the arc tangent of the smaller part over the larger one, then the octant.
 inline F phaseOf(Complex<F> z) {
     const F zero(0.0f);
@@ -162,23 +140,23 @@ inline F phaseOf(Complex<F> z) {
     const F larger = choose(steep, y, x), smaller = choose(steep, x, y);
     F q = smaller / larger;
     // Equal parts give 1 or, at the origin, 0, where the quotient may be NaN.
-    if (!allNormal(larger)) [[unlikely]]
+    if (anyOf(isNan(q))) [[unlikely]]
         q = choose(smaller == larger, choose(larger == zero, zero, F(1.0f)), q);
     const F square = q * q;
-    F p = mulAdd(F(0.00292031164f), square, F(-0.0163666476f));
-    p = mulAdd(p, square, F(0.0432094932f));
-    p = mulAdd(p, square, F(-0.0755194575f));
-    p = mulAdd(p, square, F(0.106658407f));
-    p = mulAdd(p, square, F(-0.14211008f));
-    p = mulAdd(p, square, F(0.199937671f));
-    p = mulAdd(p, square, F(-0.333331525f));
-    // Measured from the nearest axis, with pi / 2 and pi in two parts; -0 is on the left.
-    const I left = bitsOf(z.re) >> 31;
-    const F turn = withSignFlipped(mulAdd(p, square * q, q), signBitOf(z.re));
-    const F flat = turn + fromBits(left & bitsOf(F(-8.74227766e-8f)));
-    const F upright = F(-4.37113883e-8f) - turn;
-    F angle = choose(steep, upright, flat);
-    angle = angle + choose(steep, F(1.57079637f), fromBits(left & bitsOf(F(3.14159274f))));
+    // Even and odd powers apart: the shorter chain is worth the product more.
+    const F fourth = square * square;
+    F even = mulAdd(F(-0.0163666476f), fourth, F(-0.0755194426f));
+    F odd = mulAdd(F(0.00292031164f), fourth, F(0.0432094932f));
+    even = mulAdd(even, fourth, F(-0.14211008f));
+    odd = mulAdd(odd, fourth, F(0.106658407f));
+    even = mulAdd(even, fourth, F(-0.333331525f));
+    odd = mulAdd(odd, fourth, F(0.199937671f));
+    const F p = mulAdd(odd, square, even);
+    // From the nearest axis, towards or away from it; -0 is on the left.
+    const I left = signBitOf(z.re);
+    const F turn = withSignFlipped(mulAdd(p, square * q, q), left);
+    const F flat = fromBits((left >> 31) & bitsOf(F(3.14159274f))) + turn;
+    const F angle = choose(steep, F(1.57079637f) - turn, flat);
     return withSignFlipped(angle, signBitOf(z.im)); // NaN, which went through all of it, stays
 }
 
@@ -211,11 +189,32 @@ inline IppStatus phase32fc(const Ipp32fc* src, float* dst, int len) {
     return ippStsNoErr;
 }
 
+/// Once more for phases that are large, infinite or NaN. `dst` is wider than the sources, and so not
+/// one of them.
+inline void polarToCartOfLarge(const float* magnitude, const float* phase, float* dst,
+                               std::ptrdiff_t len) {
+    for (std::ptrdiff_t n = 0; n < len; ++n) {
+        if (isBeyond(fabsf(phase[n]), largestReduced)) {
+            dst[2 * n] = magnitude[n] * cosf(phase[n]);
+            dst[2 * n + 1] = magnitude[n] * sinf(phase[n]);
+        }
+    }
+}
+
 inline IppStatus polarToCart32fc(const float* magnitude, const float* phase, Ipp32fc* dst,
                                  int len) {
+    const F largest(largestReduced);
+    M large = isBeyond(F(0.0f), largest);
     mapRows(
-        len, ComplexOut(dst), [](F m, F p) { return polarToCartesian(m, p); }, In{magnitude},
-        In{phase});
+        len, ComplexOut(dst),
+        [&large, largest](F m, F p) {
+            large = eitherOf(large, isBeyond(absolute(p), largest));
+            const Complex<F> z = cosAndSin(p);
+            return Complex<F>{m * z.re, m * z.im};
+        },
+        In{magnitude}, In{phase});
+    if (anyOf(large))
+        polarToCartOfLarge(magnitude, phase, floats(dst), len);
     return ippStsNoErr;
 }
 

@@ -22,8 +22,11 @@ inline D mulAdd(D a, D b, D c) {
     return _mm256_fmadd_pd(a, b, c);
 }
 
-inline bool anyAbove(F x, F limit) {
-    return _mm256_movemask_ps(_mm256_cmp_ps(x, limit, _CMP_NLE_UQ)) != 0;
+inline M isBeyond(F x, F limit) {
+    return _mm256_cmp_ps(x, limit, _CMP_NLE_UQ);
+}
+inline bool anyOf(M condition) {
+    return _mm256_movemask_ps(condition) != 0;
 }
 inline bool allNormal(F x) {
     const __m256i moved = _mm256_add_epi32(_mm256_castps_si256(x), _mm256_set1_epi32(0x7f800000));
@@ -32,6 +35,12 @@ inline bool allNormal(F x) {
 }
 inline F chooseBySign(I bits, F yes, F no) {
     return _mm256_blendv_ps(no, yes, _mm256_castsi256_ps(bits));
+}
+
+/// The products of the pairs (re, im) of `a` and of `b`.
+inline F pairProducts(F a, F b) {
+    const __m256 im = _mm256_mul_ps(_mm256_movehdup_ps(a), _mm256_permute_ps(b, 0xb1));
+    return _mm256_fmaddsub_ps(_mm256_moveldup_ps(a), b, im);
 }
 
 inline __m256i firstLanes(std::ptrdiff_t count) {

@@ -22,8 +22,11 @@ inline D mulAdd(D a, D b, D c) {
     return _mm512_fmadd_pd(a, b, c);
 }
 
-inline bool anyAbove(F x, F limit) {
-    return _mm512_cmp_ps_mask(x, limit, _CMP_NLE_UQ) != 0;
+inline M isBeyond(F x, F limit) {
+    return _mm512_cmp_ps_mask(x, limit, _CMP_NLE_UQ);
+}
+inline bool anyOf(M condition) {
+    return static_cast<__mmask16>(condition) != 0;
 }
 inline bool allNormal(F x) {
     const __m512i moved = _mm512_sub_epi32(_mm512_castps_si512(x), _mm512_set1_epi32(0x00800000));
@@ -31,6 +34,12 @@ inline bool allNormal(F x) {
 }
 inline F chooseBySign(I bits, F yes, F no) {
     return _mm512_mask_blend_ps(_mm512_movepi32_mask(bits), no, yes);
+}
+
+/// The products of the pairs (re, im) of `a` and of `b`.
+inline F pairProducts(F a, F b) {
+    const __m512 im = _mm512_mul_ps(_mm512_movehdup_ps(a), _mm512_permute_ps(b, 0xb1));
+    return _mm512_fmaddsub_ps(_mm512_moveldup_ps(a), b, im);
 }
 
 inline __mmask16 firstLanes(std::ptrdiff_t count) {

@@ -82,8 +82,8 @@ inline float fromBits(std::int32_t bits) {
     return x;
 }
 
-/// Whether any lane, none of them negative, is above the limit or NaN.
-inline bool anyAbove(float x, float limit) {
+/// Above the limit or NaN.
+inline bool isBeyond(float x, float limit) {
     return !(x <= limit);
 }
 /// Whether all lanes are positive, normal and finite.

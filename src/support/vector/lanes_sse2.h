@@ -22,8 +22,11 @@ inline D mulAdd(D a, D b, D c) {
     return a * b + c;
 }
 
-inline bool anyAbove(F x, F limit) {
-    return _mm_movemask_ps(_mm_cmpnle_ps(x, limit)) != 0;
+inline M isBeyond(F x, F limit) {
+    return _mm_cmpnle_ps(x, limit);
+}
+inline bool anyOf(M condition) {
+    return _mm_movemask_ps(condition) != 0;
 }
 inline bool allNormal(F x) {
     const __m128i moved = _mm_add_epi32(_mm_castps_si128(x), _mm_set1_epi32(0x7f800000));
@@ -33,6 +36,15 @@ inline bool allNormal(F x) {
 inline F chooseBySign(I bits, F yes, F no) {
     const __m128 mask = _mm_castsi128_ps(_mm_srai_epi32(bits, 31));
     return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no));
+}
+
+/// The products of two pairs (re, im) of `a` and of `b`.
+inline F pairProducts(F a, F b) {
+    const __m128 re = _mm_mul_ps(_mm_shuffle_ps(a, a, _MM_SHUFFLE(2, 2, 0, 0)), b);
+    const __m128 im = _mm_mul_ps(_mm_shuffle_ps(a, a, _MM_SHUFFLE(3, 3, 1, 1)),
+                                 _mm_shuffle_ps(b, b, _MM_SHUFFLE(2, 3, 0, 1)));
+    const __m128 evenSigns = _mm_setr_ps(-0.0f, 0.0f, -0.0f, 0.0f);
+    return _mm_add_ps(re, _mm_xor_ps(im, evenSigns));
 }
 
 /// The first `count` (1 to 3) floats, the other lanes repeating the first one, so that they raise

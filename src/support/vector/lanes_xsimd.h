@@ -27,9 +27,6 @@ inline F choose(M condition, F yes, F no) {
 inline M isNan(F x) {
     return xsimd::isnan(x);
 }
-inline bool anyOf(M condition) {
-    return xsimd::any(condition);
-}
 inline M bothOf(M a, M b) {
     return a & b;
 }
