@@ -6,6 +6,8 @@
 #   libsndfile        host program and tests: audio files                      (libsndfile1-dev)
 #   CLI11             host program: command line                               (libcli11-dev)
 #   GoogleTest        tests                                                    (libgtest-dev)
+#   Google Benchmark  benches: the loop that times                             (libbenchmark-dev)
+#   nlohmann-json     benches: the report as JSON                              (nlohmann-json3-dev)
 #   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
 
 find_package(Threads REQUIRED)
@@ -19,4 +21,10 @@ endif()
 
 if(SORVANE_BUILD_TESTS)
     find_package(GTest REQUIRED)
+endif()
+
+if(SORVANE_BUILD_BENCHES)
+    find_package(benchmark REQUIRED)
+    find_package(CLI11 REQUIRED)
+    find_package(nlohmann_json REQUIRED)
 endif()
