@@ -7,6 +7,7 @@
 #   CLI11             host program: command line                               (libcli11-dev)
 #   GoogleTest        tests                                                    (libgtest-dev)
 #   Google Benchmark  benches: the loop that times                             (libbenchmark-dev)
+#   libsoxr           benches: a converter to compare with                     (libsoxr-dev)
 #   nlohmann-json     benches: the report as JSON                              (nlohmann-json3-dev)
 #   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
 
@@ -25,6 +26,8 @@ endif()
 
 if(SORVANE_BUILD_BENCHES)
     find_package(benchmark REQUIRED)
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(soxr REQUIRED IMPORTED_TARGET soxr)
     find_package(CLI11 REQUIRED)
     find_package(nlohmann_json REQUIRED)
 endif()
