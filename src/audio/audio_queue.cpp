@@ -28,7 +28,7 @@ Signal32 AudioQueue::read(int count) const {
     if (numChannels < 1)
         return {};
     Signal32 result(numChannels, count);
-    copyTo(result, count);
+    read(result, 0, count);
     return result;
 }
 
@@ -47,25 +47,25 @@ Signal32 AudioQueue::pop(int count) {
     if (numChannels < 1)
         return {};
     Signal32 result(numChannels, count);
-    copyTo(result, count);
+    read(result, 0, count);
     consume(count);
     numPending -= count;
     return result;
 }
 
-void AudioQueue::copyTo(Signal32& result, int count) const {
-    int remaining = count;
-    int offset = readOffset;
+void AudioQueue::read(Signal32& result, int offset, int count) const {
+    const int end = offset + count;
+    int start = readOffset;
     for (const Signal32& block : blocks) {
-        if (block.length - offset > remaining) {
-            result.copyRange(count - remaining, block, offset, offset + remaining);
+        if (block.length - start > end - offset) {
+            result.copyRange(offset, block, start, start + (end - offset));
             return;
         }
-        result.copyRange(count - remaining, block, offset, block.length);
-        remaining -= block.length - offset;
-        if (remaining == 0)
+        result.copyRange(offset, block, start, block.length);
+        offset += block.length - start;
+        if (offset == end)
             return;
-        offset = 0;
+        start = 0;
     }
 }
 

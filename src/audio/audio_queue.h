@@ -30,6 +30,10 @@ public:
     /// undefined.
     [[nodiscard]] Signal32 read(int count) const;
 
+    /// The same into samples `offset` up to `offset + count - 1` of a signal of the stream's
+    /// channels; those that aren't queued stay as they are.
+    void read(Signal32& result, int offset, int count) const;
+
     /// Drops the oldest `count` samples, all if there are no more. Keeps the channel count.
     void discard(int count);
 
@@ -37,9 +41,6 @@ public:
     [[nodiscard]] Signal32 pop(int count);
 
 private:
-    /// Copies from block to block until `count` samples are in `result`.
-    void copyTo(Signal32& result, int count) const;
-
     /// Lets go of the oldest `count` samples, block by block.
     void consume(int count);
 

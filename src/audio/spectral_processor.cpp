@@ -2,7 +2,7 @@
 
 #include "audio/windows.h"
 #include "support/bounded_list.h"
-#include "support/vector_status.h"
+#include "support/vector_rows.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -29,6 +29,15 @@ Signal32 slice(const Signal32& signal, std::int64_t offset, int count) {
         part.copyRange(static_cast<int>(start - offset), signal, static_cast<int>(start),
                        static_cast<int>(end));
     return part;
+}
+
+/// Multiplies `count` samples of every row from `offset` on by the same row of a window.
+void multiplyRows(Signal32& signal, int offset, const Signal32& window, int count) {
+    for (int c = 0; c < signal.channels; ++c) {
+        float* row = signal.channelData(c);
+        requireMemory(row);
+        check(ippsMul_32f(row + offset, window.row(c), row + offset, count));
+    }
 }
 
 } // namespace
@@ -92,53 +101,80 @@ void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
     }
     requireShape(hop > 0);
     inputQueue.add(input);
-    while (inputQueue.pending() >= frameLength) {
-        const Signal32 frame = inputQueue.read(frameLength);
-        inputQueue.discard(hop);
-        std::list<Signal32> processed = processFrame(frame);
-        requireRoom(outputFrames.size() + processed.size(), maxSignalsInList);
-        outputFrames.splice(outputFrames.end(), processed);
-    }
+    while (inputQueue.pending() >= frameLength)
+        processFrame();
 
     const std::int64_t numHops = std::max(
         static_cast<std::int64_t>(outputFrames.size()) - overlapCount + 1, std::int64_t{0});
     requireSize(numHops * hop, std::numeric_limits<int>::max());
     output = Signal32(outputFormat.numChannels(), static_cast<int>(numHops) * hop);
     for (int k = 0; k < static_cast<int>(numHops); ++k) {
-        const Signal32 sum = sumOldestHop();
-        if (sum.isEmpty())
-            output.fill(0.0F, hop * k, hop * (k + 1));
-        else
-            output.insert(hop * k, sum);
+        sumOldestHop(output, hop * k);
+        frames.give(std::move(outputFrames.front()));
         outputFrames.pop_front();
     }
 }
 
-Signal32 BaseSpectralProcessor::sumOldestHop() const {
-    Signal32 sum;
+void BaseSpectralProcessor::sumOldestHop(Signal32& output, int offset) const {
+    bool first = true;
     auto node = outputFrames.begin();
     for (int j = 0; j < overlapCount; ++j, ++node) {
-        const Signal32 part =
-            slice(*node, frameLength - (tailHops + j + 1) * std::int64_t{hop}, hop);
-        sum = sum.isEmpty() ? part : sum.add(part);
+        const std::int64_t position = frameLength - (tailHops + j + 1) * std::int64_t{hop};
+        const bool inside = position >= 0 && hop <= node->length - position;
+        const Signal32 part = inside ? *node : slice(*node, position, hop);
+        const int start = inside ? static_cast<int>(position) : 0;
+        if (part.isEmpty())
+            continue;
+        if (first)
+            output.copyRange(offset, part, start, start + hop);
+        for (int c = 0; !first && c < std::min(output.channels, part.channels); ++c) {
+            float* row = output.channelData(c) + offset;
+            check(ippsAdd_32f(row, part.row(c) + start, row, hop));
+        }
+        first = false;
     }
-    return sum;
+    if (first)
+        output.fill(0.0F, offset, offset + hop);
 }
 
-std::list<Signal32> BaseSpectralProcessor::processFrame(const Signal32& frame) {
-    Signal32 padded = frame.multiply(analysisWindow);
+/// The oldest frame of the queue, windowed, with zeros in front up to the transform's length.
+Signal32 BaseSpectralProcessor::takeFrame() {
     const int padding = fftLength - frameLength;
-    if (padding != 0) {
-        const Signal32 windowed = padded;
-        padded = Signal32(frame.channels, fftLength, 0.0F);
-        padded.insert(padding, windowed);
-    }
+    Signal32 frame = frames.take(std::max(inputQueue.channels(), 0), fftLength);
+    inputQueue.read(frame, padding, frameLength);
+    inputQueue.discard(hop);
+    frame.fill(0.0F, 0, padding);
+    multiplyRows(frame, padding, analysisWindow, frameLength);
+    return frame;
+}
 
-    std::list<Signal32> result;
-    for (const ComplexSignal32& spectrum : processSpectrum(fft.forward(padded)))
-        result.push_back(
-            slice(fft.inverse(spectrum), padding, frameLength).multiply(synthesisWindow));
-    return result;
+void BaseSpectralProcessor::processFrame() {
+    Signal32 frame = takeFrame();
+    ComplexSignal32 spectrum = spectra.take(frame.channels, FFT32::numBins(frame.length));
+    fft.forward(frame, spectrum);
+    frames.give(std::move(frame));
+    std::list<ComplexSignal32> results = processSpectrum(spectrum);
+    spectra.give(std::move(spectrum));
+    requireRoom(outputFrames.size() + results.size(), maxSignalsInList);
+    std::list<Signal32> finished;
+    for (ComplexSignal32& result : results) {
+        finished.push_back(finish(result));
+        spectra.give(std::move(result));
+    }
+    outputFrames.splice(outputFrames.end(), finished);
+}
+
+/// The windowed frame of samples that a spectrum stands for.
+Signal32 BaseSpectralProcessor::finish(const ComplexSignal32& spectrum) {
+    Signal32 time = frames.take(spectrum.channels, FFT32::numSamples(spectrum.length));
+    fft.inverse(spectrum, time);
+    const int padding = fftLength - frameLength;
+    if (padding != 0 || time.length != frameLength) {
+        frames.give(time);
+        time = slice(time, padding, frameLength);
+    }
+    multiplyRows(time, 0, synthesisWindow, frameLength);
+    return time;
 }
 
 } // namespace sorvane

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "audio/signal.h"
+#include "audio/signal_pool.h"
 #include "layers/terminal_layers.h"
 #include "support/streams.h"
 
@@ -54,12 +54,13 @@ public:
     /// run.
     std::vector<ComplexSignal32> runModel(const ComplexSignal32& frame);
 
-    /// Packs spectra into a tensor [1, packedRows, columns]; an empty one for none.
-    [[nodiscard]] Tensor<T> packFrames(const std::vector<ComplexSignal32>& frames) const;
+    /// Packs spectra into a tensor [1, packedRows, columns], an empty one for none, that is valid
+    /// until the next call.
+    const Tensor<T>& packFrames(const std::vector<ComplexSignal32>& frames);
 
-    /// Turns a tensor of the network into a signal of `bins` bins for each of its frames.
-    [[nodiscard]] std::vector<ComplexSignal32> unpackTensor(const Tensor<T>& tensor,
-                                                            int bins) const;
+    /// Turns a tensor of the network into a signal of `bins` bins for each of its frames. Their
+    /// blocks are used again once nobody else has them.
+    std::vector<ComplexSignal32> unpackTensor(const Tensor<T>& tensor, int bins);
 
     LayerMap<T> layers;
     std::shared_ptr<InputLayer<T>> inputLayer;
@@ -101,6 +102,9 @@ private:
     // Every layer in order of construction, those included whose name a later record took over:
     // they still stand among the successors of their source.
     std::vector<std::shared_ptr<BaseLayer<T>>> allLayers;
+    Tensor<T> packed;                    // of the frame in progress
+    SignalPool<Signal32> scratch;        // columns of packed frames, and magnitudes
+    SignalPool<ComplexSignal32> results; // what unpackTensor() gave
     std::shared_ptr<std::uint64_t> burstChanges = std::make_shared<std::uint64_t>(0);
 };
 

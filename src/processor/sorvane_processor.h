@@ -68,10 +68,12 @@ private:
     void runModels(const ComplexSignal32& modelFrame);
     [[nodiscard]] bool canMakeFrame() const;
     ComplexSignal32 makeFrame();
+    ComplexSignal32 mixSpectra(const ComplexSignal32& input);
+    ComplexSignal32 mixMasks(const ComplexSignal32& input);
+    [[nodiscard]] ComplexSignal32 frontMask(std::size_t bus) const;
+    [[nodiscard]] ComplexSignal32 bentMask(std::size_t bus);
     void distributeResults(std::size_t firstBus, int numMasks,
                            const std::vector<ComplexSignal32>& results);
-    [[nodiscard]] ComplexSignal32 applySensitivity(const ComplexSignal32& mask,
-                                                   float sensitivity) const;
     [[nodiscard]] float gainOf(std::size_t bus) const;
     [[nodiscard]] float sensitivityOf(std::size_t bus) const;
 

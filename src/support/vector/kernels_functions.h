@@ -22,24 +22,40 @@ inline I roundedBits(F shifted) {
     return bitsOf(shifted) - I(0x4b400000);
 }
 
-/// exp(x) = 2^n exp(r), |r| <= ln(2) / 2. The power of two is applied in two steps, so that
-/// results run over into infinity and under into denormals by themselves.
+/// 2^n exp(r), |r| <= ln(2) / 2. The power of two is applied in two steps, so that results run over
+/// into infinity and under into denormals by themselves.
+inline F scaledExp(F r, I n) {
+    F p = mulAdd(F(0.00138387561f), r, F(0.00836919062f));
+    p = mulAdd(p, r, F(0.0416681021f));
+    p = mulAdd(p, r, F(0.166665167f));
+    p = mulAdd(p, r, F(0.49999994f));
+    p = mulAdd(p, r * r, r) + F(1.0f);
+    const I half = n >> 1;
+    const F scale1 = fromBits((half + I(127)) << 23);
+    const F scale2 = fromBits((n - half + I(127)) << 23);
+    return p * scale1 * scale2;
+}
+
+/// exp(x) = 2^n exp(r), with n the integer nearest to x / ln(2).
 inline F expOf(F x) {
     const F limited = atLeast(F(-105.0f), atMost(F(90.0f), x));
     const F shifted = mulAdd(limited, F(1.44269504f), F(roundingShift));
     const F n = shifted - F(roundingShift);
     F r = negMulAdd(n, F(0.693359375f), limited); // ln(2) in two parts, the first exact for all n
     r = negMulAdd(n, F(-2.12194440e-4f), r);
-    F p = mulAdd(F(0.00138387561f), r, F(0.00836919062f));
-    p = mulAdd(p, r, F(0.0416681021f));
-    p = mulAdd(p, r, F(0.166665167f));
-    p = mulAdd(p, r, F(0.49999994f));
-    p = mulAdd(p, r * r, r) + F(1.0f);
-    const I exponent = roundedBits(shifted);
-    const I half = exponent >> 1;
-    const F scale1 = fromBits((half + I(127)) << 23);
-    const F scale2 = fromBits((exponent - half + I(127)) << 23);
-    return p * scale1 * scale2;
+    return scaledExp(r, roundedBits(shifted));
+}
+
+/// p in ln(1 + f) = f - f^2 / 2 + f^3 p, for 1 + f from sqrt(1/2) to sqrt(2).
+inline F lnSeries(F f) {
+    F p = mulAdd(F(0.0534224287f), f, F(-0.109187193f));
+    p = mulAdd(p, f, F(0.121078141f));
+    p = mulAdd(p, f, F(-0.125492394f));
+    p = mulAdd(p, f, F(0.14209637f));
+    p = mulAdd(p, f, F(-0.16659373f));
+    p = mulAdd(p, f, F(0.200022221f));
+    p = mulAdd(p, f, F(-0.250001669f));
+    return mulAdd(p, f, F(0.333333135f));
 }
 
 /// ln(m 2^e) = ln(1 + f) + e ln(2), f = m - 1, m from sqrt(1/2) to sqrt(2).
@@ -53,14 +69,7 @@ inline F lnOf(F x, M& zeros, M& negatives) {
     const I shifted = bitsOf(m) - sqrtHalf;
     const F e = toFloat(shifted >> 23) - choose(denormal, F(23.0f), zero);
     const F f = fromBits((shifted & I(0x007fffff)) + sqrtHalf) - one;
-    F p = mulAdd(F(0.0534224287f), f, F(-0.109187193f));
-    p = mulAdd(p, f, F(0.121078141f));
-    p = mulAdd(p, f, F(-0.125492394f));
-    p = mulAdd(p, f, F(0.14209637f));
-    p = mulAdd(p, f, F(-0.16659373f));
-    p = mulAdd(p, f, F(0.200022221f));
-    p = mulAdd(p, f, F(-0.250001669f));
-    p = mulAdd(p, f, F(0.333333135f));
+    const F p = lnSeries(f);
     const F square = f * f;
     F y = p * (square * f);
     y = mulAdd(e, F(-2.12194440e-4f), y);

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "audio/signal.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+namespace sorvane {
+
+/// Blocks that are used again, so that a steady stream allocates none. A signal is given when it
+/// has been written, also while others still share its block; it is taken again once they have let
+/// go of it. Keeps a fixed number of blocks, and forgets the oldest beyond.
+///
+/// Threads: one at a time. Whoever shares a block on another thread must have told this one, by
+/// whatever synchronises the two, that it has read it.
+template <typename Signal>
+class SignalPool {
+public:
+    SignalPool() { spares.reserve(capacity); }
+
+    /// A signal of undefined contents whose block nobody shares.
+    [[nodiscard]] Signal take(int channels, int length) {
+        const auto spare = std::find_if(spares.begin(), spares.end(), [&](const Signal& signal) {
+            return signal.channels == channels && signal.length == length && !signal.isShared();
+        });
+        if (spare == spares.end())
+            return Signal(channels, length);
+        Signal signal = std::move(*spare);
+        spares.erase(spare);
+        return signal;
+    }
+
+    void give(Signal signal) {
+        if (!signal.data)
+            return;
+        if (spares.size() == capacity)
+            spares.erase(spares.begin());
+        spares.push_back(std::move(signal));
+    }
+
+private:
+    static constexpr std::size_t capacity = 16;
+    std::vector<Signal> spares; // oldest first
+};
+
+} // namespace sorvane
