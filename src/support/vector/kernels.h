@@ -11,8 +11,8 @@ namespace sorvane::vector {
 
 struct Kernels {
     const char* name;
-    int lanes;            // floats in a vector: a power of two from 1 to 8
-    const int* pairOrder; // which of `lanes` adjacent pairs each lane gets when pairs are split
+    int lanes;        // floats in a vector: a power of two from 1 to 16
+    int numRegisters; // that hold such vectors
 
     IppStatus (*set32f)(Ipp32f, Ipp32f*, int);
     IppStatus (*set32fc)(Ipp32fc, Ipp32fc*, int);
@@ -59,6 +59,7 @@ extern const Kernels portableKernels;
 #if defined(__x86_64__) || defined(_M_X64)
 extern const Kernels sse2Kernels;
 extern const Kernels avx2Kernels;
+extern const Kernels avx512Kernels;
 #endif
 
 } // namespace sorvane::vector

@@ -140,7 +140,7 @@ inline Complex<F> polarToCartesian(F magnitude, F phase) {
     const F a = absolute(phase);
     if (anyOf(eitherOf(a > F(largestReduced), isNan(a))))
         z = cosAndSinOfLarge(phase, z);
-    return {toNatural(magnitude * z.re), toNatural(magnitude * z.im)};
+    return {magnitude * z.re, magnitude * z.im};
 }
 
 /// atan2(im, re): the arc tangent of the smaller part over the larger one, then the octant.
@@ -189,15 +189,14 @@ inline IppStatus ln32f(const float* src, float* dst, int len) {
 
 inline IppStatus magnitude32fc(const Ipp32fc* src, float* dst, int len) {
     mapRows(
-        len, Out{dst},
-        [](Complex<F> z) { return toLinear(squareRoot(mulAdd(z.re, z.re, z.im * z.im))); },
+        len, Out{dst}, [](Complex<F> z) { return squareRoot(mulAdd(z.re, z.re, z.im * z.im)); },
         ComplexIn(src));
     return ippStsNoErr;
 }
 
 inline IppStatus phase32fc(const Ipp32fc* src, float* dst, int len) {
     mapRows(
-        len, Out{dst}, [](Complex<F> z) { return toLinear(phaseOf(z)); }, ComplexIn(src));
+        len, Out{dst}, [](Complex<F> z) { return phaseOf(z); }, ComplexIn(src));
     return ippStsNoErr;
 }
 

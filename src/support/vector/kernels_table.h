@@ -18,7 +18,7 @@ namespace {
 inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
     return {name,
             static_cast<int>(W),
-            naturalOrder,
+            numRegisters,
             set32f,
             set32fc,
             add32f,

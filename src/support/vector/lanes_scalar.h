@@ -25,6 +25,11 @@ inline float mulAdd(float a, float b, float c) {
 #endif
 }
 
+/// a * b - c.
+inline float mulSub(float a, float b, float c) {
+    return mulAdd(a, b, -c);
+}
+
 /// c - a * b.
 inline float negMulAdd(float a, float b, float c) {
     return mulAdd(-a, b, c);
@@ -91,21 +96,21 @@ inline double sumOf(double x) {
     return x;
 }
 
-inline Complex<float> splitPairs(float a, float b) {
-    return {a, b};
-}
-inline void joinPairs(Complex<float> z, float& a, float& b) {
-    a = z.re;
-    b = z.im;
-}
-inline float toLinear(float x) {
-    return x;
-}
-inline float toNatural(float x) {
-    return x;
-}
 inline float reversed(float x) {
     return x;
+}
+inline void loadPairs(const float* p, Complex<float>& z) {
+    z = {p[0], p[1]};
+}
+inline void loadPairsReversed(const float* p, Complex<float>& z) {
+    loadPairs(p, z);
+}
+inline void storePairs(float* p, Complex<float> z) {
+    p[0] = z.re;
+    p[1] = z.im;
+}
+inline void storePairsReversed(float* p, Complex<float> z) {
+    storePairs(p, z);
 }
 
 } // namespace
