@@ -16,7 +16,7 @@ inline IppStatus hypot32fc(const Ipp32fc* src, float* dst, int len) {
             const F parts = absolute(z.re) + absolute(z.im);
             const M tiny = bothOf(square<F(leastSquare), parts> F(0.0f));
             odd = eitherOf(odd, eitherOf(tiny, eitherOf(square > F(largestSquare), isNan(square))));
-            return toLinear(squareRoot(square));
+            return squareRoot(square);
         },
         ComplexIn(src));
     // Rare enough for one value at a time: silence that decays, or a stream gone wild.
@@ -82,7 +82,7 @@ inline IppStatus realToCplx32f(const float* src, Ipp32fc* dst, int len) {
     mapRows(
         len, ComplexOut(dst),
         [](F x) {
-            return Complex<F>{toNatural(x), F(0.0f)};
+            return Complex<F>{x, F(0.0f)};
         },
         In{src});
     return ippStsNoErr;
@@ -92,7 +92,7 @@ inline IppStatus interleavePair32f(const float* src1, const float* src2, float* 
     mapRows(
         len, ComplexOut(reinterpret_cast<Ipp32fc*>(dst)),
         [](F a, F b) {
-            return Complex<F>{toNatural(a), toNatural(b)};
+            return Complex<F>{a, b};
         },
         In{src1}, In{src2});
     return ippStsNoErr;
@@ -102,12 +102,12 @@ inline IppStatus interleavePair32f(const float* src1, const float* src2, float* 
 struct PairOut {
     Out first, second;
     void store(std::ptrdiff_t n, Complex<F> z) const {
-        first.store(n, toLinear(z.re));
-        second.store(n, toLinear(z.im));
+        first.store(n, z.re);
+        second.store(n, z.im);
     }
     void storeFew(std::ptrdiff_t count, Complex<F> z) const {
-        first.storeFew(count, toLinear(z.re));
-        second.storeFew(count, toLinear(z.im));
+        first.storeFew(count, z.re);
+        second.storeFew(count, z.im);
     }
 };
 
