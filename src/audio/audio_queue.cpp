@@ -1,6 +1,9 @@
 #include "audio/audio_queue.h"
 
 #include "support/bounded_list.h"
+#include "support/vector_rows.h"
+
+#include <algorithm>
 
 namespace sorvane {
 
@@ -28,7 +31,7 @@ Signal32 AudioQueue::read(int count) const {
     if (numChannels < 1)
         return {};
     Signal32 result(numChannels, count);
-    read(result, 0, count);
+    copyTo(result, count);
     return result;
 }
 
@@ -47,23 +50,39 @@ Signal32 AudioQueue::pop(int count) {
     if (numChannels < 1)
         return {};
     Signal32 result(numChannels, count);
-    read(result, 0, count);
+    copyTo(result, count);
     consume(count);
     numPending -= count;
     return result;
 }
 
-void AudioQueue::read(Signal32& result, int offset, int count) const {
-    const int end = offset + count;
-    int start = readOffset;
-    for (const Signal32& block : blocks) {
-        if (block.length - start > end - offset) {
-            result.copyRange(offset, block, start, start + (end - offset));
-            return;
+void AudioQueue::copyTo(Signal32& result, int count) const {
+    visit(count, [&](const Signal32& block, int start, int length, int position) {
+        result.copyRange(position, block, start, start + length);
+    });
+}
+
+void AudioQueue::readTimes(const Signal32& window, Signal32& result, int offset) const {
+    visit(window.length, [&](const Signal32& block, int start, int length, int position) {
+        for (int c = 0; c < block.channels; ++c) {
+            requireMemory(block.row(c));
+            float* row = result.channelData(c);
+            requireMemory(row);
+            check(ippsMul_32f(block.row(c) + start, window.row(c) + position,
+                              row + offset + position, length));
         }
-        result.copyRange(offset, block, start, block.length);
-        offset += block.length - start;
-        if (offset == end)
+    });
+}
+
+template <typename Use>
+void AudioQueue::visit(int count, Use use) const {
+    int start = readOffset;
+    int position = 0;
+    for (const Signal32& block : blocks) {
+        const int length = std::min(block.length - start, count - position);
+        use(block, start, length, position);
+        position += length;
+        if (position == count)
             return;
         start = 0;
     }

@@ -30,9 +30,9 @@ public:
     /// undefined.
     [[nodiscard]] Signal32 read(int count) const;
 
-    /// The same into samples `offset` up to `offset + count - 1` of a signal of the stream's
-    /// channels; those that aren't queued stay as they are.
-    void read(Signal32& result, int offset, int count) const;
+    /// Multiplies the oldest samples by a window and stores them from `offset` on in `result`, a
+    /// signal of the stream's channels; as many as the window is long and are queued.
+    void readTimes(const Signal32& window, Signal32& result, int offset) const;
 
     /// Drops the oldest `count` samples, all if there are no more. Keeps the channel count.
     void discard(int count);
@@ -41,6 +41,14 @@ public:
     [[nodiscard]] Signal32 pop(int count);
 
 private:
+    /// Calls `use(block, start, count, position)` for each block of the oldest `count` samples:
+    /// `count` samples of the block from `start` on, which are `position` after the oldest.
+    template <typename Use>
+    void visit(int count, Use use) const;
+
+    /// Copies until `count` samples are in `result`.
+    void copyTo(Signal32& result, int count) const;
+
     /// Lets go of the oldest `count` samples, block by block.
     void consume(int count);
 

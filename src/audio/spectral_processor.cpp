@@ -31,6 +31,18 @@ Signal32 slice(const Signal32& signal, std::int64_t offset, int count) {
     return part;
 }
 
+/// Samples of a frame from `start` on.
+struct Part {
+    Signal32 frame;
+    int start;
+
+    /// Null for a row that the frame lacks.
+    [[nodiscard]] const float* row(int channel) const {
+        return channel < frame.channels && frame.row(channel) ? frame.row(channel) + start
+                                                              : nullptr;
+    }
+};
+
 /// Multiplies `count` samples of every row from `offset` on by the same row of a window.
 void multiplyRows(Signal32& signal, int offset, const Signal32& window, int count) {
     for (int c = 0; c < signal.channels; ++c) {
@@ -107,44 +119,44 @@ void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
     const std::int64_t numHops = std::max(
         static_cast<std::int64_t>(outputFrames.size()) - overlapCount + 1, std::int64_t{0});
     requireSize(numHops * hop, std::numeric_limits<int>::max());
-    output = Signal32(outputFormat.numChannels(), static_cast<int>(numHops) * hop);
+    output = outputs.take(outputFormat.numChannels(), static_cast<int>(numHops) * hop);
     for (int k = 0; k < static_cast<int>(numHops); ++k) {
         sumOldestHop(output, hop * k);
         frames.give(std::move(outputFrames.front()));
         outputFrames.pop_front();
     }
+    outputs.give(output);
 }
 
 void BaseSpectralProcessor::sumOldestHop(Signal32& output, int offset) const {
-    bool first = true;
-    auto node = outputFrames.begin();
-    for (int j = 0; j < overlapCount; ++j, ++node) {
-        const std::int64_t position = frameLength - (tailHops + j + 1) * std::int64_t{hop};
-        const bool inside = position >= 0 && hop <= node->length - position;
-        const Signal32 part = inside ? *node : slice(*node, position, hop);
-        const int start = inside ? static_cast<int>(position) : 0;
-        if (part.isEmpty())
-            continue;
-        if (first)
-            output.copyRange(offset, part, start, start + hop);
-        for (int c = 0; !first && c < std::min(output.channels, part.channels); ++c) {
-            float* row = output.channelData(c) + offset;
-            check(ippsAdd_32f(row, part.row(c) + start, row, hop));
-        }
-        first = false;
+    const auto partOf = [&](const Signal32& frame, int age) {
+        const std::int64_t position = frameLength - (tailHops + age + 1) * std::int64_t{hop};
+        const bool inside = position >= 0 && hop <= frame.length - position;
+        return inside ? Part{frame, static_cast<int>(position)}
+                      : Part{slice(frame, position, hop), 0};
+    };
+    const Part older = partOf(outputFrames.front(), 0);
+    const Part newer = partOf(*std::next(outputFrames.begin()), 1);
+    for (int c = 0; c < output.channels; ++c) {
+        const float* a = older.row(c);
+        const float* b = newer.row(c);
+        float* sum = output.channelData(c) + offset;
+        if (a && b)
+            check(ippsAdd_32f(a, b, sum, hop));
+        else if (a || b)
+            copyElements(a ? a : b, sum, hop);
+        else // frames of a stage that gave nothing
+            zeroElements(sum, hop);
     }
-    if (first)
-        output.fill(0.0F, offset, offset + hop);
 }
 
 /// The oldest frame of the queue, windowed, with zeros in front up to the transform's length.
 Signal32 BaseSpectralProcessor::takeFrame() {
     const int padding = fftLength - frameLength;
     Signal32 frame = frames.take(std::max(inputQueue.channels(), 0), fftLength);
-    inputQueue.read(frame, padding, frameLength);
-    inputQueue.discard(hop);
     frame.fill(0.0F, 0, padding);
-    multiplyRows(frame, padding, analysisWindow, frameLength);
+    inputQueue.readTimes(analysisWindow, frame, padding);
+    inputQueue.discard(hop);
     return frame;
 }
 

@@ -61,6 +61,7 @@ private:
     FFT32 fft;
     std::list<Signal32> outputFrames; // processed, oldest first
     SignalPool<Signal32> frames;
+    SignalPool<Signal32> outputs; // what process() gave
     AudioQueue inputQueue;
 };
 
