@@ -70,6 +70,7 @@ private:
     ComplexSignal32 makeFrame();
     ComplexSignal32 mixSpectra(const ComplexSignal32& input);
     ComplexSignal32 mixMasks(const ComplexSignal32& input);
+    ComplexSignal32 sumMasks();
     [[nodiscard]] ComplexSignal32 frontMask(std::size_t bus) const;
     [[nodiscard]] ComplexSignal32 bentMask(std::size_t bus);
     void distributeResults(std::size_t firstBus, int numMasks,

@@ -145,6 +145,25 @@ ComplexSignal32 SorvaneProcessor::mixSpectra(const ComplexSignal32& input) {
 
 /// The input times the sum of the masks and of what they leave of 1, by their gains.
 ComplexSignal32 SorvaneProcessor::mixMasks(const ComplexSignal32& input) {
+    ComplexSignal32 mix = spectra.take(outputFormat.numChannels(), input.length);
+    const float remainderGain = gainOf(numQueues());
+    if (numQueues() == 1 && sensitivityOf(1) == 0.0F) {
+        // One mask, the usual case, takes a single pass.
+        const ComplexSignal32 mask = bentMask(0);
+        for (int c = 0; c < mix.channels; ++c)
+            check(vlApplyMask_32fc(mask.row(rowFor(mask, c)), gainOf(0) - remainderGain,
+                                   remainderGain, input.row(c), mix.channelData(c), mix.length));
+        return mix;
+    }
+    const ComplexSignal32 weights = sumMasks();
+    // One row of weights serves all channels where the masks' channels aren't the host's.
+    for (int c = 0; c < mix.channels; ++c)
+        check(ippsMul_32fc(weights.row(rowFor(weights, c)), input.row(c), mix.channelData(c),
+                           mix.length));
+    return mix;
+}
+
+ComplexSignal32 SorvaneProcessor::sumMasks() {
     const std::size_t lastBus = numQueues();
     const float remainderGain = gainOf(lastBus);
     const float remainderSensitivity = sensitivityOf(lastBus);
@@ -168,14 +187,8 @@ ComplexSignal32 SorvaneProcessor::mixMasks(const ComplexSignal32& input) {
         addScaledRows(weights, remainder, remainderGain);
         spectra.give(std::move(remainder));
     }
-
-    // One row of weights serves all channels where the masks' channels aren't the host's.
-    ComplexSignal32 mix = spectra.take(outputFormat.numChannels(), input.length);
-    for (int c = 0; c < mix.channels; ++c)
-        check(ippsMul_32fc(weights.row(rowFor(weights, c)), input.row(c), mix.channelData(c),
-                           mix.length));
-    spectra.give(std::move(weights));
-    return mix;
+    spectra.give(weights);
+    return weights;
 }
 
 /// The oldest mask or stem of a bus, with the host's channels or with one for all of them.

@@ -46,6 +46,7 @@ struct Kernels {
 
     IppStatus (*hypot32fc)(const Ipp32fc*, Ipp32f*, int);
     IppStatus (*bend32fc)(const Ipp32fc*, Ipp32fc*, int, Ipp32f);
+    IppStatus (*applyMask32fc)(const Ipp32fc*, Ipp32f, Ipp32f, const Ipp32fc*, Ipp32fc*, int);
     IppStatus (*realToCplx32f)(const Ipp32f*, Ipp32fc*, int);
     IppStatus (*interleavePair32f)(const Ipp32f*, const Ipp32f*, Ipp32f*, int);
     IppStatus (*deinterleavePair32f)(const Ipp32f*, Ipp32f*, Ipp32f*, int);

@@ -78,6 +78,18 @@ inline IppStatus bend32fc(const Ipp32fc* src, Ipp32fc* dst, int len, float g) {
     return ippStsNoErr;
 }
 
+inline IppStatus applyMask32fc(const Ipp32fc* mask, float factor, float addend,
+                               const Ipp32fc* input, Ipp32fc* dst, int len) {
+    const F f(factor), a(addend);
+    mapRows(
+        len, ComplexOut(dst),
+        [=](Complex<F> m, Complex<F> x) {
+            return product(Complex<F>{mulAdd(m.re, f, a), mulAdd(m.im, f, F(0.0f))}, x);
+        },
+        ComplexIn(mask), ComplexIn(input));
+    return ippStsNoErr;
+}
+
 inline IppStatus realToCplx32f(const float* src, Ipp32fc* dst, int len) {
     mapRows(
         len, ComplexOut(dst),

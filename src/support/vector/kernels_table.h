@@ -49,6 +49,7 @@ inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
             normL232f,
             hypot32fc,
             bend32fc,
+            applyMask32fc,
             realToCplx32f,
             interleavePair32f,
             deinterleavePair32f,

@@ -59,6 +59,13 @@ inline Expected bent(const double* z, double g) {
     return {{z[0] * factor, z[1] * factor}, std::max(x, x * factor)};
 }
 
+inline Expected maskedInput(const double* mask, const double* input) {
+    const double weight[2] = {mask[0] * exactConstant + 1.5, mask[1] * exactConstant};
+    Expected result = complexProduct(weight, input);
+    result.scale = (std::hypot(mask[0], mask[1]) + 1.5) * std::hypot(input[0], input[1]);
+    return result;
+}
+
 // The arguments' names stand in the table.
 #define RUN(call)                                                                                  \
     []([[maybe_unused]] const float* a, [[maybe_unused]] const float* b, float* dst, int len) {    \
@@ -139,6 +146,9 @@ inline const Operation operations[] = {
      RUN(vlBend_32fc(complexes(a), complexes(dst), len, 0.47f)), EXPECT(bent(a, double{0.47f}))},
     {"Bend_32fc downwards", {2, 0, 2}, 6, {-0.9f, 0.9f}, {0, 0}, false,
      RUN(vlBend_32fc(complexes(a), complexes(dst), len, 2.12f)), EXPECT(bent(a, double{2.12f}))},
+    {"ApplyMask_32fc", {2, 2, 2}, 5, {-9, 9}, {-9, 9}, false,
+     RUN(vlApplyMask_32fc(complexes(a), constant, 1.5f, complexes(b), complexes(dst), len)),
+     EXPECT(maskedInput(a, b))},
     {"RealToCplx_32f", {1, 0, 2}, 0, {-9, 9}, {0, 0}, false,
      RUN(vlRealToCplx_32f(a, complexes(dst), len)), GIVES({{a[0], 0}})},
     {"Interleave_32f", {1, 1, 2}, 0, {-9, 9}, {-9, 9}, false,
