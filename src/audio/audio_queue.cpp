@@ -1,6 +1,5 @@
 #include "audio/audio_queue.h"
 
-#include "support/bounded_list.h"
 #include "support/vector_rows.h"
 
 #include <algorithm>
@@ -16,7 +15,7 @@ void AudioQueue::add(const Signal32& block) {
         clear();
     if (block.length < 1)
         return;
-    appendBounded(blocks, block, maxSignalsInList);
+    blocks.push_back(block, maxSignalsInList);
     numPending += block.length;
 }
 
@@ -50,10 +49,14 @@ Signal32 AudioQueue::pop(int count) {
     if (numChannels < 1)
         return {};
     Signal32 result(numChannels, count);
-    copyTo(result, count);
-    consume(count);
-    numPending -= count;
+    popTo(result);
     return result;
+}
+
+void AudioQueue::popTo(Signal32& result) {
+    copyTo(result, result.length);
+    consume(result.length);
+    numPending -= result.length;
 }
 
 void AudioQueue::copyTo(Signal32& result, int count) const {

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "audio/signal.h"
+#include "support/recycled_list.h"
 
 #include <cstdint>
-#include <list>
 
 namespace sorvane {
 
@@ -40,6 +40,9 @@ public:
     /// Takes the oldest `count` samples, which must not be more than are pending.
     [[nodiscard]] Signal32 pop(int count);
 
+    /// The same, as many samples as `result` has, into a signal of the stream's channels.
+    void popTo(Signal32& result);
+
 private:
     /// Calls `use(block, start, count, position)` for each block of the oldest `count` samples:
     /// `count` samples of the block from `start` on, which are `position` after the oldest.
@@ -52,9 +55,9 @@ private:
     /// Lets go of the oldest `count` samples, block by block.
     void consume(int count);
 
-    std::int64_t numPending = 0; // the lengths of all blocks less readOffset
-    std::list<Signal32> blocks;  // oldest first, each of one sample or more
-    int readOffset = 0;          // samples of the oldest block that are consumed
+    std::int64_t numPending = 0;   // the lengths of all blocks less readOffset
+    RecycledList<Signal32> blocks; // oldest first, each of one sample or more
+    int readOffset = 0;            // samples of the oldest block that are consumed
     int numChannels = -1;
 };
 

@@ -4,13 +4,14 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace sorvane {
 
 /// Blocks that are used again, so that a steady stream allocates none. A signal is given when it
 /// has been written, also while others still share its block; it is taken again once they have let
-/// go of it. Keeps a fixed number of blocks, and forgets the oldest beyond.
+/// go of it. Keeps up to 16 blocks, the newest, of up to a megabyte each.
 ///
 /// Threads: one at a time. Whoever shares a block on another thread must have told this one, by
 /// whatever synchronises the two, that it has read it.
@@ -32,7 +33,7 @@ public:
     }
 
     void give(Signal signal) {
-        if (!signal.data)
+        if (!signal.data || bytesOf(signal) > maxBytes)
             return;
         if (spares.size() == capacity)
             spares.erase(spares.begin());
@@ -40,7 +41,13 @@ public:
     }
 
 private:
+    static std::int64_t bytesOf(const Signal& signal) {
+        return std::int64_t{signal.data->stride} * signal.channels *
+               static_cast<std::int64_t>(sizeof(*signal.row(0)));
+    }
+
     static constexpr std::size_t capacity = 16;
+    static constexpr std::int64_t maxBytes = 1 << 20;
     std::vector<Signal> spares; // oldest first
 };
 

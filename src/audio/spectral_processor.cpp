@@ -1,7 +1,6 @@
 #include "audio/spectral_processor.h"
 
 #include "audio/windows.h"
-#include "support/bounded_list.h"
 #include "support/vector_rows.h"
 
 #include <algorithm>
@@ -122,8 +121,7 @@ void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
     output = outputs.take(outputFormat.numChannels(), static_cast<int>(numHops) * hop);
     for (int k = 0; k < static_cast<int>(numHops); ++k) {
         sumOldestHop(output, hop * k);
-        frames.give(std::move(outputFrames.front()));
-        outputFrames.pop_front();
+        frames.give(outputFrames.pop_front());
     }
     outputs.give(output);
 }
@@ -167,13 +165,10 @@ void BaseSpectralProcessor::processFrame() {
     frames.give(std::move(frame));
     std::list<ComplexSignal32> results = processSpectrum(spectrum);
     spectra.give(std::move(spectrum));
-    requireRoom(outputFrames.size() + results.size(), maxSignalsInList);
-    std::list<Signal32> finished;
     for (ComplexSignal32& result : results) {
-        finished.push_back(finish(result));
+        outputFrames.push_back(finish(result), maxSignalsInList);
         spectra.give(std::move(result));
     }
-    outputFrames.splice(outputFrames.end(), finished);
 }
 
 /// The windowed frame of samples that a spectrum stands for.

@@ -4,6 +4,7 @@
 #include "audio/audio_queue.h"
 #include "audio/fft.h"
 #include "audio/signal_pool.h"
+#include "support/recycled_list.h"
 
 #include <list>
 
@@ -59,7 +60,7 @@ private:
     Signal32 analysisWindow;  // a row per input channel, frameLength samples
     Signal32 synthesisWindow; // a row per output channel, frameLength samples
     FFT32 fft;
-    std::list<Signal32> outputFrames; // processed, oldest first
+    RecycledList<Signal32> outputFrames; // processed, oldest first
     SignalPool<Signal32> frames;
     SignalPool<Signal32> outputs; // what process() gave
     AudioQueue inputQueue;

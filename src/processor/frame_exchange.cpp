@@ -189,18 +189,18 @@ void unpackFrame(const Layout& layout, const float* frame, int columns, bool ext
 } // namespace
 
 template <typename T>
-std::vector<ComplexSignal32> NeuralModel<T>::runModel(const ComplexSignal32& frame) {
+const std::vector<ComplexSignal32>& NeuralModel<T>::runModel(const ComplexSignal32& frame) {
     if (!frameHistory.empty()) {
         // The node of the oldest frame serves the newest.
         frameHistory.splice(frameHistory.end(), frameHistory, frameHistory.begin());
         frameHistory.back() = frame;
     }
-    inputLayer->forward(packFrames({frameHistory.begin(), frameHistory.end()}), nullptr);
+    inputLayer->forward(packFrames(frameHistory), nullptr);
     return unpackTensor(outputLayer->collect(), frame.length);
 }
 
 template <typename T>
-const Tensor<T>& NeuralModel<T>::packFrames(const std::vector<ComplexSignal32>& frames) {
+const Tensor<T>& NeuralModel<T>::packFrames(const std::list<ComplexSignal32>& frames) {
     // A layer that still holds the last frame keeps it.
     if (packed.isShared())
         packed = {};
@@ -240,9 +240,11 @@ const Tensor<T>& NeuralModel<T>::packFrames(const std::vector<ComplexSignal32>& 
 }
 
 template <typename T>
-std::vector<ComplexSignal32> NeuralModel<T>::unpackTensor(const Tensor<T>& tensor, int bins) {
+const std::vector<ComplexSignal32>& NeuralModel<T>::unpackTensor(const Tensor<T>& tensor,
+                                                                 int bins) {
+    unpacked.clear();
     if (elementCount(tensor.shape) == 0)
-        return {};
+        return unpacked;
     const TensorDims dims = dimsOf(tensor);
     const Layout layout{outputPacking, bins, packedBins, lowBins, bandGroup};
     const bool complex = isComplexPacking(outputPacking);
@@ -260,21 +262,20 @@ std::vector<ComplexSignal32> NeuralModel<T>::unpackTensor(const Tensor<T>& tenso
                     tensor.numAvailable());
     }
 
-    std::vector<ComplexSignal32> signals;
-    signals.reserve(static_cast<std::size_t>(dims.frames));
     for (int t = 0; t < dims.frames; ++t) {
         ComplexSignal32 signal = results.take(rows, bins);
         if (bins > 0 && rows > 0)
             unpackFrame(layout, tensor.elements() + t * frameStride, dims.channels, extendBand,
                         scratch, signal);
         results.give(signal);
-        signals.push_back(std::move(signal));
+        unpacked.push_back(std::move(signal));
     }
-    return signals;
+    return unpacked;
 }
 
-template std::vector<ComplexSignal32> NeuralModel<float>::runModel(const ComplexSignal32&);
-template const Tensor<float>& NeuralModel<float>::packFrames(const std::vector<ComplexSignal32>&);
-template std::vector<ComplexSignal32> NeuralModel<float>::unpackTensor(const Tensor<float>&, int);
+template const std::vector<ComplexSignal32>& NeuralModel<float>::runModel(const ComplexSignal32&);
+template const Tensor<float>& NeuralModel<float>::packFrames(const std::list<ComplexSignal32>&);
+template const std::vector<ComplexSignal32>& NeuralModel<float>::unpackTensor(const Tensor<float>&,
+                                                                              int);
 
 } // namespace sorvane

@@ -2,6 +2,7 @@
 
 #include "audio/spectral_processor.h"
 #include "model/neural_model.h"
+#include "support/recycled_list.h"
 #include "support/thread_pool.h"
 
 #include <array>
@@ -82,9 +83,9 @@ private:
     std::vector<NeuralModel<float>> models;
     AudioFormat modelInputFormat;
     AudioFormat modelOutputFormat;
-    std::vector<std::string> outputBusNames;           // model by model
-    std::list<ComplexSignal32> pendingFrames;          // input frames that wait for their results
-    std::vector<std::list<ComplexSignal32>> busQueues; // results; one a bus but the last
+    std::vector<std::string> outputBusNames;     // model by model
+    RecycledList<ComplexSignal32> pendingFrames; // input frames that wait for their results
+    std::vector<RecycledList<ComplexSignal32>> busQueues; // results; one a bus but the last
 };
 
 /// A signal of `channels` rows: the same when the count agrees, otherwise copies of the mean of all

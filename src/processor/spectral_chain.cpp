@@ -1,6 +1,5 @@
 #include "processor/sorvane_processor.h"
 
-#include "support/bounded_list.h"
 #include "support/vector/spectral.h"
 #include "support/vector_rows.h"
 
@@ -55,7 +54,7 @@ void addScaledRows(ComplexSignal32& sum, const ComplexSignal32& signal, float fa
 } // namespace
 
 std::list<ComplexSignal32> SorvaneProcessor::processSpectrum(const ComplexSignal32& frame) {
-    appendBounded(pendingFrames, frame, maxSignalsInList);
+    pendingFrames.push_back(frame, maxSignalsInList);
     const ComplexSignal32 modelFrame = adaptChannels(frame, modelInputFormat.numChannels());
     const bool extend = bandExtension.load() != 0.0F;
     for (NeuralModel<float>& model : models)
@@ -98,15 +97,16 @@ void SorvaneProcessor::distributeResults(std::size_t firstBus, int numMasks,
         requireSize(std::int64_t{numMasks} * channels, step.channels);
     for (const ComplexSignal32& step : results) {
         for (int s = 0; s < numMasks; ++s) {
-            std::list<ComplexSignal32>& queue = busQueues[firstBus + static_cast<std::size_t>(s)];
+            RecycledList<ComplexSignal32>& queue =
+                busQueues[firstBus + static_cast<std::size_t>(s)];
             if (step.channels == channels) {
-                appendBounded(queue, step, maxSignalsInList);
+                queue.push_back(step, maxSignalsInList);
                 continue;
             }
             ComplexSignal32 mask = spectra.take(channels, step.length);
             for (int c = 0; c < channels; ++c)
                 copyElements(step.row(s * channels + c), mask.channelData(c), step.length);
-            appendBounded(queue, std::move(mask), maxSignalsInList);
+            queue.push_back(std::move(mask), maxSignalsInList);
         }
     }
 }
@@ -114,20 +114,17 @@ void SorvaneProcessor::distributeResults(std::size_t firstBus, int numMasks,
 bool SorvaneProcessor::canMakeFrame() const {
     return !pendingFrames.empty() &&
            std::none_of(busQueues.begin(), busQueues.end(),
-                        [](const std::list<ComplexSignal32>& queue) { return queue.empty(); });
+                        [](const RecycledList<ComplexSignal32>& queue) { return queue.empty(); });
 }
 
 ComplexSignal32 SorvaneProcessor::makeFrame() {
-    const ComplexSignal32 input = std::move(pendingFrames.front());
-    pendingFrames.pop_front();
+    const ComplexSignal32 input = pendingFrames.pop_front();
     // A model without masks has nothing to apply: the frame is empty, and its audio silent.
     if (numQueues() == 0)
         return {};
     ComplexSignal32 mix = models.front().outputMode != 0 ? mixSpectra(input) : mixMasks(input);
-    for (std::list<ComplexSignal32>& queue : busQueues) {
-        spectra.give(std::move(queue.front()));
-        queue.pop_front();
-    }
+    for (RecycledList<ComplexSignal32>& queue : busQueues)
+        spectra.give(queue.pop_front());
     return mix;
 }
 
