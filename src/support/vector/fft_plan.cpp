@@ -69,19 +69,18 @@ int passLanes(int bits, int widest) {
     return 1;
 }
 
-/// The radices of the column passes over `bits`: eights where their values fit the registers, else
-/// fours.
-int chooseRadices(int bits, bool preferEights, int* radices) {
-    int eights = bits >= 3 ? bits % 2 : 0;
-    if (preferEights && bits >= 2)
-        eights = bits % 3 == 1 ? bits / 3 - 1 : bits / 3;
+/// The radices of the column passes over `bits`: eights, and fours for what is left. With 16
+/// registers an eight spills, but is no slower than the passes that it saves.
+int chooseRadices(int bits, int* radices) {
     int count = 0;
-    for (bits -= 3 * eights; bits >= 2; bits -= 2)
-        radices[count++] = 4;
-    for (; eights > 0; --eights)
-        radices[count++] = 8;
-    if (bits == 1)
+    if (bits == 1) {
         radices[count++] = 2;
+        return count;
+    }
+    for (; bits % 3 != 0; bits -= 2)
+        radices[count++] = 4;
+    for (; bits > 0; bits -= 3)
+        radices[count++] = 8;
     return count;
 }
 
@@ -113,8 +112,7 @@ public:
         for (int i = 0; i < numQuadPasses; ++i)
             radices[i] = 4;
         const int numPasses =
-            numQuadPasses + chooseRadices(bits - 2 - 2 * numQuadPasses, m_form.numRegisters > 16,
-                                          radices + numQuadPasses);
+            numQuadPasses + chooseRadices(bits - 2 - 2 * numQuadPasses, radices + numQuadPasses);
         std::int64_t rest = std::int64_t{1} << bits;
         std::int64_t stride = 1;
         for (int i = 0; i < numPasses; ++i) {

@@ -50,7 +50,7 @@ struct PowerOf {
         const F n =
             mulAdd(atLeast(F(-150.0f), atMost(F(150.0f), power)), F(1.0f), F(roundingShift));
         const F r = mulAdd(exact - (n - F(roundingShift)), F(ln2), rest);
-        const F value = scaledExp(r, roundedBits(n));
+        const F value = scaledByPower(expSeries(r), roundedBits(n));
         const F limited = choose(power > F(129.0f), F(HUGE_VALF), value);
         return choose(power < F(-150.0f), F(0.0f), limited);
     }

@@ -22,6 +22,18 @@ inline D mulAdd(D a, D b, D c) {
     return _mm256_fmadd_pd(a, b, c);
 }
 
+inline bool anyAbove(F x, F limit) {
+    return _mm256_movemask_ps(_mm256_cmp_ps(x, limit, _CMP_NLE_UQ)) != 0;
+}
+inline bool allNormal(F x) {
+    const __m256i moved = _mm256_add_epi32(_mm256_castps_si256(x), _mm256_set1_epi32(0x7f800000));
+    const __m256i normal = _mm256_cmpgt_epi32(_mm256_set1_epi32(-0x01000000), moved);
+    return _mm256_movemask_ps(_mm256_castsi256_ps(normal)) == 255;
+}
+inline F chooseBySign(I bits, F yes, F no) {
+    return _mm256_blendv_ps(no, yes, _mm256_castsi256_ps(bits));
+}
+
 inline __m256i firstLanes(std::ptrdiff_t count) {
     return _mm256_cmpgt_epi32(_mm256_set1_epi32(static_cast<int>(count)),
                               _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));

@@ -22,6 +22,17 @@ inline D mulAdd(D a, D b, D c) {
     return _mm512_fmadd_pd(a, b, c);
 }
 
+inline bool anyAbove(F x, F limit) {
+    return _mm512_cmp_ps_mask(x, limit, _CMP_NLE_UQ) != 0;
+}
+inline bool allNormal(F x) {
+    const __m512i moved = _mm512_sub_epi32(_mm512_castps_si512(x), _mm512_set1_epi32(0x00800000));
+    return _mm512_cmpge_epu32_mask(moved, _mm512_set1_epi32(0x7f000000)) == 0;
+}
+inline F chooseBySign(I bits, F yes, F no) {
+    return _mm512_mask_blend_ps(_mm512_movepi32_mask(bits), no, yes);
+}
+
 inline __mmask16 firstLanes(std::ptrdiff_t count) {
     return static_cast<__mmask16>((1U << count) - 1);
 }

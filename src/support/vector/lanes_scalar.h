@@ -82,6 +82,20 @@ inline float fromBits(std::int32_t bits) {
     return x;
 }
 
+/// Whether any lane, none of them negative, is above the limit or NaN.
+inline bool anyAbove(float x, float limit) {
+    return !(x <= limit);
+}
+/// Whether all lanes are positive, normal and finite.
+inline bool allNormal(float x) {
+    const std::int32_t bits = bitsOf(x);
+    return bits >= 0x00800000 && bits < 0x7f800000;
+}
+/// By the sign bit of `bits`.
+inline float chooseBySign(std::int32_t bits, float yes, float no) {
+    return bits < 0 ? yes : no;
+}
+
 inline float toFloat(std::int32_t i) {
     return static_cast<float>(i);
 }

@@ -22,6 +22,19 @@ inline D mulAdd(D a, D b, D c) {
     return a * b + c;
 }
 
+inline bool anyAbove(F x, F limit) {
+    return _mm_movemask_ps(_mm_cmpnle_ps(x, limit)) != 0;
+}
+inline bool allNormal(F x) {
+    const __m128i moved = _mm_add_epi32(_mm_castps_si128(x), _mm_set1_epi32(0x7f800000));
+    const __m128i normal = _mm_cmplt_epi32(moved, _mm_set1_epi32(-0x01000000));
+    return _mm_movemask_ps(_mm_castsi128_ps(normal)) == 15;
+}
+inline F chooseBySign(I bits, F yes, F no) {
+    const __m128 mask = _mm_castsi128_ps(_mm_srai_epi32(bits, 31));
+    return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no));
+}
+
 /// The first `count` (1 to 3) floats, the other lanes repeating the first one, so that they raise
 /// no status of their own.
 inline F loadPartial(const float* p, std::ptrdiff_t count) {
