@@ -44,6 +44,13 @@ struct Kernels {
     IppStatus (*dotProd64f)(const Ipp64f*, const Ipp64f*, int, Ipp64f*);
     IppStatus (*normL232f)(const Ipp32f*, int, Ipp32f*);
 
+    IppStatus (*hypot32fc)(const Ipp32fc*, Ipp32f*, int);
+    IppStatus (*bend32fc)(const Ipp32fc*, Ipp32fc*, int, Ipp32f);
+    IppStatus (*applyMask32fc)(const Ipp32fc*, Ipp32f, Ipp32f, const Ipp32fc*, Ipp32fc*, int);
+    IppStatus (*realToCplx32f)(const Ipp32f*, Ipp32fc*, int);
+    IppStatus (*interleavePair32f)(const Ipp32f*, const Ipp32f*, Ipp32f*, int);
+    IppStatus (*deinterleavePair32f)(const Ipp32f*, Ipp32f*, Ipp32f*, int);
+
     // Real transforms of one plan, whose `lanes` are 1 or those of the form.
     IppStatus (*fftForward)(const Ipp32f*, Ipp32f*, const IppsFFTSpec_R_32f*, Ipp32f* work);
     IppStatus (*fftInverse)(const Ipp32f*, Ipp32f*, const IppsFFTSpec_R_32f*, Ipp32f* work);

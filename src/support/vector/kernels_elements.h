@@ -211,6 +211,11 @@ inline IppStatus mul32f(const float* src1, const float* src2, float* dst, int le
     return ippStsNoErr;
 }
 
+template <class V>
+inline Complex<V> product(Complex<V> a, Complex<V> b) {
+    return {negMulAdd(a.im, b.im, a.re * b.re), mulAdd(a.im, b.re, a.re * b.im)};
+}
+
 /// The products of two rows of pairs (re, im).
 template <class First, class Second>
 inline void multiplyPairs(std::ptrdiff_t len, float* dst, First a, Second b) {
@@ -219,9 +224,8 @@ inline void multiplyPairs(std::ptrdiff_t len, float* dst, First a, Second b) {
             2 * len, Out{dst}, [](auto x, auto y) { return pairProducts(x, y); }, a, b);
     } else {
         for (std::ptrdiff_t n = 0; n < 2 * len; n += 2) {
-            const float ar = a.load(n), ai = a.load(n + 1), br = b.load(n), bi = b.load(n + 1);
-            dst[n] = negMulAdd(ai, bi, ar * br);
-            dst[n + 1] = mulAdd(ar, bi, ai * br);
+            storePairs(dst + n, product(Complex<float>{a.load(n), a.load(n + 1)},
+                                        Complex<float>{b.load(n), b.load(n + 1)}));
         }
     }
 }

@@ -34,7 +34,7 @@ template <class V>
 inline void turn(Complex<V> (&z)[4], const float* w) {
     constexpr std::ptrdiff_t lanes = lanesOf<V>;
     for (std::ptrdiff_t k = 1; k < 4; ++k, w += 2 * lanes)
-        z[k] = times(z[k], Complex<V>{loadAt<V>(w), loadAt<V>(w + lanes)});
+        z[k] = product(z[k], Complex<V>{loadAt<V>(w), loadAt<V>(w + lanes)});
 }
 
 /// The pass next to the samples: as many butterflies at a time as there are lanes, whose outputs
@@ -127,7 +127,7 @@ inline void columnPass(const FftPass& pass, Split in, Split out) {
         if (!Transposed)
             butterfly(z);
         for (int k = 1; k < Radix; ++k)
-            z[k] = times(z[k], Complex<V>{V(w[2 * k - 2]), V(w[2 * k - 1])});
+            z[k] = product(z[k], Complex<V>{V(w[2 * k - 2]), V(w[2 * k - 1])});
         if (Transposed)
             butterfly(z);
         for (int k = 0; k < Radix; ++k)

@@ -18,7 +18,7 @@ inline void unpackPair(Complex<V> a, Complex<V> b, Complex<V> w, V half, Complex
                        Complex<V>& high) {
     const Complex<V> even{a.re + b.re, a.im - b.im};
     const Complex<V> odd{a.im + b.im, b.re - a.re};
-    const Complex<V> turned = times(odd, w);
+    const Complex<V> turned = product(odd, w);
     low = {mulAdd(even.re, half, turned.re), mulAdd(even.im, half, turned.im)};
     high = {mulSub(even.re, half, turned.re), negMulAdd(even.im, half, turned.im)};
 }

@@ -18,11 +18,6 @@ inline Complex<V> operator-(Complex<V> a, Complex<V> b) {
     return {a.re - b.re, a.im - b.im};
 }
 
-template <class V>
-inline Complex<V> times(Complex<V> a, Complex<V> w) {
-    return {negMulAdd(a.im, w.im, a.re * w.re), mulAdd(a.im, w.re, a.re * w.im)};
-}
-
 /// A complex row whose real and imaginary parts are apart.
 struct Split {
     float* re;

@@ -22,12 +22,8 @@ inline I roundedBits(F shifted) {
     return bitsOf(shifted) - I(0x4b400000);
 }
 
-/// exp(x) = 2^n exp(r), |r| <= ln(2) / 2: returns exp(r), and n in the low bits of `shifted`.
-inline F expOfRest(F x, F& shifted) {
-    shifted = mulAdd(x, F(1.44269504f), F(roundingShift));
-    const F n = shifted - F(roundingShift);
-    F r = negMulAdd(n, F(0.693359375f), x); // ln(2) in two parts, the first exact for all n
-    r = negMulAdd(n, F(-2.12194440e-4f), r);
+/// exp(r), |r| <= ln(2) / 2.
+inline F expSeries(F r) {
     F p = mulAdd(F(0.00138387561f), r, F(0.00836919062f));
     p = mulAdd(p, r, F(0.0416681021f));
     p = mulAdd(p, r, F(0.166665167f));
@@ -35,16 +31,29 @@ inline F expOfRest(F x, F& shifted) {
     return mulAdd(p, r * r, r) + F(1.0f);
 }
 
-/// For any argument. The power of two is applied in two steps, so that results run over into
-/// infinity and under into denormals by themselves.
+/// p 2^n in two steps, so that results run over into infinity and under into denormals by
+/// themselves.
+inline F scaledByPower(F p, I n) {
+    const I half = n >> 1;
+    const F scale1 = fromBits((half + I(127)) << 23);
+    const F scale2 = fromBits((n - half + I(127)) << 23);
+    return p * scale1 * scale2;
+}
+
+/// exp(x) = 2^n exp(r), |r| <= ln(2) / 2: returns exp(r), and n in the low bits of `shifted`.
+inline F expOfRest(F x, F& shifted) {
+    shifted = mulAdd(x, F(1.44269504f), F(roundingShift));
+    const F n = shifted - F(roundingShift);
+    F r = negMulAdd(n, F(0.693359375f), x); // ln(2) in two parts, the first exact for all n
+    r = negMulAdd(n, F(-2.12194440e-4f), r);
+    return expSeries(r);
+}
+
+/// For any argument.
 inline F expOfAny(F x) {
     F shifted;
     const F p = expOfRest(atLeast(F(-105.0f), atMost(F(90.0f), x)), shifted);
-    const I exponent = roundedBits(shifted);
-    const I half = exponent >> 1;
-    const F scale1 = fromBits((half + I(127)) << 23);
-    const F scale2 = fromBits((exponent - half + I(127)) << 23);
-    return p * scale1 * scale2;
+    return scaledByPower(p, roundedBits(shifted));
 }
 
 /// The largest error is 1.0 units in the last place.
@@ -56,13 +65,8 @@ inline F expOf(F x) {
     return fromBits(bitsOf(p) + (bitsOf(shifted) << 23));
 }
 
-/// ln(m 2^e) = ln(1 + f) + e ln(2), f = m - 1, m from sqrt(1/2) to sqrt(2), for normal positive
-/// m 2^(e - bias).
-inline F lnOfNormal(F x, F bias) {
-    const I sqrtHalf(0x3f3504f3);
-    const I shifted = bitsOf(x) - sqrtHalf;
-    const F e = toFloat(shifted >> 23) - bias;
-    const F f = fromBits((shifted & I(0x007fffff)) + sqrtHalf) - F(1.0f);
+/// p in ln(1 + f) = f - f^2 / 2 + f^3 p, for 1 + f from sqrt(1/2) to sqrt(2).
+inline F lnSeries(F f) {
     const F square = f * f;
     F even = mulAdd(F(0.0534224287f), square, F(0.121078141f));
     F odd = mulAdd(F(-0.109187193f), square, F(-0.125492394f));
@@ -71,7 +75,18 @@ inline F lnOfNormal(F x, F bias) {
     even = mulAdd(even, square, F(0.200022221f));
     odd = mulAdd(odd, square, F(-0.250001669f));
     even = mulAdd(even, square, F(0.333333135f));
-    const F p = mulAdd(odd, f, even);
+    return mulAdd(odd, f, even);
+}
+
+/// ln(m 2^e) = ln(1 + f) + e ln(2), f = m - 1, m from sqrt(1/2) to sqrt(2), for normal positive
+/// m 2^(e - bias).
+inline F lnOfNormal(F x, F bias) {
+    const I sqrtHalf(0x3f3504f3);
+    const I shifted = bitsOf(x) - sqrtHalf;
+    const F e = toFloat(shifted >> 23) - bias;
+    const F f = fromBits((shifted & I(0x007fffff)) + sqrtHalf) - F(1.0f);
+    const F p = lnSeries(f);
+    const F square = f * f;
     F y = p * (square * f);
     y = mulAdd(e, F(-2.12194440e-4f), y);
     y = negMulAdd(F(0.5f), square, y);
@@ -153,10 +168,15 @@ inline F phaseOf(Complex<F> z) {
     odd = mulAdd(odd, fourth, F(0.199937671f));
     const F p = mulAdd(odd, square, even);
     // From the nearest axis, towards or away from it; -0 is on the left.
-    const I left = signBitOf(z.re);
-    const F turn = withSignFlipped(mulAdd(p, square * q, q), left);
-    const F flat = fromBits((left >> 31) & bitsOf(F(3.14159274f))) + turn;
-    const F angle = choose(steep, F(1.57079637f) - turn, flat);
+    const I sign = signBitOf(z.re), left = sign >> 31;
+    const F turn = withSignFlipped(mulAdd(p, square * q, q), sign);
+    F flat = turn, upright = turn;
+    if constexpr (!fusesProducts) { // the low parts of pi and pi / 2 make up for more roundings
+        flat = turn + fromBits(left & bitsOf(F(-8.74227766e-8f)));
+        upright = turn - F(-4.37113883e-8f);
+    }
+    flat = flat + fromBits(left & bitsOf(F(3.14159274f)));
+    const F angle = choose(steep, F(1.57079637f) - upright, flat);
     return withSignFlipped(angle, signBitOf(z.im)); // NaN, which went through all of it, stays
 }
 

@@ -9,6 +9,8 @@
 #include "support/vector/kernels_functions.h"
 #include "support/vector/kernels_sums.h"
 
+#include "support/vector/kernels_spectral.h"
+
 #include "support/vector/kernels_fft.h"
 
 namespace {
@@ -45,6 +47,12 @@ inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
             dotProd32f,
             dotProd64f,
             normL232f,
+            hypot32fc,
+            bend32fc,
+            applyMask32fc,
+            realToCplx32f,
+            interleavePair32f,
+            deinterleavePair32f,
             fftForward,
             fftInverse};
 }
