@@ -27,6 +27,7 @@ const Operation operations[] = {
          return ippsCopy_8u(reinterpret_cast<const Ipp8u*>(r.a), reinterpret_cast<Ipp8u*>(r.dst),
                             4 * r.length);
      })},
+    {flatZero, "Zero_32f", loop([](const Rows& r) { return ippsZero_32f(r.dst, r.length); })},
     {flatSet, "Set_32f", loop([](const Rows& r) { return ippsSet_32f(r.value, r.dst, r.length); })},
     {flatAdd, "Add_32f",
      loop([](const Rows& r) { return ippsAdd_32f(r.a, r.b, r.dst, r.length); })},

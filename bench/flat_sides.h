@@ -171,6 +171,10 @@ constexpr void setFlat(sorvane::bench::Loop (&loops)[sorvane::bench::numFlat]) {
     loops[flatCopy] = loop([](const Rows& r) {
         return Way::map(r.a, r.a, r.dst, r.length, [](auto x, auto, auto) { return x; });
     });
+    loops[flatZero] = loop([](const Rows& r) {
+        return Way::map(r.dst, r.dst, r.dst, r.length,
+                        [](auto x, auto, auto) { return decltype(x)(0.0F); });
+    });
     loops[flatSet] = loop([](const Rows& r) {
         return Way::map(r.dst, r.dst, r.dst, r.length,
                         [c = r.value](auto x, auto, auto) { return decltype(x)(c); });

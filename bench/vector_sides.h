@@ -21,6 +21,7 @@ using Loop = void (*)(const Rows& rows, std::int64_t iterations);
 
 enum Flat : int {
     flatCopy,
+    flatZero,
     flatSet,
     flatAdd,
     flatAddC,

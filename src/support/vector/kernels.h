@@ -14,6 +14,8 @@ struct Kernels {
     int lanes;        // floats in a vector: a power of two from 1 to 16
     int numRegisters; // that hold such vectors
 
+    IppStatus (*copy32f)(const Ipp32f*, Ipp32f*, int);
+    IppStatus (*zero32f)(Ipp32f*, int);
     IppStatus (*set32f)(Ipp32f, Ipp32f*, int);
     IppStatus (*set32fc)(Ipp32fc, Ipp32fc*, int);
     IppStatus (*add32f)(const Ipp32f*, const Ipp32f*, Ipp32f*, int);

@@ -76,6 +76,12 @@ inline void mapRows(std::ptrdiff_t len, Target out, Op op, Sources... in) {
     }
     const std::ptrdiff_t end = len - W;
     const auto last = op(in.load(end)...);
+    if (end <= W) { // short rows have no loop to set up
+        const auto first = op(in.load(0)...);
+        out.store(0, first);
+        out.store(end, last);
+        return;
+    }
     std::ptrdiff_t n = 0;
     for (; n + W < end; n += 2 * W) {
         const auto first = op(in.load(n)...);
@@ -123,9 +129,25 @@ inline void updateRow(std::ptrdiff_t len, float* row, Op op, Sources... in) {
     }
 }
 
-inline void copyRow(const float* src, float* dst, int len) {
-    if (src != dst)
-        std::memcpy(dst, src, static_cast<std::size_t>(len) * sizeof(float));
+/// Rows past the first cache are left to the C library, which has more than vectors for them.
+inline constexpr int longestShortRow = 4096;
+
+inline IppStatus copy32f(const float* src, float* dst, int len) {
+    if (len > longestShortRow)
+        std::memmove(dst, src, static_cast<std::size_t>(len) * sizeof(float));
+    else if (src != dst)
+        mapRows(
+            len, Out{dst}, [](F x) { return x; }, In{src});
+    return ippStsNoErr;
+}
+
+inline IppStatus zero32f(float* dst, int len) {
+    if (len > longestShortRow)
+        std::memset(dst, 0, static_cast<std::size_t>(len) * sizeof(float));
+    else
+        mapRows(
+            len, Out{dst}, [](F) { return F(0.0f); }, In{dst});
+    return ippStsNoErr;
 }
 
 inline void addRows(const float* src1, const float* src2, float* dst, std::ptrdiff_t len) {
@@ -174,10 +196,8 @@ inline IppStatus add32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst,
 }
 
 inline IppStatus addC32f(const float* src, float value, float* dst, int len) {
-    if (value == 0.0f) {
-        copyRow(src, dst, len);
-        return ippStsNoErr;
-    }
+    if (value == 0.0f)
+        return copy32f(src, dst, len);
     const F c(value);
     mapRows(
         len, Out{dst}, [c](F a) { return a + c; }, In{src});
@@ -195,10 +215,8 @@ inline IppStatus sub32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst,
 }
 
 inline IppStatus subC32f(const float* src, float value, float* dst, int len) {
-    if (value == 0.0f) {
-        copyRow(src, dst, len);
-        return ippStsNoErr;
-    }
+    if (value == 0.0f)
+        return copy32f(src, dst, len);
     const F c(value);
     mapRows(
         len, Out{dst}, [c](F a) { return a - c; }, In{src});
@@ -236,14 +254,10 @@ inline IppStatus mul32fc(const Ipp32fc* src1, const Ipp32fc* src2, Ipp32fc* dst,
 }
 
 inline IppStatus mulC32f(const float* src, float value, float* dst, int len) {
-    if (value == 1.0f) {
-        copyRow(src, dst, len);
-        return ippStsNoErr;
-    }
-    if (value == 0.0f) {
-        std::memset(dst, 0, static_cast<std::size_t>(len) * sizeof(float));
-        return ippStsNoErr;
-    }
+    if (value == 1.0f)
+        return copy32f(src, dst, len);
+    if (value == 0.0f)
+        return zero32f(dst, len);
     const F c(value);
     mapRows(
         len, Out{dst}, [c](F a) { return a * c; }, In{src});

@@ -19,6 +19,8 @@ inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
     return {name,
             static_cast<int>(W),
             numRegisters,
+            copy32f,
+            zero32f,
             set32f,
             set32fc,
             add32f,
