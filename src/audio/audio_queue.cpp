@@ -71,7 +71,7 @@ void AudioQueue::readTimes(const Signal32& window, Signal32& result, int offset)
             requireMemory(block.row(c));
             float* row = result.channelData(c);
             requireMemory(row);
-            check(ippsMul_32f(block.row(c) + start, window.row(c) + position,
+            check(ippsMul_32f(block.row(c) + start, window.row(0) + position,
                               row + offset + position, length));
         }
     });

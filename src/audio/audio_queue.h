@@ -30,7 +30,7 @@ public:
     /// undefined.
     [[nodiscard]] Signal32 read(int count) const;
 
-    /// Multiplies the oldest samples by a window and stores them from `offset` on in `result`, a
+    /// Multiplies the oldest samples of all channels by row 0 of a window and stores them from `offset` on in `result`, a
     /// signal of the stream's channels; as many as the window is long and are queued.
     void readTimes(const Signal32& window, Signal32& result, int offset) const;
 

@@ -42,12 +42,13 @@ struct Part {
     }
 };
 
-/// Multiplies `count` samples of every row from `offset` on by the same row of a window.
+/// Multiplies `count` samples of every row from `offset` on by a window, all of whose rows are the
+/// same.
 void multiplyRows(Signal32& signal, int offset, const Signal32& window, int count) {
     for (int c = 0; c < signal.channels; ++c) {
         float* row = signal.channelData(c);
         requireMemory(row);
-        check(ippsMul_32f(row + offset, window.row(c), row + offset, count));
+        check(ippsMul_32f(row + offset, window.row(0), row + offset, count));
     }
 }
 
