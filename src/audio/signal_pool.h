@@ -35,7 +35,8 @@ public:
     }
 
     void give(Signal signal) {
-        if (!signal.data || bytesOf(signal) > maxBytes)
+        // A block that could not be had is no use to anyone.
+        if (!signal.row(0) || bytesOf(signal) > maxBytes)
             return;
         if (spares.size() == capacity)
             spares.erase(spares.begin());
