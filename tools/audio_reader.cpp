@@ -3,6 +3,7 @@
 #include "input_file.h"
 #include "interrupt.h"
 #include "program_error.h"
+#include "sndfile_lock.h"
 #include "text.h"
 
 #include <algorithm>
@@ -11,6 +12,7 @@ namespace sorvane::tools {
 
 AudioReader::AudioReader(const std::string& path) : name(path) {
     requireReadable(path);
+    const std::lock_guard lock(sndfileOpening);
     file.reset(sf_open(path.c_str(), SFM_READ, &info));
     if (file == nullptr)
         throw ProgramError(exitInput, "can't read audio from " + inQuotes(path) + ": " +

@@ -1,6 +1,7 @@
 #include "audio_writer.h"
 
 #include "program_error.h"
+#include "sndfile_lock.h"
 #include "text.h"
 
 #include <algorithm>
@@ -46,6 +47,7 @@ SF_VIRTUAL_IO virtualFile{sizeOf, seekTo, readBytes, writeBytes, positionOf};
 AudioWriter::AudioWriter(const std::string& path, const OutputFormat& outputFormat,
                          const AudioDescription& description)
     : name(path), channels(description.channels), format(outputFormat), output(path) {
+    const std::lock_guard lock(sndfileOpening);
     SF_INFO info{};
     info.samplerate = description.sampleRate;
     info.channels = description.channels;

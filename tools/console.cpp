@@ -21,7 +21,8 @@ void printMessage(const std::string& message) {
 Console::Console(bool isQuiet, int fileCount)
     : quiet(isQuiet),
       showsProgress(!isQuiet && platform::isTerminal(stderr)),
-      numFiles(fileCount) {}
+      numFiles(fileCount),
+      nextUpdate(start + updateInterval) {}
 
 Console::~Console() {
     clearLine();

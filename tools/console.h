@@ -36,7 +36,7 @@ private:
     bool showsProgress;
     int numFiles;
     Clock::time_point start = Clock::now();
-    Clock::time_point nextUpdate = start;
+    Clock::time_point nextUpdate;
     double secondsDone = 0.0;
     double filesDone = 0.0;
     std::size_t lineLength = 0;

@@ -169,8 +169,9 @@ TEST(ProgramFailures, AnInterruptedRunLeavesNothing) {
     writeAudio(folder.path("in.wav"), noiseFile(48000, 1, 3000000));
     // The signal is sent once the run has begun to write.
     const std::string command = "{ \"" SORVANE_PROGRAM "\" process \"" + noiseGate + "\" \"" +
-                                folder.path("in.wav") + "\" \"" + folder.path("out.wav") +
-                                "\" --block 1 & run=$!; while ! ls \"" + folder.path("") +
+                                folder.path("in.wav") + "\" --out-dir \"" + folder.path("") +
+                                "\" --stems all --clip scale --block 1 & run=$!; while ! ls \"" +
+                                folder.path("") +
                                 "\".*.part; do kill -0 $run || exit; done; kill -TERM $run; "
                                 "wait $run; }";
     const ProgramResult result = runShell(command);
