@@ -111,12 +111,11 @@ int run(int argc, char** argv) {
     const vector::Kernels& active = vector::kernels();
     const Machine machine{processorName(), active.name, peakOperations(active.lanes),
                           readBandwidths()};
+    select(filter);
     addChain();
     addNetworks(models);
     std::vector<Result> results;
     for (const Comparison& comparison : comparisons()) {
-        if ((comparison.group + '/' + comparison.name).find(filter) == std::string::npos)
-            continue;
         results.push_back(measure(comparison, static_cast<int>(results.size())));
         std::cerr << comparison.group << '/' << comparison.name << ": " << ratio(results.back())
                   << '\n';

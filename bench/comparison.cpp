@@ -9,10 +9,24 @@ std::vector<Comparison>& registered() {
     return list;
 }
 
+std::string& wantedText() {
+    static std::string text;
+    return text;
+}
+
 } // namespace
 
+void select(const std::string& text) {
+    wantedText() = text;
+}
+
+bool isWanted(const std::string& group, const std::string& name) {
+    return (group + '/' + name).find(wantedText()) != std::string::npos;
+}
+
 void add(Comparison comparison) {
-    registered().push_back(std::move(comparison));
+    if (isWanted(comparison.group, comparison.name))
+        registered().push_back(std::move(comparison));
 }
 
 const std::vector<Comparison>& comparisons() {

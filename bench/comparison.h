@@ -49,7 +49,13 @@ struct Comparison {
     std::string note = {};
 };
 
-/// Adds a comparison to the run. Names of groups and of rows within a group are unique.
+/// Only comparisons whose "group/name" contains `text` are wanted.
+void select(const std::string& text);
+
+/// Whether a comparison is wanted; ask before its sides are made where that takes time.
+bool isWanted(const std::string& group, const std::string& name);
+
+/// Adds a comparison to the run if it is wanted. Names of groups and of rows within a group are unique.
 void add(Comparison comparison);
 
 const std::vector<Comparison>& comparisons();

@@ -34,6 +34,8 @@ double heapBytes() {
 }
 
 void addCase(const Case& c) {
+    if (!isWanted(c.group, c.name))
+        return;
     const auto rate = [&] {
         SorvaneProcessor probe;
         if (!probe.loadModels(c.paths))

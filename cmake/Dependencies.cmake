@@ -8,7 +8,7 @@
 #   GoogleTest        tests                                                    (libgtest-dev)
 #   Google Benchmark  benches: the loop that times                             (libbenchmark-dev)
 #   libsoxr           benches: a converter to compare with                     (libsoxr-dev)
-#   nlohmann-json     benches: the report as JSON                              (nlohmann-json3-dev)
+#   nlohmann-json     host program and benches: reports as JSON                (nlohmann-json3-dev)
 #   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
 
 find_package(Threads REQUIRED)
@@ -18,6 +18,7 @@ if(SORVANE_BUILD_TOOLS OR SORVANE_BUILD_TESTS)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(sndfile REQUIRED IMPORTED_TARGET sndfile)
     find_package(CLI11 REQUIRED)
+    find_package(nlohmann_json REQUIRED)
 endif()
 
 if(SORVANE_BUILD_TESTS)

@@ -7,7 +7,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install_packages.sh cmake g++ ninja-build pkg-config \
-    libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev alsa-utils gnuplot-nox
+    libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev \
+    alsa-utils gnuplot-nox
 
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
@@ -22,7 +23,7 @@ model=models/noise-gate-48k.model
 sounds=/usr/share/sounds/alsa
 "$bin/sorvane_demo" mix demo/voice.wav demo/noisy.wav 10 \
     "$sounds"/{Front_Center,Front_Left,Front_Right,Side_Left,Side_Right,Rear_Left,Rear_Right}.wav
-"$bin/sorvane" process "$model" demo/noisy.wav demo/cleaned.wav --gain Noise=0
+"$bin/sorvane" process "$model" demo/noisy.wav demo/cleaned.wav --gain Noise=0 --force
 
 echo "Signal-to-noise ratio"
 echo "  before: $("$bin/sorvane_demo" snr demo/voice.wav demo/noisy.wav)"

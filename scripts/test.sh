@@ -6,8 +6,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake g++ git ninja-build pkg-config
-    libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev)
+packages=(cmake ffmpeg g++ git ninja-build pkg-config sox
+    libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev)
 strict=OFF
 case "${1:-}" in
 "") ;;

@@ -1,25 +1,47 @@
 #include "audio_reader.h"
 
 #include "input_file.h"
+#include "interrupt.h"
 #include "program_error.h"
+#include "sndfile_lock.h"
 #include "text.h"
+
+#include <algorithm>
 
 namespace sorvane::tools {
 
 AudioReader::AudioReader(const std::string& path) : name(path) {
     requireReadable(path);
+    const std::lock_guard lock(sndfileOpening);
     file.reset(sf_open(path.c_str(), SFM_READ, &info));
     if (file == nullptr)
-        throw ProgramError(exitInput, "can't read audio from " + quoted(path) + ": " +
+        throw ProgramError(exitInput, "can't read audio from " + inQuotes(path) + ": " +
                                           printable(sf_strerror(nullptr)));
+}
+
+/// The header of a stream is often written before its length is known.
+std::int64_t AudioReader::expectedLength() const {
+    return info.seekable == SF_TRUE ? std::int64_t{info.frames} : unknownLength;
 }
 
 std::int64_t AudioReader::read(float* samples, std::int64_t count) {
     const sf_count_t done = sf_readf_float(file.get(), samples, count);
+    if (done < count)
+        throwIfInterrupted();
     if (done < count && sf_error(file.get()) != SF_ERR_NO_ERROR)
-        throw ProgramError(exitInput, "can't read on in " + quoted(name) + ": " +
+        throw ProgramError(exitInput, "can't read on in " + inQuotes(name) + ": " +
                                           printable(sf_strerror(file.get())));
     return done;
+}
+
+std::int64_t AudioReader::skip(std::int64_t count) {
+    if (info.seekable != SF_TRUE)
+        return AudioSource::skip(count);
+    const sf_count_t position = sf_seek(file.get(), 0, SEEK_CUR);
+    const std::int64_t wanted = std::min<std::int64_t>(count, info.frames - position);
+    // Not every coding can seek to every place; reading gets there too.
+    return sf_seek(file.get(), wanted, SEEK_CUR) == position + wanted ? wanted
+                                                                      : AudioSource::skip(count);
 }
 
 std::map<int, std::string> AudioReader::texts() const {

@@ -1,8 +1,10 @@
 #include "audio_writer.h"
 
 #include "program_error.h"
+#include "sndfile_lock.h"
 #include "text.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace sorvane::tools {
@@ -42,21 +44,21 @@ SF_VIRTUAL_IO virtualFile{sizeOf, seekTo, readBytes, writeBytes, positionOf};
 
 } // namespace
 
-AudioWriter::AudioWriter(const std::string& path, OutputFormat outputFormat,
+AudioWriter::AudioWriter(const std::string& path, const OutputFormat& outputFormat,
                          const AudioDescription& description)
-    : name(path),
-      channels(description.channels),
-      integerBits(outputFormat.integerBits),
-      output(path) {
+    : name(path), channels(description.channels), format(outputFormat), output(path) {
+    const std::lock_guard lock(sndfileOpening);
     SF_INFO info{};
     info.samplerate = description.sampleRate;
     info.channels = description.channels;
-    info.format = outputFormat.format;
+    info.format = format.format;
     file.reset(sf_open_virtual(&virtualFile, SFM_WRITE, &info, &output));
     if (file == nullptr)
         failAsLibrary();
     // The peak chunk holds the time of day: without it, equal runs give equal files.
     sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
+    if (format.becomesWav)
+        sf_command(file.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
     std::vector<int> map = description.channelMap;
     if (!map.empty())
         sf_command(file.get(), SFC_SET_CHANNEL_MAP_INFO, map.data(),
@@ -68,27 +70,27 @@ AudioWriter::AudioWriter(const std::string& path, OutputFormat outputFormat,
 void AudioWriter::failAsLibrary() {
     output.throwIfFailed();
     throw ProgramError(exitOutput,
-                       "can't write " + quoted(name) + ": " + printable(sf_strerror(file.get())));
+                       "can't write " + inQuotes(name) + ": " + printable(sf_strerror(file.get())));
 }
 
 /// The library's integers have 32 bits, of which a format keeps the upper ones.
-int AudioWriter::toInteger(float sample) {
-    const double limit = std::ldexp(1.0, integerBits - 1);
+int AudioWriter::toInteger(float sample) const {
+    const double limit = std::ldexp(1.0, format.integerBits - 1);
     const double scaled = std::nearbyint(static_cast<double>(sample) * limit);
-    double value = std::isnan(scaled) ? 0.0 : scaled;
-    if (value < -limit || value > limit - 1.0) {
-        value = value < 0.0 ? -limit : limit - 1.0;
-        ++clipped;
-    }
-    return static_cast<int>(std::ldexp(value, 32 - integerBits));
+    const double value = std::isnan(scaled) ? 0.0 : std::clamp(scaled, -limit, limit - 1.0);
+    return static_cast<int>(std::ldexp(value, 32 - format.integerBits));
 }
 
-void AudioWriter::write(const float* samples, std::int64_t count) {
+void AudioWriter::write(const float* samples, int count) {
+    length += count;
+    if (length > format.mostSamples)
+        throw ProgramError(exitOutput, "the result is too long for " + inQuotes(name) +
+                                           "; wav, w64 and flac have no limit");
     sf_count_t written = 0;
-    if (integerBits == 0) {
+    if (format.integerBits == 0) {
         written = sf_writef_float(file.get(), samples, count);
     } else {
-        integers.resize(static_cast<std::size_t>(count * channels));
+        integers.resize(static_cast<std::size_t>(count) * static_cast<std::size_t>(channels));
         for (std::size_t i = 0; i < integers.size(); ++i)
             integers[i] = toInteger(samples[i]);
         written = sf_writef_int(file.get(), integers.data(), count);
@@ -101,9 +103,9 @@ void AudioWriter::write(const float* samples, std::int64_t count) {
 void AudioWriter::finish() {
     if (sf_close(file.release()) != 0) {
         output.throwIfFailed();
-        throw ProgramError(exitOutput, "can't write " + quoted(name) + ": closing it failed");
+        throw ProgramError(exitOutput, "can't write " + inQuotes(name) + ": closing it failed");
     }
-    output.commit();
+    output.throwIfFailed();
 }
 
 } // namespace sorvane::tools

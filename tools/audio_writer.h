@@ -1,5 +1,6 @@
 #pragma once
 
+#include "audio_sink.h"
 #include "output_file.h"
 #include "output_format.h"
 
@@ -20,22 +21,16 @@ struct AudioDescription {
     std::vector<int> channelMap;      ///< SF_CHANNEL_MAP_ numbers, or empty
 };
 
-/// An audio file that is written from front to back from interleaved floats, and that has its name
-/// only after finish(). Integer samples are the nearest to full scale times the float, so that what
-/// was read from integers comes back as the same integers; values beyond full scale are clipped.
-/// Failures raise ProgramError with exitOutput.
-class AudioWriter {
+/// An audio file that is written from interleaved floats. Integer samples are the nearest to full
+/// scale times the float, so that what was read from integers comes back as the same integers.
+class AudioWriter : public OutputSink {
 public:
-    AudioWriter(const std::string& path, OutputFormat outputFormat,
+    AudioWriter(const std::string& path, const OutputFormat& format,
                 const AudioDescription& description);
 
-    /// Appends `count` samples per channel.
-    void write(const float* samples, std::int64_t count);
-
-    void finish();
-
-    /// Samples of all channels that were beyond full scale so far; always 0 for float samples.
-    [[nodiscard]] std::int64_t clippedSamples() const { return clipped; }
+    void write(const float* samples, int count) override;
+    void finish() override;
+    void commit() override { output.commit(); }
 
 private:
     struct Closer {
@@ -43,12 +38,12 @@ private:
     };
 
     [[noreturn]] void failAsLibrary();
-    int toInteger(float sample);
+    [[nodiscard]] int toInteger(float sample) const;
 
     std::string name;
     int channels;
-    int integerBits;
-    std::int64_t clipped = 0;
+    OutputFormat format;
+    std::int64_t length = 0; // samples per channel
     std::vector<int> integers;
     OutputFile output;
     std::unique_ptr<SNDFILE, Closer> file; // writes into output, so it goes first

@@ -6,6 +6,8 @@
 #include "engine/sorvane_engine.h"
 
 #include <algorithm>
+#include <set>
+#include <sstream>
 
 namespace sorvane::tools {
 
@@ -44,7 +46,7 @@ int findBus(const std::string& bus, const std::vector<std::string>& names,
             const std::string& option) {
     const auto sameName = std::count(names.begin(), names.end(), bus);
     if (sameName > 1)
-        fail(option + ": several busses are called " + quoted(bus) + "; use a number");
+        fail(option + ": several busses are called " + inQuotes(bus) + "; use a number");
     auto index =
         static_cast<std::size_t>(std::find(names.begin(), names.end(), bus) - names.begin());
     const bool isNumber =
@@ -52,9 +54,9 @@ int findBus(const std::string& bus, const std::vector<std::string>& names,
     if (sameName == 0 && isNumber)
         index = std::stoul(bus);
     if (index >= names.size())
-        fail(option + ": there is no bus " + quoted(bus) + "; the busses are " + listOf(names));
+        fail(option + ": there is no bus " + inQuotes(bus) + "; the busses are " + listOf(names));
     if (index >= mostBussesWithParameters)
-        fail(option + ": bus " + quoted(bus) + " can't be steered, only the first sixteen can");
+        fail(option + ": bus " + inQuotes(bus) + " can't be steered, only the first sixteen can");
     return static_cast<int>(index);
 }
 
@@ -65,20 +67,10 @@ void applyAssignment(const std::string& text, const std::string& option, const s
     const std::optional<double> value =
         split == std::string::npos ? std::nullopt : parseNumber(text.substr(split + 1));
     if (!value)
-        fail(option + ": " + quoted(text) + " is not of the form " + form);
+        fail(option + ": " + inQuotes(text) + " is not of the form " + form);
     requireInRange(*value, range, option + " " + printable(text));
     const int bus = findBus(text.substr(0, split), processor.busNames(), option);
     processor.setParameter(firstId + bus, *value);
-}
-
-void isolate(const std::string& stem, Processor& processor) {
-    const std::vector<std::string>& names = processor.busNames();
-    const int chosen = findBus(stem, names, "--stem");
-    if (names.size() > mostBussesWithParameters)
-        fail("--stem: busses past the sixteenth can't be silenced, and this model has " +
-             std::to_string(names.size()));
-    for (int bus = 0; bus < static_cast<int>(names.size()); ++bus)
-        processor.setParameter(SORVANE_BUS_GAIN + bus, bus == chosen ? 1.0 : 0.0);
 }
 
 } // namespace
@@ -97,7 +89,32 @@ void applyBusOptions(const BusOptions& options, Processor& processor) {
         applyAssignment(sensitivity, "--sensitivity", "BUS=PERCENT", SORVANE_BUS_SENSITIVITY,
                         sensitivityRange, processor);
     if (options.stem)
-        isolate(*options.stem, processor);
+        isolateBus(findBus(*options.stem, processor.busNames(), "--stem"), processor, "--stem");
+}
+
+std::vector<int> findBusses(const std::string& list, const std::vector<std::string>& names,
+                            const std::string& option) {
+    std::set<int> busses;
+    if (list == "all") {
+        for (std::size_t bus = 0; bus < names.size(); ++bus)
+            busses.insert(static_cast<int>(bus));
+    } else {
+        std::istringstream items(list);
+        for (std::string item; std::getline(items, item, ',');)
+            busses.insert(findBus(item, names, option));
+    }
+    if (busses.empty())
+        fail(option + ": the list is empty");
+    return {busses.begin(), busses.end()};
+}
+
+void isolateBus(int bus, Processor& processor, const std::string& option) {
+    const auto numBusses = static_cast<int>(processor.busNames().size());
+    if (numBusses > mostBussesWithParameters)
+        fail(option + ": busses past the sixteenth can't be silenced, and this model has " +
+             std::to_string(numBusses));
+    for (int other = 0; other < numBusses; ++other)
+        processor.setParameter(SORVANE_BUS_GAIN + other, other == bus ? 1.0 : 0.0);
 }
 
 } // namespace sorvane::tools

@@ -22,4 +22,13 @@ struct BusOptions {
 /// the model's busses don't allow.
 void applyBusOptions(const BusOptions& options, Processor& processor);
 
+/// The busses of a comma-separated list, or of "all", each once and in the model's order. Raises
+/// ProgramError with exitUsage as above.
+std::vector<int> findBusses(const std::string& list, const std::vector<std::string>& names,
+                            const std::string& option);
+
+/// Sets the gains so that the processor gives this bus alone. Raises ProgramError with exitUsage
+/// when the model has busses that can't be silenced.
+void isolateBus(int bus, Processor& processor, const std::string& option);
+
 } // namespace sorvane::tools

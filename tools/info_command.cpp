@@ -1,5 +1,7 @@
 #include "info_command.h"
 
+#include "info_formats.h"
+#include "layer_details.h"
 #include "model_outline.h"
 #include "processor.h"
 #include "text.h"
@@ -75,13 +77,6 @@ void printBusses(const std::vector<std::string>& names) {
                       (bus + 1 == names.size() ? " (what is left over)" : ""));
 }
 
-std::string shapeText(const std::vector<int>& shape) {
-    std::string text;
-    for (const int dimension : shape)
-        text += (text.empty() ? "" : "x") + std::to_string(dimension);
-    return text.empty() ? "empty" : text;
-}
-
 /// A table's row of cells: name, class, inputs, tensors and parameters.
 std::vector<std::string> layerCells(const LayerOutline& layer) {
     const auto append = [](std::string& list, const std::string& item) {
@@ -91,12 +86,8 @@ std::vector<std::string> layerCells(const LayerOutline& layer) {
     for (const std::string& input : layer.inputs)
         append(inputs, printable(input));
     std::string details;
-    for (const TensorOutline& tensor : layer.tensors)
-        append(details,
-               tensor.label + " " + shapeText(tensor.shape) + (tensor.half ? " (half)" : ""));
-    for (const LayerParameter& parameter : layer.parameters)
-        if (parameter.label != "unusedParameter")
-            append(details, parameter.label + " " + shortNumber(parameter.value));
+    for (const std::string& item : layerDetails(layer))
+        append(details, item);
     return {printable(layer.name), layer.className, inputs, details};
 }
 
@@ -125,23 +116,40 @@ void printLayers(const ModelOutline& outline) {
     }
 }
 
-void runInfo(const std::string& path) {
-    const ModelOutline outline = loadOutline(path);
-    const Processor processor(path, std::max(outline.model.numInputChannels, 1),
-                              outline.model.sampleRate);
-    printHeader(outline, processor.latency());
-    printBusses(processor.busNames());
-    printLayers(outline);
+struct InfoOptions {
+    std::string model;
+    bool json = false;
+    bool dot = false;
+};
+
+void runInfo(const InfoOptions& options) {
+    ModelInfo info{loadOutline(options.model), {}, 0};
+    const NeuralModel<float>& model = info.outline.model;
+    const Processor processor(options.model, std::max(model.numInputChannels, 1), model.sampleRate);
+    info.busNames = processor.busNames();
+    info.latencySamples = processor.latency();
+    if (options.json || options.dot) {
+        std::fputs((options.json ? infoAsJson(info) : infoAsDot(info)).c_str(), stdout);
+        return;
+    }
+    printHeader(info.outline, info.latencySamples);
+    printBusses(info.busNames);
+    printLayers(info.outline);
 }
 
 } // namespace
 
 void addInfoCommand(CLI::App& program) {
-    auto path = std::make_shared<std::string>();
+    auto options = std::make_shared<InfoOptions>();
     CLI::App* command = program.add_subcommand("info", "Show what a model file holds");
-    command->add_option("MODEL", *path, "Model file")->required();
-    command->footer("Example:\n  sorvane info noise-gate-48k.model\n");
-    command->callback([path] { runInfo(*path); });
+    command->add_option("MODEL", options->model, "Model file")->required();
+    CLI::Option* json = command->add_flag("--json", options->json, "Print it as JSON");
+    command->add_flag("--dot", options->dot, "Print the network as a graph for Graphviz")
+        ->excludes(json);
+    command->footer("Examples:\n"
+                    "  sorvane info noise-gate-48k.model\n"
+                    "  sorvane info noise-gate-48k.model --dot | dot -Tsvg -o network.svg\n");
+    command->callback([options] { runInfo(*options); });
 }
 
 } // namespace sorvane::tools

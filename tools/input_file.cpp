@@ -12,7 +12,7 @@ namespace sorvane::tools {
 
 void requireReadable(const std::string& path) {
     const auto fail = [&](const std::string& reason) {
-        throw ProgramError(exitInput, "can't read " + quoted(path) + ": " + reason);
+        throw ProgramError(exitInput, "can't read " + inQuotes(path) + ": " + reason);
     };
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);

@@ -1,38 +1,31 @@
 #include "interrupt.h"
 
+#include "platform.h"
 #include "program_error.h"
 
-#include <csignal>
+#include <atomic>
 
 namespace sorvane::tools {
 
 namespace {
 
-volatile std::sig_atomic_t caughtSignal = 0;
+/// Written by a signal handler and read by all threads, which takes an atomic without a lock.
+std::atomic<int> caughtSignal = 0;
+static_assert(std::atomic<int>::is_always_lock_free);
 
 void onSignal(int signal) {
     caughtSignal = signal;
-    std::signal(signal, SIG_DFL);
-}
-
-void catchSignal(int signal) {
-    if (std::signal(signal, onSignal) == SIG_IGN)
-        std::signal(signal, SIG_IGN);
 }
 
 } // namespace
 
 void catchInterrupts() {
-    catchSignal(SIGINT);
-    catchSignal(SIGTERM);
-#if defined(SIGHUP)
-    catchSignal(SIGHUP);
-#endif
+    platform::handleInterrupts(onSignal);
 }
 
 void throwIfInterrupted() {
-    if (caughtSignal != 0)
-        throw ProgramError(exitSignalBase + caughtSignal, "interrupted");
+    if (const int signal = caughtSignal)
+        throw ProgramError(exitSignalBase + signal, "interrupted");
 }
 
 } // namespace sorvane::tools

@@ -1,12 +1,11 @@
+#include "bench_command.h"
+#include "console.h"
 #include "info_command.h"
 #include "process_command.h"
 #include "program_error.h"
-#include "text.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <exception>
-#include <new>
 #include <string>
 
 namespace {
@@ -14,7 +13,7 @@ namespace {
 using namespace sorvane::tools;
 
 int report(int exitCode, const std::string& message) {
-    std::fprintf(stderr, "sorvane: %s\n", printable(message).c_str());
+    printMessage(message);
     return exitCode;
 }
 
@@ -37,6 +36,7 @@ int run(int argc, char** argv) {
                    exitCodes);
     addProcessCommand(program);
     addInfoCommand(program);
+    addBenchCommand(program);
     try {
         program.parse(argc, argv); // runs the subcommand
     } catch (const CLI::ParseError& error) {
@@ -57,13 +57,10 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return run(argc, argv);
-    } catch (const ProgramError& error) {
-        return report(error.exitCode(), error.what());
-    } catch (const std::bad_alloc&) {
-        return report(exitFailure, "out of memory");
-    } catch (const std::exception& error) {
-        return report(exitFailure, error.what());
+    } catch (const ProgramEnd& end) {
+        return end.exitCode();
     } catch (...) {
-        return report(exitFailure, "unknown failure");
+        const Failure failure = currentFailure();
+        return report(failure.exitCode, failure.message);
     }
 }

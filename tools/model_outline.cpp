@@ -211,7 +211,7 @@ ModelOutline loadOutline(const std::string& path) {
     } catch (const std::exception&) {
         // Whatever a broken file leads to says no more than the message below.
     }
-    throw ProgramError(exitModel, quoted(path) + " is not a valid model");
+    throw ProgramError(exitModel, inQuotes(path) + " is not a valid model");
 }
 
 } // namespace sorvane::tools

@@ -1,5 +1,7 @@
 #include "output_file.h"
 
+#include "interrupt.h"
+#include "platform.h"
 #include "program_error.h"
 #include "text.h"
 
@@ -15,21 +17,18 @@ namespace sorvane::tools {
 namespace {
 
 [[noreturn]] void fail(const std::string& name, const std::string& reason) {
-    throw ProgramError(exitOutput, "can't write " + quoted(name) + ": " + reason);
-}
-
-/// 64-bit positions where `long` has 32 bits.
-bool seekFile(std::FILE* file, std::int64_t position) {
-#if defined(_WIN32)
-    return _fseeki64(file, position, SEEK_SET) == 0;
-#else
-    return fseeko(file, position, SEEK_SET) == 0;
-#endif
+    throw ProgramError(exitOutput, "can't write " + inQuotes(name) + ": " + reason);
 }
 
 } // namespace
 
 OutputFile::OutputFile(const std::string& path) : name(path), target(path) {
+    if (path == "-") {
+        name = "standard output";
+        platform::makeBinary(stdout);
+        file.reset(stdout);
+        return;
+    }
     std::error_code error;
     if (fs::is_symlink(fs::symlink_status(target, error)))
         target = fs::weakly_canonical(target, error).string();
@@ -106,7 +105,7 @@ bool OutputFile::seek(std::int64_t position) {
     if (position < 0 || (temporary.empty() && position > length))
         return false;
     errno = 0;
-    if (!temporary.empty() && !seekFile(file.get(), position)) {
+    if (!temporary.empty() && !platform::seekFile(file.get(), position)) {
         keepError(errno);
         return false;
     }
@@ -119,14 +118,25 @@ void OutputFile::keepError(int error) {
         firstError = error != 0 ? error : EIO;
 }
 
+void OutputFile::flush() {
+    errno = 0;
+    if (firstError == 0 && std::fflush(file.get()) != 0)
+        keepError(errno);
+}
+
 void OutputFile::throwIfFailed() const {
-    if (firstError != 0)
-        fail(name, std::strerror(firstError));
+    if (firstError == 0)
+        return;
+    throwIfInterrupted();
+    if (isWrittenStraight() && platform::meansClosedPipe(firstError))
+        throw ProgramEnd(exitSuccess);
+    fail(name, std::strerror(firstError));
 }
 
 bool OutputFile::closeFile() {
     errno = 0;
-    return std::fclose(file.release()) == 0;
+    std::FILE* closed = file.release();
+    return (closed == stdout ? std::fflush(closed) : std::fclose(closed)) == 0;
 }
 
 void OutputFile::commit() {

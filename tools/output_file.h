@@ -9,10 +9,11 @@ namespace sorvane::tools {
 
 /// A file that appears under its name only when it is whole: it is written beside the target under
 /// a temporary name, which commit() changes and the destructor removes. A target that is no regular
-/// file, such as a device or a pipe, is written straight.
+/// file, such as a device or a pipe, is written straight; so is standard output, for the path "-".
 ///
 /// Failures to create or to commit raise ProgramError with exitOutput. Writes don't raise, for they
-/// are made inside a C library: the first failure is kept, and throwIfFailed() raises it.
+/// are made inside a C library: the first failure is kept, and throwIfFailed() raises it. A pipe
+/// whose reader has gone raises ProgramEnd with exitSuccess instead.
 class OutputFile {
 public:
     explicit OutputFile(const std::string& path);
@@ -28,6 +29,12 @@ public:
     [[nodiscard]] std::int64_t position() const { return offset; }
     [[nodiscard]] std::int64_t size() const { return length; }
 
+    /// True for what has no temporary file.
+    [[nodiscard]] bool isWrittenStraight() const { return temporary.empty(); }
+
+    /// Hands what was written to the system.
+    void flush();
+
     void throwIfFailed() const;
 
     /// Closes the file and gives it its name.
@@ -35,7 +42,10 @@ public:
 
 private:
     struct Closer {
-        void operator()(std::FILE* opened) const { std::fclose(opened); }
+        void operator()(std::FILE* opened) const {
+            if (opened != stdout)
+                std::fclose(opened);
+        }
     };
 
     void openDirectly();

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
-#include <limits>
+#include <iterator>
 #include <sndfile.h>
 #include <vector>
 
@@ -116,20 +116,54 @@ bool canHold(int format, const OutputRequest& request) {
     return sf_format_check(&info) != 0;
 }
 
-const Container& containerOf(const std::string& path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
-        !std::filesystem::path(path).has_extension())
-        return containers[0]; // a device such as /dev/null
-    std::string extension = std::filesystem::path(path).extension().string();
+const Container* findContainer(std::string extension) {
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    for (const Container& container : containers)
-        if (extension == std::string(".") + container.extension)
-            return container;
-    throw ProgramError(exitUsage, "can't tell the format of " + quoted(path) +
+    const auto* found = std::find_if(std::begin(containers), std::end(containers),
+                                     [&](const Container& c) { return extension == c.extension; });
+    return found == std::end(containers) ? nullptr : found;
+}
+
+/// True for pipes and devices, whose header can't be completed at the end.
+bool isWrittenStraight(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+}
+
+const Container& containerOf(const std::string& path) {
+    if (isWrittenStraight(path) && !std::filesystem::path(path).has_extension())
+        return containers[0]; // a device such as /dev/null
+    const std::string extension = std::filesystem::path(path).extension().string();
+    if (const Container* container = findContainer(extension.empty() ? "" : extension.substr(1)))
+        return *container;
+    throw ProgramError(exitUsage, "can't tell the format of " + inQuotes(path) +
                                       " by its extension; known are " + knownExtensions());
+}
+
+/// The container with the right kind of sizes for the length, still without its sample type.
+OutputFormat sized(const Container& container, const Coding& coding, const OutputRequest& request) {
+    OutputFormat result{container.format, coding.integerBits};
+    if (!container.sizesOf32Bits)
+        return result;
+    const auto mostSamples =
+        static_cast<std::int64_t>(mostBytesOf32Bits / request.channels / coding.bytes);
+    const bool isWav = container.format == SF_FORMAT_WAV;
+    const bool canGrow = isWav && !isWrittenStraight(request.path);
+    if (canGrow && (request.length > mostSamples || request.length == unknownLength)) {
+        result.format = SF_FORMAT_RF64;
+        result.becomesWav = true;
+        return result;
+    }
+    if (request.length > mostSamples && !isWav)
+        throw ProgramError(exitUsage,
+                           std::string("the result is too long for a file of the kind .") +
+                               container.extension + "; wav, w64 and flac have no limit");
+    if (isWav && request.channels > 2)
+        result.format = SF_FORMAT_WAVEX; // names the speakers
+    if (!isWav || canGrow)
+        result.mostSamples = mostSamples;
+    return result;
 }
 
 } // namespace
@@ -147,24 +181,18 @@ OutputFormat chooseOutputFormat(const OutputRequest& request) {
     for (const int type : types) {
         if (!canHold(container.format | type, request))
             continue;
-        const Coding coding = codingOf(type);
-        int format = container.format;
-        const double bytes = static_cast<double>(request.length) * request.channels * coding.bytes;
-        const bool tooLong = container.sizesOf32Bits && bytes > mostBytesOf32Bits;
-        if (format == SF_FORMAT_WAV && tooLong)
-            format = SF_FORMAT_RF64;
-        else if (tooLong)
-            throw ProgramError(exitUsage,
-                               std::string("the result is too long for a file of the kind .") +
-                                   container.extension + "; wav, w64 and flac have no limit");
-        else if (format == SF_FORMAT_WAV && request.channels > 2)
-            format = SF_FORMAT_WAVEX; // names the speakers
-        return {format | type, coding.integerBits};
+        OutputFormat result = sized(container, codingOf(type), request);
+        result.format |= type;
+        return result;
     }
     throw ProgramError(exitUsage, std::string("a file of the kind .") + container.extension +
                                       " can't hold " + std::to_string(request.channels) +
                                       " channels of this sample type at " +
                                       std::to_string(request.sampleRate) + " Hz");
+}
+
+bool isKnownExtension(const std::string& extension) {
+    return findContainer(extension) != nullptr;
 }
 
 std::string knownExtensions() {

@@ -1,35 +1,32 @@
 #include "process_command.h"
 
-#include "audio_reader.h"
-#include "audio_writer.h"
-#include "bus_options.h"
+#include "console.h"
 #include "interrupt.h"
-#include "output_format.h"
+#include "output_plan.h"
+#include "platform.h"
+#include "process_arguments.h"
+#include "process_options.h"
+#include "process_run.h"
 #include "processor.h"
 #include "program_error.h"
-#include "stream_loop.h"
+#include "run_report.h"
 #include "text.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+
+namespace fs = std::filesystem;
 
 namespace sorvane::tools {
 
 namespace {
 
-constexpr int defaultBlock = 1024;
-constexpr int largestBlock = 1 << 24;
-
-struct ProcessOptions {
-    std::string model;
-    std::string input;
-    std::string output;
-    int block = defaultBlock;
-    std::string sampleType; // as on the command line, or empty
-    BusOptions busses;
-};
+[[noreturn]] void fail(const std::string& message) {
+    throw ProgramError(exitUsage, message);
+}
 
 SampleType sampleTypeOf(const std::string& text) {
     if (text == "pcm16")
@@ -39,80 +36,117 @@ SampleType sampleTypeOf(const std::string& text) {
     return text == "float32" ? SampleType::float32 : SampleType::sameAsInput;
 }
 
-void requireDifferentFiles(const std::string& input, const std::string& output) {
+ClipMode clipModeOf(const std::string& text) {
+    if (text == "limit")
+        return ClipMode::limit;
+    return text == "scale" ? ClipMode::scale : ClipMode::none;
+}
+
+double timeOf(const std::string& text, const std::string& option) {
+    const std::optional<double> seconds = parseTime(text);
+    if (!seconds)
+        fail(option + ": " + inQuotes(text) + " is not a time such as 90, 1:30 or 1:02:03.5");
+    return *seconds;
+}
+
+ProcessOptions optionsOf(const ProcessArguments& arguments) {
+    ProcessOptions options = arguments.options;
+    options.sampleType = sampleTypeOf(arguments.sampleType);
+    options.clip = clipModeOf(arguments.clip);
+    if (!arguments.start.empty())
+        options.start = timeOf(arguments.start, "--start");
+    if (!arguments.duration.empty())
+        options.duration = timeOf(arguments.duration, "--duration");
+    if (!arguments.rawInput.empty())
+        options.rawInput = parseRawInput(arguments.rawInput, "--raw-input");
+    if (!arguments.rawOutput.empty())
+        options.rawOutput = parseRawFormat(arguments.rawOutput, "--raw-output");
+    return options;
+}
+
+/// All files are inputs, or the last is the output.
+void requireSoundFiles(const ProcessArguments& arguments) {
+    std::vector<std::string> inputs = arguments.files;
+    if (arguments.outputFolder.empty()) {
+        if (inputs.size() < 2)
+            fail("an OUTPUT is required, or --out-dir");
+        if (inputs.size() == 2 && inputs.back() == "-" && arguments.rawOutput.empty())
+            fail("standard output takes packed samples; --raw-output names their format");
+        if (!arguments.stems.empty() || !arguments.pattern.empty())
+            fail("--stems and --name need --out-dir");
+        inputs.pop_back();
+    }
+    for (const std::string& input : inputs)
+        if (fs::path(input).extension() == ".model")
+            fail("only one model can be used: a processor of several takes audio and gives none");
+    if (arguments.outputFolder.empty() && inputs.size() > 1)
+        fail("several inputs need --out-dir");
+    const auto numStandard = std::count(inputs.begin(), inputs.end(), "-");
+    if (numStandard > 0 && arguments.rawInput.empty())
+        fail("standard input gives packed samples; --raw-input names their format");
+    if (numStandard > 1)
+        fail("standard input can be read only once");
+}
+
+void makeFolder(const std::string& folder) {
     std::error_code error;
-    if (std::filesystem::is_regular_file(output, error) &&
-        std::filesystem::equivalent(input, output, error))
-        throw ProgramError(exitUsage, "input and output are the same file");
+    fs::create_directories(folder, error);
+    if (!fs::is_directory(folder))
+        throw ProgramError(exitOutput,
+                           "can't make the folder " + inQuotes(folder) + ": " + error.message());
 }
 
-void runProcess(const ProcessOptions& options) {
-    AudioReader reader(options.input);
-    requireDifferentFiles(options.input, options.output);
-    requireDifferentFiles(options.model, options.output);
-    const OutputFormat format =
-        chooseOutputFormat({options.output, reader.format(), reader.sampleRate(), reader.channels(),
-                            reader.expectedLength(), sampleTypeOf(options.sampleType)});
-    Processor processor(options.model, reader.channels(), reader.sampleRate());
-    applyBusOptions(options.busses, processor);
+std::vector<FilePlan> planFiles(const ProcessArguments& arguments) {
+    if (arguments.outputFolder.empty())
+        return {{arguments.files.front(), {{arguments.files.back(), std::nullopt}}}};
+    // What is wrong with the model or the options for busses shows before the first file.
+    Processor processor(arguments.options.model, 1, 48000.0);
+    applyBusOptions(arguments.options.busses, processor);
+    NamingRules rules;
+    rules.folder = arguments.outputFolder;
+    rules.pattern = arguments.pattern;
+    rules.extension = arguments.rawOutput.empty() ? "" : "raw";
+    if (!arguments.stems.empty()) {
+        rules.stems = findBusses(arguments.stems, processor.busNames(), "--stems");
+        isolateBus(rules.stems.front(), processor, "--stems");
+    }
+    if (arguments.options.busses.stem)
+        rules.mixName = *arguments.options.busses.stem;
+    return planOutputs(arguments.files, rules, processor.busNames());
+}
+
+void runProcess(const ProcessArguments& arguments) {
+    requireSoundFiles(arguments);
+    const ProcessOptions options = optionsOf(arguments);
+    const std::vector<FilePlan> plans = planFiles(arguments);
+    requireWritable(plans, options.model, arguments.force);
+    if (!arguments.outputFolder.empty())
+        makeFolder(arguments.outputFolder);
     catchInterrupts();
-    AudioWriter writer(
-        options.output, format,
-        {reader.sampleRate(), reader.channels(), reader.texts(), reader.channelMap()});
-    streamThrough(reader, processor, writer, options.block);
-    writer.finish();
-    if (writer.clippedSamples() > 0)
-        std::fprintf(stderr, "sorvane: warning: %s samples were beyond full scale and clipped\n",
-                     groupedNumber(writer.clippedSamples()).c_str());
-}
+    platform::ignoreBrokenPipes();
 
-const char* const examples =
-    "The output's extension chooses its format. It is as long as the input and aligned with it.\n"
-    "A bus is written as its name or as its number from 0; `sorvane info MODEL` lists them.\n"
-    "\n"
-    "Examples:\n"
-    "  sorvane process noise-gate-48k.model talk.wav clean.flac\n"
-    "  sorvane process noise-gate-48k.model talk.wav clean.wav --remainder -30\n"
-    "  sorvane process noise-gate-48k.model talk.wav noise.wav --stem Noise\n"
-    "  sorvane process band.model song.flac quiet-drums.flac --gain Drums=0.3 --gain 2=1.5\n";
+    std::vector<FileReport> reports;
+    {
+        Console console(arguments.quiet, static_cast<int>(plans.size()));
+        reports = runFiles(plans, options, arguments.jobs, console);
+    }
+    if (arguments.report == "json") {
+        // Nothing may come among the samples.
+        const bool audioOnOutput = plans.front().outputs.front().path == "-";
+        std::fputs(reportAsJson(options.model, reports).c_str(), audioOnOutput ? stderr : stdout);
+    }
+    for (const FileReport& report : reports)
+        if (report.failure)
+            throw ProgramEnd(report.failure->exitCode);
+}
 
 } // namespace
 
 void addProcessCommand(CLI::App& program) {
-    auto options = std::make_shared<ProcessOptions>();
-    CLI::App* command = program.add_subcommand("process", "Send an audio file through a model");
-    command->footer(examples);
-    command->add_option("MODEL", options->model, "Model file")->required();
-    command->add_option("INPUT", options->input, "Audio file to read")->required();
-    command->add_option("OUTPUT", options->output, "Audio file to write")->required();
-
-    // Each occurrence of a repeatable option takes one value, or it would swallow the file names.
-    CLI::Option* remainder = command->add_option(
-        "--remainder", options->busses.remainderLevel,
-        "Level of what the mask leaves over in dB, -96 to 0; models of one mask");
-    remainder->type_name("DB");
-    CLI::Option* gain = command->add_option("--gain", options->busses.gains,
-                                            "Linear gain of a bus, 0 to 100; repeatable");
-    gain->type_name("BUS=FACTOR")->allow_extra_args(false);
-    command
-        ->add_option("--sensitivity", options->busses.sensitivities,
-                     "How far the mask of a bus is bent, -100 to 100 per cent; repeatable")
-        ->type_name("BUS=PERCENT")
-        ->allow_extra_args(false);
-    command->add_option("--stem", options->busses.stem, "Give this bus alone")
-        ->type_name("BUS")
-        ->excludes(gain)
-        ->excludes(remainder);
-    command
-        ->add_option("--sample-type", options->sampleType,
-                     "Samples of the output instead of the input's")
-        ->type_name("TYPE")
-        ->check(CLI::IsMember({"pcm16", "pcm24", "float32"}));
-    command->add_option("--block", options->block, "Samples that are processed at a time")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(1, largestBlock));
-    command->callback([options] { runProcess(*options); });
+    auto arguments = std::make_shared<ProcessArguments>();
+    CLI::App* command = program.add_subcommand("process", "Send audio files through a model");
+    addProcessArguments(*command, *arguments);
+    command->callback([arguments] { runProcess(*arguments); });
 }
 
 } // namespace sorvane::tools

@@ -30,11 +30,12 @@ void Processor::Deleter::operator()(void* pointer) const {
     sorvaneDeleteProcessor(pointer);
 }
 
-Processor::Processor(const std::string& modelPath, int channels, double sampleRate) {
+Processor::Processor(const std::string& modelPath, int channelCount, double rate)
+    : numChannels(channelCount), hostRate(rate) {
     requireReadable(modelPath);
-    handle.reset(sorvaneCreateProcessor(modelPath.c_str(), channels, sampleRate));
+    handle.reset(sorvaneCreateProcessor(modelPath.c_str(), numChannels, hostRate));
     if (handle == nullptr)
-        throw ProgramError(exitModel, quoted(modelPath) + " is not a valid model");
+        throw ProgramError(exitModel, inQuotes(modelPath) + " is not a valid model");
     const int numBusses = sorvaneGetNumOfOutputBusses(handle.get());
     for (int bus = 0; bus < numBusses; ++bus)
         names.push_back(busName(handle.get(), bus));

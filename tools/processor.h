@@ -20,6 +20,9 @@ public:
 
     void setParameter(int id, double value);
 
+    [[nodiscard]] int channels() const { return numChannels; }
+    [[nodiscard]] double sampleRate() const { return hostRate; }
+
     /// The remainder, always the last bus, included.
     [[nodiscard]] const std::vector<std::string>& busNames() const { return names; }
 
@@ -35,6 +38,8 @@ private:
     };
 
     std::unique_ptr<void, Deleter> handle;
+    int numChannels;
+    double hostRate;
     std::vector<std::string> names;
     int latencySamples = 0;
     double hopSeconds = 0;

@@ -28,4 +28,24 @@ private:
     int code;
 };
 
+/// Ends the program without a word: all has been said, or, with exitSuccess, the reader of a pipe
+/// has had enough.
+class ProgramEnd : public std::exception {
+public:
+    explicit ProgramEnd(int exitCode) : code(exitCode) {}
+
+    [[nodiscard]] int exitCode() const { return code; }
+
+private:
+    int code;
+};
+
+struct Failure {
+    int exitCode = exitSuccess;
+    std::string message;
+};
+
+/// What the exception that is being handled means to the user. ProgramEnd passes through.
+Failure currentFailure();
+
 } // namespace sorvane::tools

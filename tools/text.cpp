@@ -15,7 +15,7 @@ std::string printable(std::string text) {
     return text;
 }
 
-std::string quoted(const std::string& text) {
+std::string inQuotes(const std::string& text) {
     return "'" + printable(text) + "'";
 }
 
@@ -27,6 +27,34 @@ std::optional<double> parseNumber(const std::string& text) {
     if (end != text.c_str() + text.size() || !std::isfinite(value))
         return std::nullopt;
     return value;
+}
+
+std::optional<double> parseTime(const std::string& text) {
+    constexpr double longest = 1e8;
+    double seconds = 0.0;
+    std::size_t begin = 0;
+    for (int part = 0;; ++part) {
+        const std::size_t end = text.find(':', begin);
+        const std::optional<double> value = parseNumber(text.substr(begin, end - begin));
+        if (!value || *value < 0.0 || part == 3)
+            return std::nullopt;
+        seconds = seconds * 60.0 + *value;
+        if (end == std::string::npos)
+            break;
+        begin = end + 1;
+    }
+    return seconds <= longest ? std::optional(seconds) : std::nullopt;
+}
+
+std::string timeText(double seconds) {
+    const auto whole = std::llround(seconds);
+    char buffer[64];
+    if (whole < 3600)
+        std::snprintf(buffer, sizeof buffer, "%lld:%02lld", whole / 60, whole % 60);
+    else
+        std::snprintf(buffer, sizeof buffer, "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60,
+                      whole % 60);
+    return buffer;
 }
 
 std::string shortNumber(double value, int digits) {

@@ -10,10 +10,16 @@ namespace sorvane::tools {
 std::string printable(std::string text);
 
 /// Single quotes around printable(text).
-std::string quoted(const std::string& text);
+std::string inQuotes(const std::string& text);
 
 /// The number that `text` is as a whole, or nothing; "inf" and "nan" are none.
 std::optional<double> parseNumber(const std::string& text);
+
+/// Seconds of "90", "1:30" or "1:02:03.5", from 0 to 10^8, or nothing.
+std::optional<double> parseTime(const std::string& text);
+
+/// The same the other way round, in whole seconds: "0:42", "1:02:03".
+std::string timeText(double seconds);
 
 /// At most `digits` significant digits, without trailing zeros.
 std::string shortNumber(double value, int digits = 6);

@@ -1,6 +1,8 @@
 #include "audio/audio_queue.h"
 
-#include "support/bounded_list.h"
+#include "support/vector_rows.h"
+
+#include <algorithm>
 
 namespace sorvane {
 
@@ -13,7 +15,7 @@ void AudioQueue::add(const Signal32& block) {
         clear();
     if (block.length < 1)
         return;
-    appendBounded(blocks, block, maxSignalsInList);
+    blocks.push_back(block, maxSignalsInList);
     numPending += block.length;
 }
 
@@ -47,25 +49,45 @@ Signal32 AudioQueue::pop(int count) {
     if (numChannels < 1)
         return {};
     Signal32 result(numChannels, count);
-    copyTo(result, count);
-    consume(count);
-    numPending -= count;
+    popTo(result);
     return result;
 }
 
+void AudioQueue::popTo(Signal32& result) {
+    copyTo(result, result.length);
+    consume(result.length);
+    numPending -= result.length;
+}
+
 void AudioQueue::copyTo(Signal32& result, int count) const {
-    int remaining = count;
-    int offset = readOffset;
-    for (const Signal32& block : blocks) {
-        if (block.length - offset > remaining) {
-            result.copyRange(count - remaining, block, offset, offset + remaining);
-            return;
+    visit(count, [&](const Signal32& block, int start, int length, int position) {
+        result.copyRange(position, block, start, start + length);
+    });
+}
+
+void AudioQueue::readTimes(const Signal32& window, Signal32& result, int offset) const {
+    visit(window.length, [&](const Signal32& block, int start, int length, int position) {
+        for (int c = 0; c < block.channels; ++c) {
+            requireMemory(block.row(c));
+            float* row = result.channelData(c);
+            requireMemory(row);
+            check(ippsMul_32f(block.row(c) + start, window.row(0) + position,
+                              row + offset + position, length));
         }
-        result.copyRange(count - remaining, block, offset, block.length);
-        remaining -= block.length - offset;
-        if (remaining == 0)
+    });
+}
+
+template <typename Use>
+void AudioQueue::visit(int count, Use use) const {
+    int start = readOffset;
+    int position = 0;
+    for (const Signal32& block : blocks) {
+        const int length = std::min(block.length - start, count - position);
+        use(block, start, length, position);
+        position += length;
+        if (position == count)
             return;
-        offset = 0;
+        start = 0;
     }
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "audio/signal.h"
+#include "support/recycled_list.h"
 
 #include <cstdint>
-#include <list>
 
 namespace sorvane {
 
@@ -30,22 +30,34 @@ public:
     /// undefined.
     [[nodiscard]] Signal32 read(int count) const;
 
+    /// Multiplies the oldest samples of all channels by row 0 of a window and stores them from `offset` on in `result`, a
+    /// signal of the stream's channels; as many as the window is long and are queued.
+    void readTimes(const Signal32& window, Signal32& result, int offset) const;
+
     /// Drops the oldest `count` samples, all if there are no more. Keeps the channel count.
     void discard(int count);
 
     /// Takes the oldest `count` samples, which must not be more than are pending.
     [[nodiscard]] Signal32 pop(int count);
 
+    /// The same, as many samples as `result` has, into a signal of the stream's channels.
+    void popTo(Signal32& result);
+
 private:
-    /// Copies from block to block until `count` samples are in `result`.
+    /// Calls `use(block, start, count, position)` for each block of the oldest `count` samples:
+    /// `count` samples of the block from `start` on, which are `position` after the oldest.
+    template <typename Use>
+    void visit(int count, Use use) const;
+
+    /// Copies until `count` samples are in `result`.
     void copyTo(Signal32& result, int count) const;
 
     /// Lets go of the oldest `count` samples, block by block.
     void consume(int count);
 
-    std::int64_t numPending = 0; // the lengths of all blocks less readOffset
-    std::list<Signal32> blocks;  // oldest first, each of one sample or more
-    int readOffset = 0;          // samples of the oldest block that are consumed
+    std::int64_t numPending = 0;   // the lengths of all blocks less readOffset
+    RecycledList<Signal32> blocks; // oldest first, each of one sample or more
+    int readOffset = 0;            // samples of the oldest block that are consumed
     int numChannels = -1;
 };
 

@@ -34,29 +34,36 @@ void FFT32::rebuild(int length) {
 }
 
 ComplexSignal32 FFT32::forward(const Signal32& input) {
+    ComplexSignal32 result(input.channels, numBins(input.length));
+    forward(input, result);
+    return result;
+}
+
+Signal32 FFT32::inverse(const ComplexSignal32& input) {
+    Signal32 result(input.channels, numSamples(input.length));
+    inverse(input, result);
+    return result;
+}
+
+void FFT32::forward(const Signal32& input, ComplexSignal32& result) {
     if (!spec || input.length != size)
         rebuild(input.length);
-    ComplexSignal32 result(input.channels, input.length / 2 + 1);
     const bool ready = spec && input.length > 0;
     result.fill(0.0F, ready ? (1 << order) / 2 + 1 : 0);
     for (int c = 0; ready && c < input.channels; ++c)
         ippsFFTFwd_RToCCS_32f(input.row(c), reinterpret_cast<float*>(result.channelData(c)), spec,
                               workBuffer);
-    return result;
 }
 
-Signal32 FFT32::inverse(const ComplexSignal32& input) {
-    // Fewer than two bins have no samples.
+void FFT32::inverse(const ComplexSignal32& input, Signal32& result) {
     if (input.length < 2)
-        return {input.channels, 0};
+        return;
     if (!spec || input.length != size / 2 + 1)
         rebuild(2 * input.length - 2);
-    Signal32 result(input.channels, 2 * input.length - 2);
     result.fill(0.0F, spec ? 1 << order : 0);
     for (int c = 0; spec && c < input.channels; ++c)
         ippsFFTInv_CCSToR_32f(reinterpret_cast<const float*>(input.row(c)), result.channelData(c),
                               spec, workBuffer);
-    return result;
 }
 
 } // namespace sorvane

@@ -8,7 +8,8 @@ namespace sorvane {
 /// rebuilt only when the length changes. Neither direction scales: forward then inverse gives N
 /// times the input. For a length that isn't a power of two only the largest power of two below it
 /// takes part, and what the transform doesn't write is 0. Threads: one at a time. Real time:
-/// allocates when the length changes, and the result.
+/// allocates when the length changes, and results that
+/// aren't given.
 class FFT32 {
 public:
     FFT32() = default;
@@ -19,8 +20,15 @@ public:
     /// N samples to N / 2 + 1 bins; the first and the last have imaginary part 0.
     ComplexSignal32 forward(const Signal32& input);
 
-    /// L bins to N = 2 L - 2 samples.
+    /// L bins to N = 2 L - 2 samples, to none for fewer than two bins.
     Signal32 inverse(const ComplexSignal32& input);
+
+    /// The same into a signal of the result's channels and length.
+    void forward(const Signal32& input, ComplexSignal32& result);
+    void inverse(const ComplexSignal32& input, Signal32& result);
+
+    static int numBins(int length) { return length / 2 + 1; }
+    static int numSamples(int bins) { return bins < 2 ? 0 : 2 * bins - 2; }
 
 private:
     void rebuild(int length);

@@ -41,7 +41,7 @@ Result mapRows(const Signal& signal, Operation operation) {
 
 template <typename T>
 void SignalBase<T>::detach() {
-    if (!data || data.use_count() < 2)
+    if (!isShared())
         return;
     auto copy = std::make_shared<SignalData<T>>(data->channels, data->length);
     copyElements(data->data, copy->data,

@@ -36,6 +36,9 @@ public:
     /// True without a block, channels or samples.
     [[nodiscard]] bool isEmpty() const { return !data || channels == 0 || length == 0; }
 
+    /// True while another value has the same block.
+    [[nodiscard]] bool isShared() const { return data && data.use_count() > 1; }
+
     /// Row `channel` for reading, null without a block.
     [[nodiscard]] const T* row(int channel) const { return start(channel); }
 

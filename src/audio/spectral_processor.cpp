@@ -1,8 +1,7 @@
 #include "audio/spectral_processor.h"
 
 #include "audio/windows.h"
-#include "support/bounded_list.h"
-#include "support/vector_status.h"
+#include "support/vector_rows.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -29,6 +28,28 @@ Signal32 slice(const Signal32& signal, std::int64_t offset, int count) {
         part.copyRange(static_cast<int>(start - offset), signal, static_cast<int>(start),
                        static_cast<int>(end));
     return part;
+}
+
+/// Samples of a frame from `start` on.
+struct Part {
+    Signal32 frame;
+    int start;
+
+    /// Null for a row that the frame lacks.
+    [[nodiscard]] const float* row(int channel) const {
+        return channel < frame.channels && frame.row(channel) ? frame.row(channel) + start
+                                                              : nullptr;
+    }
+};
+
+/// Multiplies `count` samples of every row from `offset` on by a window, all of whose rows are the
+/// same.
+void multiplyRows(Signal32& signal, int offset, const Signal32& window, int count) {
+    for (int c = 0; c < signal.channels; ++c) {
+        float* row = signal.channelData(c);
+        requireMemory(row);
+        check(ippsMul_32f(row + offset, window.row(0), row + offset, count));
+    }
 }
 
 } // namespace
@@ -92,53 +113,76 @@ void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
     }
     requireShape(hop > 0);
     inputQueue.add(input);
-    while (inputQueue.pending() >= frameLength) {
-        const Signal32 frame = inputQueue.read(frameLength);
-        inputQueue.discard(hop);
-        std::list<Signal32> processed = processFrame(frame);
-        requireRoom(outputFrames.size() + processed.size(), maxSignalsInList);
-        outputFrames.splice(outputFrames.end(), processed);
-    }
+    while (inputQueue.pending() >= frameLength)
+        processFrame();
 
     const std::int64_t numHops = std::max(
         static_cast<std::int64_t>(outputFrames.size()) - overlapCount + 1, std::int64_t{0});
     requireSize(numHops * hop, std::numeric_limits<int>::max());
-    output = Signal32(outputFormat.numChannels(), static_cast<int>(numHops) * hop);
+    output = outputs.take(outputFormat.numChannels(), static_cast<int>(numHops) * hop);
     for (int k = 0; k < static_cast<int>(numHops); ++k) {
-        const Signal32 sum = sumOldestHop();
-        if (sum.isEmpty())
-            output.fill(0.0F, hop * k, hop * (k + 1));
-        else
-            output.insert(hop * k, sum);
-        outputFrames.pop_front();
+        sumOldestHop(output, hop * k);
+        frames.give(outputFrames.pop_front());
+    }
+    outputs.give(output);
+}
+
+void BaseSpectralProcessor::sumOldestHop(Signal32& output, int offset) const {
+    const auto partOf = [&](const Signal32& frame, int age) {
+        const std::int64_t position = frameLength - (tailHops + age + 1) * std::int64_t{hop};
+        const bool inside = position >= 0 && hop <= frame.length - position;
+        return inside ? Part{frame, static_cast<int>(position)}
+                      : Part{slice(frame, position, hop), 0};
+    };
+    const Part older = partOf(outputFrames.front(), 0);
+    const Part newer = partOf(*std::next(outputFrames.begin()), 1);
+    for (int c = 0; c < output.channels; ++c) {
+        const float* a = older.row(c);
+        const float* b = newer.row(c);
+        float* sum = output.channelData(c) + offset;
+        if (a && b)
+            check(ippsAdd_32f(a, b, sum, hop));
+        else if (a || b)
+            copyElements(a ? a : b, sum, hop);
+        else // frames of a stage that gave nothing
+            zeroElements(sum, hop);
     }
 }
 
-Signal32 BaseSpectralProcessor::sumOldestHop() const {
-    Signal32 sum;
-    auto node = outputFrames.begin();
-    for (int j = 0; j < overlapCount; ++j, ++node) {
-        const Signal32 part =
-            slice(*node, frameLength - (tailHops + j + 1) * std::int64_t{hop}, hop);
-        sum = sum.isEmpty() ? part : sum.add(part);
-    }
-    return sum;
-}
-
-std::list<Signal32> BaseSpectralProcessor::processFrame(const Signal32& frame) {
-    Signal32 padded = frame.multiply(analysisWindow);
+/// The oldest frame of the queue, windowed, with zeros in front up to the transform's length.
+Signal32 BaseSpectralProcessor::takeFrame() {
     const int padding = fftLength - frameLength;
-    if (padding != 0) {
-        const Signal32 windowed = padded;
-        padded = Signal32(frame.channels, fftLength, 0.0F);
-        padded.insert(padding, windowed);
-    }
+    Signal32 frame = frames.take(std::max(inputQueue.channels(), 0), fftLength);
+    frame.fill(0.0F, 0, padding);
+    inputQueue.readTimes(analysisWindow, frame, padding);
+    inputQueue.discard(hop);
+    return frame;
+}
 
-    std::list<Signal32> result;
-    for (const ComplexSignal32& spectrum : processSpectrum(fft.forward(padded)))
-        result.push_back(
-            slice(fft.inverse(spectrum), padding, frameLength).multiply(synthesisWindow));
-    return result;
+void BaseSpectralProcessor::processFrame() {
+    Signal32 frame = takeFrame();
+    ComplexSignal32 spectrum = spectra.take(frame.channels, FFT32::numBins(frame.length));
+    fft.forward(frame, spectrum);
+    frames.give(std::move(frame));
+    std::list<ComplexSignal32> results = processSpectrum(spectrum);
+    spectra.give(std::move(spectrum));
+    for (ComplexSignal32& result : results) {
+        outputFrames.push_back(finish(result), maxSignalsInList);
+        spectra.give(std::move(result));
+    }
+}
+
+/// The windowed frame of samples that a spectrum stands for.
+Signal32 BaseSpectralProcessor::finish(const ComplexSignal32& spectrum) {
+    Signal32 time = frames.take(spectrum.channels, FFT32::numSamples(spectrum.length));
+    fft.inverse(spectrum, time);
+    const int padding = fftLength - frameLength;
+    if (padding != 0 || time.length != frameLength) {
+        frames.give(time);
+        time = slice(time, padding, frameLength);
+    }
+    multiplyRows(time, 0, synthesisWindow, frameLength);
+    return time;
 }
 
 } // namespace sorvane

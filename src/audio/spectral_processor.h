@@ -3,6 +3,8 @@
 #include "audio/audio_processor.h"
 #include "audio/audio_queue.h"
 #include "audio/fft.h"
+#include "audio/signal_pool.h"
+#include "support/recycled_list.h"
 
 #include <list>
 
@@ -35,6 +37,9 @@ protected:
     /// Makes both windows for the sizes and formats; nothing without a set output format.
     virtual void makeWindows();
 
+    /// Blocks for spectra; those that processSpectrum() returns go back there when they were used.
+    SignalPool<ComplexSignal32> spectra;
+
     int fftLength = 0;
     int frameLength = 0;
     int hop = 0;
@@ -42,17 +47,22 @@ protected:
     int overlapCount = 2; // frames that are summed into one hop of output
 
 private:
-    std::list<Signal32> processFrame(const Signal32& frame);
+    /// Runs the oldest frame of the queue, and appends what comes back to outputFrames.
+    void processFrame();
+    Signal32 takeFrame();
+    Signal32 finish(const ComplexSignal32& spectrum);
 
     [[nodiscard]] int primingLength() const;
 
-    /// Sums the hop that is complete with the oldest `overlapCount` frames.
-    [[nodiscard]] Signal32 sumOldestHop() const;
+    /// Writes the hop that is complete with the oldest `overlapCount` frames to samples `offset` on.
+    void sumOldestHop(Signal32& output, int offset) const;
 
     Signal32 analysisWindow;  // a row per input channel, frameLength samples
     Signal32 synthesisWindow; // a row per output channel, frameLength samples
     FFT32 fft;
-    std::list<Signal32> outputFrames; // processed, oldest first
+    RecycledList<Signal32> outputFrames; // processed, oldest first
+    SignalPool<Signal32> frames;
+    SignalPool<Signal32> outputs; // what process() gave
     AudioQueue inputQueue;
 };
 

@@ -37,7 +37,7 @@ void Tensor<T>::setShape(std::span<const int> dimensions) {
 
 template <typename T>
 void Tensor<T>::detach() {
-    if (!data || data.use_count() < 2)
+    if (!isShared())
         return;
     auto copy = std::make_shared<TensorData<T>>(data->size);
     copyElements(data->data, copy->data, data->size);

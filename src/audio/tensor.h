@@ -51,6 +51,9 @@ public:
         setShape(std::span<const int>(dimensions.begin(), dimensions.size()));
     }
 
+    /// True while another value has the same buffer.
+    [[nodiscard]] bool isShared() const { return data && data.use_count() > 1; }
+
     /// Makes the buffer private to this value by copying it, if it is shared.
     void detach();
 

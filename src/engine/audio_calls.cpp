@@ -11,15 +11,9 @@ using sorvane::stateOf;
 
 namespace {
 
-/// Processes a block and queues what comes out, last of all, so that an exception leaves the queue
-/// as it was.
-void addBlock(ProcessorState& state, const Signal32& block) {
-    state.outputQueue.add(state.processBlock(block));
-}
-
 /// A block of the host's channels for `numSamples` samples, empty for a count below 1.
-Signal32 makeBlock(const ProcessorState& state, int numSamples) {
-    return {state.numInputChannels, std::max(numSamples, 0)};
+Signal32 makeBlock(ProcessorState& state, int numSamples) {
+    return state.blocks.take(state.numInputChannels, std::max(numSamples, 0));
 }
 
 /// Pops `numSamples` samples and calls `deliver(block)` with them, if there are any to deliver.
@@ -27,9 +21,14 @@ template <typename Deliver>
 bool getBlock(ProcessorState& state, int numSamples, Deliver deliver) {
     if (numSamples < 0 || numSamples > state.outputQueue.pending())
         return false;
-    Signal32 block = state.outputQueue.pop(numSamples);
+    const int channels = state.outputQueue.channels();
+    if (channels < 1)
+        return true;
+    Signal32 block = state.blocks.take(channels, numSamples);
+    state.outputQueue.popTo(block);
     if (numSamples > 0 && block.channels >= state.numOutputChannels)
         deliver(block);
+    state.blocks.give(std::move(block));
     return true;
 }
 
@@ -40,7 +39,7 @@ void sorvaneAddAudio(void* handle, const float* const* channels, int numSamples)
     Signal32 block = makeBlock(state, numSamples);
     for (int c = 0; c < block.channels; ++c)
         sorvane::copyElements(channels[c], block.channelData(c), numSamples);
-    addBlock(state, block);
+    state.addBlock(std::move(block));
 }
 
 void sorvaneAddAudioInterleaved(void* handle, const float* samples, int numSamples) {
@@ -53,7 +52,7 @@ void sorvaneAddAudioInterleaved(void* handle, const float* samples, int numSampl
             for (float* row : rows)
                 row[i] = *samples++;
     }
-    addBlock(state, block);
+    state.addBlock(std::move(block));
 }
 
 bool sorvaneGetAudio(void* handle, float* const* channels, int numSamples) {

@@ -30,10 +30,11 @@ bool ProcessorState::initialise(int numModels, const char* const* modelFiles, in
     return true;
 }
 
-Signal32 ProcessorState::processBlock(const Signal32& block) {
+void ProcessorState::addBlock(Signal32 block) {
     Signal32 output;
     processor.process(output, block);
-    return output;
+    blocks.give(std::move(block));
+    outputQueue.add(output);
 }
 
 } // namespace sorvane

@@ -14,8 +14,9 @@ public:
     bool initialise(int numModels, const char* const* modelFiles, int numChannels,
                     double sampleRate);
 
-    /// Runs a block through the processor; the result has whole hops, possibly none.
-    Signal32 processBlock(const Signal32& block);
+    /// Runs a block through the processor and queues what comes out, whole hops, possibly none. That
+    /// is last of all, so that an exception leaves the queue as it was.
+    void addBlock(Signal32 block);
 
     /// Writes the range of a parameter, the same for every object; nothing for an id without one.
     SORVANE_API void getParameterRange(int id, float* minValue, float* maxValue);
@@ -23,7 +24,8 @@ public:
     int numInputChannels = 0;
     int numOutputChannels = 0;
     SorvaneProcessor processor;
-    AudioQueue outputQueue; // processed audio that waits to be fetched
+    AudioQueue outputQueue;      // processed audio that waits to be fetched
+    SignalPool<Signal32> blocks; // audio on its way in and out
 };
 
 inline ProcessorState& stateOf(void* handle) {

@@ -41,6 +41,9 @@ Tensor<T> OutputLayer<T>::collect() {
     tensors.swap(waiting);
 
     const TensorDims first = dimsOf(tensors.front());
+    if (tensors.size() == 1 && tensors.front().shape.size() == 3 &&
+        tensors.front().numAvailable() == elementCount(tensors.front().shape))
+        return std::move(tensors.front());
     std::int64_t numFrames = 0;
     std::int64_t numElements = 0;
     for (const Tensor<T>& tensor : tensors) {

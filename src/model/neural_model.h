@@ -1,6 +1,6 @@
 #pragma once
 
-#include "audio/signal.h"
+#include "audio/signal_pool.h"
 #include "layers/terminal_layers.h"
 #include "support/streams.h"
 
@@ -50,16 +50,17 @@ public:
 
     /// Runs the network on one spectrum of numInputChannels rows. Returns a signal of as many bins
     /// for each frame that the network gave, each of as many rows as masks and their channels; none
-    /// while it holds back. std::runtime_error "Unknown packing format" for packings that can't be
+    /// while it holds back. Valid until the next call. std::runtime_error "Unknown packing format" for packings that can't be
     /// run.
-    std::vector<ComplexSignal32> runModel(const ComplexSignal32& frame);
+    const std::vector<ComplexSignal32>& runModel(const ComplexSignal32& frame);
 
-    /// Packs spectra into a tensor [1, packedRows, columns]; an empty one for none.
-    [[nodiscard]] Tensor<T> packFrames(const std::vector<ComplexSignal32>& frames) const;
+    /// Packs spectra into a tensor [1, packedRows, columns], an empty one for none, that is valid
+    /// until the next call.
+    const Tensor<T>& packFrames(const std::list<ComplexSignal32>& frames);
 
-    /// Turns a tensor of the network into a signal of `bins` bins for each of its frames.
-    [[nodiscard]] std::vector<ComplexSignal32> unpackTensor(const Tensor<T>& tensor,
-                                                            int bins) const;
+    /// Turns a tensor of the network into a signal of `bins` bins for each of its frames, valid
+    /// until the next call. Their blocks are used again once nobody else has them.
+    const std::vector<ComplexSignal32>& unpackTensor(const Tensor<T>& tensor, int bins);
 
     LayerMap<T> layers;
     std::shared_ptr<InputLayer<T>> inputLayer;
@@ -101,6 +102,10 @@ private:
     // Every layer in order of construction, those included whose name a later record took over:
     // they still stand among the successors of their source.
     std::vector<std::shared_ptr<BaseLayer<T>>> allLayers;
+    Tensor<T> packed;                    // of the frame in progress
+    SignalPool<Signal32> scratch;        // columns of packed frames, and magnitudes
+    SignalPool<ComplexSignal32> results; // what unpackTensor() gave
+    std::vector<ComplexSignal32> unpacked;
     std::shared_ptr<std::uint64_t> burstChanges = std::make_shared<std::uint64_t>(0);
 };
 

@@ -8,6 +8,7 @@
 // Codes 1 and 2 have a column per channel; code 1 has no low bins.
 
 #include "model/neural_model.h"
+#include "support/vector/spectral.h"
 #include "support/vector_rows.h"
 
 #include <algorithm>
@@ -45,42 +46,40 @@ struct Layout {
     [[nodiscard]] int low(int b) const { return std::clamp(lowBins, 0, b); }
 };
 
-/// Writes the rows of one column, `step` floats apart: magnitudes, with rectified parts below
-/// lowBins.
-void packReal(const Layout& layout, const Complex* x, float* out, int rows, int step) {
-    for (int f = 0, b = 0; f < rows; ++f, out += step) {
-        if (b >= layout.bins) {
-            *out = 0.0F;
-        } else if (b < layout.lowBins) {
-            const int q = f % 4;
-            const float value = part(x[b], q % 2);
-            *out = std::max(0.0F, q < 2 ? value : -value);
-            b += q == 3 ? 1 : 0;
-        } else {
-            *out = std::hypot(x[b].real(), x[b].imag());
-            ++b;
-        }
+/// Writes the rows of one column: magnitudes, with rectified parts below lowBins, and zeros where
+/// the spectrum has no more bins.
+void packReal(const Layout& layout, const Complex* x, float* out, int rows) {
+    const int low = layout.low(layout.bins);
+    const int lowRows = static_cast<int>(std::min<std::int64_t>(std::int64_t{4} * low, rows));
+    for (int f = 0; f < lowRows; ++f) {
+        const float value = part(x[f / 4], f % 2);
+        out[f] = std::max(0.0F, f % 4 < 2 ? value : -value);
     }
+    const int magnitudes = std::min(layout.bins - low, rows - lowRows);
+    if (magnitudes > 0)
+        check(vlHypot_32fc(x + low, out + lowRows, magnitudes));
+    const int filled = lowRows + std::max(magnitudes, 0);
+    zeroElements(out + filled, rows - filled);
 }
 
-/// Writes the rows of one column: real (0) or imaginary (1) parts, in means of groups from lowBins
-/// on.
-void packComplex(const Layout& layout, const Complex* x, int index, float* out, int rows,
-                 int step) {
+/// Writes the rows of one channel, `step` values apart: complex values, from lowBins on the means of
+/// groups where the packing has them.
+void packComplex(const Layout& layout, const Complex* x, Complex* out, int rows, int step) {
     const bool grouped = layout.packing == 6;
-    for (int f = 0, b = 0; f < rows; ++f, out += step) {
-        if (b >= layout.bins) {
-            *out = 0.0F;
-        } else if (!grouped || b < layout.lowBins) {
-            *out = part(x[b], index);
-            ++b;
-        } else {
-            float mean = 0.0F;
-            for (int i = b; i < std::min(b + layout.bandGroup, layout.bins); ++i)
-                mean += part(x[i], index) / static_cast<float>(layout.bandGroup);
-            *out = mean;
-            b += layout.bandGroup;
-        }
+    const int plain = std::min(grouped ? layout.low(layout.bins) : layout.bins, rows);
+    if (step == 1)
+        copyElements(x, out, plain);
+    for (int f = 0; step != 1 && f < plain; ++f)
+        out[std::ptrdiff_t{f} * step] = x[f];
+
+    const float share = 1.0F / static_cast<float>(layout.bandGroup);
+    std::int64_t b = plain;
+    for (int f = plain; f < rows; ++f, b += layout.bandGroup) {
+        Complex mean;
+        const auto end = std::min<std::int64_t>(b + layout.bandGroup, layout.bins);
+        for (std::int64_t i = b; i < end; ++i)
+            mean += x[i] * share;
+        out[std::ptrdiff_t{f} * step] = mean;
     }
 }
 
@@ -112,98 +111,149 @@ std::int64_t rowsTouched(const Layout& layout) {
     }
 }
 
-/// Reads back one column from `p` on, whose rows stand `step` floats apart. With `extendBand` bins
-/// above the packing continue at the average level of the bins below.
-void unpackColumn(const Layout& layout, const float* p, std::ptrdiff_t step, bool extendBand,
-                  Complex* out) {
-    float running = 0.0F;
-    for (int b = 0; b < layout.bins; ++b) {
-        Complex v;
-        if (b >= layout.packedBins) {
-            v = {running, 0.0F};
-        } else if (!isComplexPacking(layout.packing)) {
-            if (b < layout.lowBins) {
-                v = {p[0] - p[2 * step], p[step] - p[3 * step]};
-                p += 4 * step;
-            } else {
-                v = {p[0], 0.0F};
-                p += step;
-            }
-        } else if (layout.packing == 4 || b < layout.lowBins) {
-            v = {p[0], p[1]};
+/// Reads back one column of magnitudes and rectified parts.
+void unpackReal(const Layout& layout, const float* p, Complex* out, int count) {
+    const int low = layout.low(count);
+    for (int b = 0; b < low; ++b, p += 4)
+        out[b] = {p[0] - p[2], p[1] - p[3]};
+    if (count > low)
+        check(vlRealToCplx_32f(p, out + low, count - low));
+}
+
+/// Reads back one channel of complex values, `step` floats apart; groups by interpolation from one
+/// to the next, the last one towards 0.
+void unpackComplex(const Layout& layout, const float* p, std::ptrdiff_t step, Complex* out,
+                   int count) {
+    const int plain = layout.packing == 4 ? count : layout.low(count);
+    if (step == 2)
+        copyElements(reinterpret_cast<const Complex*>(p), out, plain);
+    for (int b = 0; step != 2 && b < plain; ++b)
+        out[b] = {p[b * step], p[b * step + 1]};
+    p += plain * step;
+
+    const std::int64_t above = std::int64_t{plain} - layout.lowBins;
+    int j = plain < count ? static_cast<int>(above % layout.bandGroup) : 0;
+    for (int b = plain; b < count; ++b) {
+        const float a = static_cast<float>(j) / static_cast<float>(layout.bandGroup);
+        const bool hasNext = std::int64_t{layout.bandGroup} + b < layout.packedBins;
+        const float nextRe = hasNext ? p[step] : 0.0F;
+        const float nextIm = hasNext ? p[step + 1] : 0.0F;
+        out[b] = {(1.0F - a) * p[0] + a * nextRe, (1.0F - a) * p[1] + a * nextIm};
+        if (++j == layout.bandGroup) {
+            j = 0;
             p += step;
-        } else {
-            const int j = (b - layout.lowBins) % layout.bandGroup;
-            const float a = static_cast<float>(j) / static_cast<float>(layout.bandGroup);
-            const bool hasNext = layout.bandGroup + b < layout.packedBins;
-            const float nextRe = hasNext ? p[step] : 0.0F;
-            const float nextIm = hasNext ? p[step + 1] : 0.0F;
-            v = {(1.0F - a) * p[0] + a * nextRe, (1.0F - a) * p[1] + a * nextIm};
-            if (j == layout.bandGroup - 1)
-                p += step;
         }
-        if (extendBand)
-            running = running * 0.98F + std::hypot(v.real(), v.imag()) * 0.02F;
-        out[b] = v;
     }
+}
+
+/// The average level of `count` bins, in which each bin weighs 0.02 and the last the most.
+float averageLevel(const Complex* bins, int count, float* magnitudes) {
+    float level = 0.0F;
+    if (count > 0)
+        check(vlHypot_32fc(bins, magnitudes, count));
+    for (int b = 0; b < count; ++b)
+        level = level * 0.98F + magnitudes[b] * 0.02F;
+    return level;
+}
+
+/// Reads back all rows of one frame of `columns` floats a row. Above the packing bins continue at
+/// the average level of those below, or are 0.
+void unpackFrame(const Layout& layout, const float* frame, int columns, bool extendBand,
+                 SignalPool<Signal32>& scratch, ComplexSignal32& signal) {
+    const int count = std::max(std::min(layout.bins, layout.packedBins), 0);
+    const bool complex = isComplexPacking(layout.packing);
+    const bool split = !complex && columns > 1 && count > 0;
+    const auto numRows = static_cast<int>(rowsTouched(layout));
+    Signal32 apart = split ? scratch.take(columns, numRows) : Signal32();
+    if (split) {
+        requireMemory(apart.row(0));
+        check(vlDeinterleave_32f(frame, columns, apart.channelPointers().data(), numRows));
+    }
+    for (int r = 0; r < signal.channels; ++r) {
+        Complex* out = signal.channelData(r);
+        requireMemory(out);
+        if (complex)
+            unpackComplex(layout, frame + 2 * std::ptrdiff_t{r}, columns, out, count);
+        else if (count > 0)
+            unpackReal(layout, split ? apart.row(r) : frame, out, count);
+        if (count == layout.bins)
+            continue;
+        Signal32 magnitudes = scratch.take(1, count);
+        const float level = extendBand ? averageLevel(out, count, magnitudes.channelData(0)) : 0.0F;
+        scratch.give(std::move(magnitudes));
+        check(ippsSet_32fc({level, 0.0F}, out + count, layout.bins - count));
+    }
+    scratch.give(std::move(apart));
 }
 
 } // namespace
 
 template <typename T>
-std::vector<ComplexSignal32> NeuralModel<T>::runModel(const ComplexSignal32& frame) {
+const std::vector<ComplexSignal32>& NeuralModel<T>::runModel(const ComplexSignal32& frame) {
     if (!frameHistory.empty()) {
         // The node of the oldest frame serves the newest.
         frameHistory.splice(frameHistory.end(), frameHistory, frameHistory.begin());
         frameHistory.back() = frame;
     }
-    const Tensor<T> packed = packFrames({frameHistory.begin(), frameHistory.end()});
-    inputLayer->forward(packed, nullptr);
+    inputLayer->forward(packFrames(frameHistory), nullptr);
     return unpackTensor(outputLayer->collect(), frame.length);
 }
 
 template <typename T>
-Tensor<T> NeuralModel<T>::packFrames(const std::vector<ComplexSignal32>& frames) const {
+const Tensor<T>& NeuralModel<T>::packFrames(const std::list<ComplexSignal32>& frames) {
+    // A layer that still holds the last frame keeps it.
+    if (packed.isShared())
+        packed = {};
+    packed.setShape({});
     if (frames.empty())
-        return {};
+        return packed;
     const Layout layout{inputPacking, frames.front().length, packedBins, lowBins, bandGroup};
     const bool complex = isComplexPacking(inputPacking);
     const int columns = (complex ? 2 : historyLength) * numInputChannels;
-    Tensor<T> tensor({1, packedRows, columns});
-    if (elementCount(tensor.shape) <= 0)
-        return tensor;
-    T* elements = tensor.writableElements();
+    packed.setShape({1, packedRows, columns});
+    if (elementCount(packed.shape) <= 0)
+        return packed;
+    T* elements = packed.writableElements();
     requireMemory(elements);
     requireShape(inputPacking != 6 || bandGroup > 0);
+    if (!complex && inputPacking != 1 && inputPacking != 2)
+        throwUnknownPacking();
 
+    Signal32 rows = columns > 1 && !complex ? scratch.take(columns, packedRows) : Signal32();
     for (const ComplexSignal32& frame : frames) {
-        for (int c = 0; c < columns; ++c) {
-            if (!complex && inputPacking != 1 && inputPacking != 2)
-                throwUnknownPacking();
-            const int row = complex ? c / 2 : c;
-            requireShape(row < frame.channels && layout.bins <= frame.length);
-            requireMemory(frame.row(row));
+        const int channels = complex ? columns / 2 : columns;
+        requireShape(channels <= frame.channels && layout.bins <= frame.length);
+        for (int c = 0; c < channels; ++c) {
+            requireMemory(frame.row(c));
             if (complex)
-                packComplex(layout, frame.row(row), c % 2, elements + c, packedRows, columns);
+                packComplex(layout, frame.row(c), reinterpret_cast<Complex*>(elements) + c,
+                            packedRows, channels);
             else
-                packReal(layout, frame.row(row), elements + c, packedRows, columns);
+                packReal(layout, frame.row(c), columns > 1 ? rows.channelData(c) : elements,
+                         packedRows);
         }
+        if (!rows.isEmpty())
+            check(vlInterleave_32f(rows.channelPointers().data(), columns, elements, packedRows));
     }
-    return tensor;
+    scratch.give(std::move(rows));
+    return packed;
 }
 
 template <typename T>
-std::vector<ComplexSignal32> NeuralModel<T>::unpackTensor(const Tensor<T>& tensor, int bins) const {
+const std::vector<ComplexSignal32>& NeuralModel<T>::unpackTensor(const Tensor<T>& tensor,
+                                                                 int bins) {
+    unpacked.clear();
     if (elementCount(tensor.shape) == 0)
-        return {};
+        return unpacked;
     const TensorDims dims = dimsOf(tensor);
     const Layout layout{outputPacking, bins, packedBins, lowBins, bandGroup};
     const bool complex = isComplexPacking(outputPacking);
     const int columnsPerRow = complex ? 2 : 1;
     const int rows = dims.channels / columnsPerRow;
+    const int count = std::min(bins, packedBins);
 
     const std::int64_t frameStride = std::int64_t{packedRows} * dims.channels;
-    if (rows > 0 && std::min(bins, packedBins) > 0) {
+    if (rows > 0 && count > 0) {
         if (!complex && outputPacking != 1 && outputPacking != 2)
             throwUnknownPacking();
         requireShape(packedRows >= 0 && (outputPacking != 6 || bandGroup > 0));
@@ -212,24 +262,20 @@ std::vector<ComplexSignal32> NeuralModel<T>::unpackTensor(const Tensor<T>& tenso
                     tensor.numAvailable());
     }
 
-    std::vector<ComplexSignal32> signals;
-    signals.reserve(static_cast<std::size_t>(dims.frames));
     for (int t = 0; t < dims.frames; ++t) {
-        ComplexSignal32& signal = signals.emplace_back(rows, bins);
-        for (int r = 0; bins > 0 && r < rows; ++r) {
-            Complex* out = signal.channelData(r);
-            requireMemory(out);
-            unpackColumn(layout,
-                         tensor.elements() + t * frameStride + std::int64_t{r} * columnsPerRow,
-                         dims.channels, extendBand, out);
-        }
+        ComplexSignal32 signal = results.take(rows, bins);
+        if (bins > 0 && rows > 0)
+            unpackFrame(layout, tensor.elements() + t * frameStride, dims.channels, extendBand,
+                        scratch, signal);
+        results.give(signal);
+        unpacked.push_back(std::move(signal));
     }
-    return signals;
+    return unpacked;
 }
 
-template std::vector<ComplexSignal32> NeuralModel<float>::runModel(const ComplexSignal32&);
-template Tensor<float> NeuralModel<float>::packFrames(const std::vector<ComplexSignal32>&) const;
-template std::vector<ComplexSignal32> NeuralModel<float>::unpackTensor(const Tensor<float>&,
-                                                                       int) const;
+template const std::vector<ComplexSignal32>& NeuralModel<float>::runModel(const ComplexSignal32&);
+template const Tensor<float>& NeuralModel<float>::packFrames(const std::list<ComplexSignal32>&);
+template const std::vector<ComplexSignal32>& NeuralModel<float>::unpackTensor(const Tensor<float>&,
+                                                                              int);
 
 } // namespace sorvane

@@ -2,6 +2,7 @@
 
 #include "audio/spectral_processor.h"
 #include "model/neural_model.h"
+#include "support/recycled_list.h"
 #include "support/thread_pool.h"
 
 #include <array>
@@ -68,10 +69,13 @@ private:
     void runModels(const ComplexSignal32& modelFrame);
     [[nodiscard]] bool canMakeFrame() const;
     ComplexSignal32 makeFrame();
+    ComplexSignal32 mixSpectra(const ComplexSignal32& input);
+    ComplexSignal32 mixMasks(const ComplexSignal32& input);
+    ComplexSignal32 sumMasks();
+    [[nodiscard]] ComplexSignal32 frontMask(std::size_t bus) const;
+    [[nodiscard]] ComplexSignal32 bentMask(std::size_t bus);
     void distributeResults(std::size_t firstBus, int numMasks,
                            const std::vector<ComplexSignal32>& results);
-    [[nodiscard]] ComplexSignal32 applySensitivity(const ComplexSignal32& mask,
-                                                   float sensitivity) const;
     [[nodiscard]] float gainOf(std::size_t bus) const;
     [[nodiscard]] float sensitivityOf(std::size_t bus) const;
 
@@ -79,9 +83,9 @@ private:
     std::vector<NeuralModel<float>> models;
     AudioFormat modelInputFormat;
     AudioFormat modelOutputFormat;
-    std::vector<std::string> outputBusNames;           // model by model
-    std::list<ComplexSignal32> pendingFrames;          // input frames that wait for their results
-    std::vector<std::list<ComplexSignal32>> busQueues; // results; one a bus but the last
+    std::vector<std::string> outputBusNames;     // model by model
+    RecycledList<ComplexSignal32> pendingFrames; // input frames that wait for their results
+    std::vector<RecycledList<ComplexSignal32>> busQueues; // results; one a bus but the last
 };
 
 /// A signal of `channels` rows: the same when the count agrees, otherwise copies of the mean of all

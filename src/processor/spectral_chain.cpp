@@ -1,6 +1,6 @@
 #include "processor/sorvane_processor.h"
 
-#include "support/bounded_list.h"
+#include "support/vector/spectral.h"
 #include "support/vector_rows.h"
 
 #include <algorithm>
@@ -10,8 +10,6 @@
 namespace sorvane {
 
 namespace {
-
-using Complex = std::complex<float>;
 
 /// Waits at the end of a scope for every job that was started, also when an exception ends it.
 class JobGuard {
@@ -30,35 +28,43 @@ private:
     std::vector<std::future<std::vector<ComplexSignal32>>>& futures;
 };
 
-/// Bends magnitudes: x^g for g below 1, otherwise x times a raised cosine of x to the power g - 1,
-/// which leaves 1 as it is and presses small values down.
-void bendMagnitudes(float* magnitudes, int count, float g) {
-    const auto exponent = static_cast<double>(g - 1.0F);
-    for (int i = 0; i < count; ++i) {
-        const float x = magnitudes[i];
-        float weight = x + 1e-12F;
-        if (!(g < 1.0F)) {
-            const auto c = static_cast<float>(std::cos(static_cast<double>(x * 3.1415927F)));
-            weight = 0.5F - c * 0.5F + 1e-12F;
-        }
-        magnitudes[i] = x * static_cast<float>(std::pow(static_cast<double>(weight), exponent));
-    }
+/// Bends the magnitudes of masks by a sensitivity: x^g for g below 1, otherwise x times a raised
+/// cosine of x to the power g - 1, which leaves 1 as it is and presses small values down. The phase
+/// stays. At a sensitivity of 0 it would give the mask itself, but for rounding, and NaN where one
+/// part of a value is infinite; callers use the mask.
+void bend(const ComplexSignal32& mask, ComplexSignal32& bent, float sensitivity) {
+    const auto g =
+        static_cast<float>(std::pow(2.718281828459045, static_cast<double>(sensitivity * 0.0075F)));
+    for (int c = 0; mask.length > 0 && c < mask.channels; ++c)
+        check(vlBend_32fc(mask.row(c), bent.channelData(c), mask.length, g));
+}
+
+/// The row of `signal` that belongs to channel `channel`: a signal of one row serves all.
+int rowFor(const ComplexSignal32& signal, int channel) {
+    return signal.channels == 1 ? 0 : channel;
+}
+
+/// sum += signal * factor.
+void addScaledRows(ComplexSignal32& sum, const ComplexSignal32& signal, float factor) {
+    for (int c = 0; c < sum.channels; ++c)
+        addScaled(reinterpret_cast<const float*>(signal.row(rowFor(signal, c))), factor,
+                  reinterpret_cast<float*>(sum.channelData(c)), 2 * sum.length);
 }
 
 } // namespace
 
 std::list<ComplexSignal32> SorvaneProcessor::processSpectrum(const ComplexSignal32& frame) {
-    appendBounded(pendingFrames, frame, maxSignalsInList);
+    pendingFrames.push_back(frame, maxSignalsInList);
     const ComplexSignal32 modelFrame = adaptChannels(frame, modelInputFormat.numChannels());
     const bool extend = bandExtension.load() != 0.0F;
     for (NeuralModel<float>& model : models)
         model.extendBand = extend;
     runModels(modelFrame);
 
-    std::list<ComplexSignal32> frames;
+    std::list<ComplexSignal32> made;
     while (canMakeFrame())
-        frames.push_back(makeFrame());
-    return frames;
+        made.push_back(makeFrame());
+    return made;
 }
 
 void SorvaneProcessor::runModels(const ComplexSignal32& modelFrame) {
@@ -91,11 +97,16 @@ void SorvaneProcessor::distributeResults(std::size_t firstBus, int numMasks,
         requireSize(std::int64_t{numMasks} * channels, step.channels);
     for (const ComplexSignal32& step : results) {
         for (int s = 0; s < numMasks; ++s) {
-            ComplexSignal32 mask(channels, step.length);
+            RecycledList<ComplexSignal32>& queue =
+                busQueues[firstBus + static_cast<std::size_t>(s)];
+            if (step.channels == channels) {
+                queue.push_back(step, maxSignalsInList);
+                continue;
+            }
+            ComplexSignal32 mask = spectra.take(channels, step.length);
             for (int c = 0; c < channels; ++c)
                 copyElements(step.row(s * channels + c), mask.channelData(c), step.length);
-            appendBounded(busQueues[firstBus + static_cast<std::size_t>(s)], mask,
-                          maxSignalsInList);
+            queue.push_back(std::move(mask), maxSignalsInList);
         }
     }
 }
@@ -103,48 +114,95 @@ void SorvaneProcessor::distributeResults(std::size_t firstBus, int numMasks,
 bool SorvaneProcessor::canMakeFrame() const {
     return !pendingFrames.empty() &&
            std::none_of(busQueues.begin(), busQueues.end(),
-                        [](const std::list<ComplexSignal32>& queue) { return queue.empty(); });
+                        [](const RecycledList<ComplexSignal32>& queue) { return queue.empty(); });
 }
 
 ComplexSignal32 SorvaneProcessor::makeFrame() {
-    const bool directMode = models.front().outputMode != 0;
-    const std::size_t lastBus = numQueues();
-    const ComplexSignal32 input = std::move(pendingFrames.front());
-    pendingFrames.pop_front();
-
-    ComplexSignal32 maskSum;
-    ComplexSignal32 mix;
-    for (std::size_t bus = 0; bus < lastBus; ++bus) {
-        ComplexSignal32 m = adaptChannels(busQueues[bus].front(), outputFormat.numChannels());
-        if (!directMode)
-            m = applySensitivity(m, sensitivityOf(bus));
-        ComplexSignal32 weighted = m.scaled(gainOf(bus));
-        if (bus == 0) {
-            maskSum = std::move(m);
-            mix = std::move(weighted);
-        } else {
-            maskSum.add(m);
-            mix.add(weighted);
-        }
-        busQueues[bus].pop_front();
-    }
+    const ComplexSignal32 input = pendingFrames.pop_front();
     // A model without masks has nothing to apply: the frame is empty, and its audio silent.
-    if (maskSum.isEmpty())
-        return mix;
-
-    ComplexSignal32 remainder;
-    if (directMode) {
-        remainder = input.subtract(maskSum);
-    } else {
-        ComplexSignal32 ones(maskSum.channels, maskSum.length);
-        ones.fill(1.0F);
-        remainder = applySensitivity(ones.subtract(maskSum), sensitivityOf(lastBus));
-    }
-    remainder.multiply(Complex(gainOf(lastBus)));
-    mix.add(remainder);
-    if (!directMode)
-        mix.multiply(input);
+    if (numQueues() == 0)
+        return {};
+    ComplexSignal32 mix = models.front().outputMode != 0 ? mixSpectra(input) : mixMasks(input);
+    for (RecycledList<ComplexSignal32>& queue : busQueues)
+        spectra.give(queue.pop_front());
     return mix;
+}
+
+/// The stems and what they leave of the input, by their gains: the remainder's gain on the input,
+/// and for each stem the difference of its gain from that.
+ComplexSignal32 SorvaneProcessor::mixSpectra(const ComplexSignal32& input) {
+    const float remainderGain = gainOf(numQueues());
+    ComplexSignal32 mix = spectra.take(outputFormat.numChannels(), input.length);
+    for (int c = 0; c < mix.channels; ++c)
+        check(ippsMulC_32fc(input.row(c), remainderGain, mix.channelData(c), mix.length));
+    for (std::size_t bus = 0; bus < numQueues(); ++bus)
+        addScaledRows(mix, frontMask(bus), gainOf(bus) - remainderGain);
+    return mix;
+}
+
+/// The input times the sum of the masks and of what they leave of 1, by their gains.
+ComplexSignal32 SorvaneProcessor::mixMasks(const ComplexSignal32& input) {
+    ComplexSignal32 mix = spectra.take(outputFormat.numChannels(), input.length);
+    const float remainderGain = gainOf(numQueues());
+    if (numQueues() == 1 && sensitivityOf(1) == 0.0F) {
+        // One mask, the usual case, takes a single pass.
+        const ComplexSignal32 mask = bentMask(0);
+        for (int c = 0; c < mix.channels; ++c)
+            check(vlApplyMask_32fc(mask.row(rowFor(mask, c)), gainOf(0) - remainderGain,
+                                   remainderGain, input.row(c), mix.channelData(c), mix.length));
+        return mix;
+    }
+    const ComplexSignal32 weights = sumMasks();
+    // One row of weights serves all channels where the masks' channels aren't the host's.
+    for (int c = 0; c < mix.channels; ++c)
+        check(ippsMul_32fc(weights.row(rowFor(weights, c)), input.row(c), mix.channelData(c),
+                           mix.length));
+    return mix;
+}
+
+ComplexSignal32 SorvaneProcessor::sumMasks() {
+    const std::size_t lastBus = numQueues();
+    const float remainderGain = gainOf(lastBus);
+    const float remainderSensitivity = sensitivityOf(lastBus);
+    const ComplexSignal32 first = frontMask(0);
+    ComplexSignal32 weights = spectra.take(first.channels, first.length);
+    if (remainderSensitivity == 0.0F) {
+        // As in mixSpectra, with 1 in the input's place.
+        weights.fill(remainderGain);
+        for (std::size_t bus = 0; bus < lastBus; ++bus)
+            addScaledRows(weights, bentMask(bus), gainOf(bus) - remainderGain);
+    } else {
+        ComplexSignal32 remainder = spectra.take(first.channels, first.length);
+        remainder.fill(1.0F);
+        weights.fill(0.0F);
+        for (std::size_t bus = 0; bus < lastBus; ++bus) {
+            const ComplexSignal32 mask = bentMask(bus);
+            addScaledRows(weights, mask, gainOf(bus));
+            addScaledRows(remainder, mask, -1.0F);
+        }
+        bend(remainder, remainder, remainderSensitivity);
+        addScaledRows(weights, remainder, remainderGain);
+        spectra.give(std::move(remainder));
+    }
+    spectra.give(weights);
+    return weights;
+}
+
+/// The oldest mask or stem of a bus, with the host's channels or with one for all of them.
+ComplexSignal32 SorvaneProcessor::frontMask(std::size_t bus) const {
+    const ComplexSignal32& mask = busQueues[bus].front();
+    return mask.channels == outputFormat.numChannels() ? mask : adaptChannels(mask, 1);
+}
+
+ComplexSignal32 SorvaneProcessor::bentMask(std::size_t bus) {
+    const ComplexSignal32 mask = frontMask(bus);
+    const float sensitivity = sensitivityOf(bus);
+    if (sensitivity == 0.0F)
+        return mask;
+    ComplexSignal32 bent = spectra.take(mask.channels, mask.length);
+    bend(mask, bent, sensitivity);
+    spectra.give(bent);
+    return bent;
 }
 
 float SorvaneProcessor::gainOf(std::size_t bus) const {
@@ -153,27 +211,6 @@ float SorvaneProcessor::gainOf(std::size_t bus) const {
 
 float SorvaneProcessor::sensitivityOf(std::size_t bus) const {
     return bus < busSensitivities.size() ? busSensitivities[bus].load() : 0.0F;
-}
-
-ComplexSignal32 SorvaneProcessor::applySensitivity(const ComplexSignal32& mask,
-                                                   float sensitivity) const {
-    const auto g =
-        static_cast<float>(std::pow(2.718281828459045, static_cast<double>(sensitivity * 0.0075F)));
-    const int numRows = std::min(outputFormat.numChannels(), mask.channels);
-    const int numBins = std::min(fftLength / 2 + 1, mask.length);
-    ComplexSignal32 bent(mask.channels, mask.length);
-    Signal32 magnitude(1, mask.length);
-    Signal32 phase(1, mask.length);
-    float* magnitudes = magnitude.channelData(0);
-    float* phases = phase.channelData(0);
-    for (int c = 0; mask.length > 0 && c < mask.channels; ++c) {
-        check(ippsMagnitude_32fc(mask.row(c), magnitudes, mask.length));
-        check(ippsPhase_32fc(mask.row(c), phases, mask.length));
-        if (c < numRows)
-            bendMagnitudes(magnitudes, numBins, g);
-        check(ippsPolarToCart_32fc(magnitudes, phases, bent.channelData(c), mask.length));
-    }
-    return bent;
 }
 
 ComplexSignal32 adaptChannels(const ComplexSignal32& signal, int channels) {

@@ -1,9 +1,11 @@
 #include "tools/audio_files.h"
 
 #include "util/signals.h"
+#include "util/temp_file.h"
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <stdexcept>
 
 namespace sorvane::test {
@@ -22,8 +24,13 @@ void writeAudio(const std::string& path, const AudioFile& audio) {
         throw std::runtime_error("can't write " + path);
 }
 
-AudioFile readAudio(const std::string& path) {
+AudioFile readRaw(const std::string& path, const AudioFile& shape) {
     SF_INFO info{};
+    if ((shape.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RAW) {
+        info.samplerate = shape.sampleRate;
+        info.channels = shape.channels;
+        info.format = shape.format;
+    }
     SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
     if (file == nullptr)
         throw std::runtime_error(path + ": " + sf_strerror(nullptr));
@@ -33,6 +40,22 @@ AudioFile readAudio(const std::string& path) {
     audio.samples.resize(static_cast<std::size_t>(count * info.channels));
     sf_close(file);
     return audio;
+}
+
+AudioFile readAudio(const std::string& path) {
+    return readRaw(path, {});
+}
+
+std::string readText(const std::string& path) {
+    const auto bytes = TempFile::readFile(path);
+    return {bytes.begin(), bytes.end()};
+}
+
+void writeText(const std::string& path, const std::string& text) {
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    if (!file.flush())
+        throw std::runtime_error("can't write " + path);
 }
 
 AudioFile noiseFile(int sampleRate, int channels, int length, int format) {

@@ -17,6 +17,13 @@ struct AudioFile {
 void writeAudio(const std::string& path, const AudioFile& audio);
 AudioFile readAudio(const std::string& path);
 
+// Bytes and text of a whole file.
+std::string readText(const std::string& path);
+void writeText(const std::string& path, const std::string& text);
+
+// A file of packed samples, which tells nothing of itself: `shape` does.
+AudioFile readRaw(const std::string& path, const AudioFile& shape);
+
 // White noise of `length` samples per channel, uniform between -0.5 and 0.5, the same each time.
 AudioFile noiseFile(int sampleRate, int channels, int length,
                     int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT);

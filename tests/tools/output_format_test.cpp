@@ -15,6 +15,7 @@ TEST(OutputFormat, FilesBeyondFourGigabytesNeedLongSizes) {
     } cases[] = {
         {"a.wav", longest, SF_FORMAT_WAV | SF_FORMAT_PCM_16},
         {"a.wav", longest * 2, SF_FORMAT_RF64 | SF_FORMAT_PCM_16},
+        {"a.wav", tools::unknownLength, SF_FORMAT_RF64 | SF_FORMAT_PCM_16},
         {"a.flac", longest * 2, SF_FORMAT_FLAC | SF_FORMAT_PCM_16},
         {"a.aiff", longest, SF_FORMAT_AIFF | SF_FORMAT_PCM_16},
         {"a.aiff", longest * 2, 0},

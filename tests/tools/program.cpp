@@ -33,6 +33,8 @@ bool ProgramResult::hasOneLineOfErrors() const {
     return errors.rfind("sorvane: ", 0) == 0 && errors.find('\n') == errors.size() - 1;
 }
 
+const std::string noiseGate = std::string(SORVANE_MODELS_DIR) + "/noise-gate-48k.model";
+
 ProgramResult runShell(const std::string& command) {
     const TempFile output;
     const TempFile errors;

@@ -18,6 +18,9 @@ struct ProgramResult {
 // Runs `sorvane` with the arguments, none of which may hold a quote.
 ProgramResult runProgram(const std::vector<std::string>& arguments);
 
+// Where the model that ships lies.
+extern const std::string noiseGate;
+
 // A command line for a shell, for what runProgram() can't do.
 ProgramResult runShell(const std::string& command);
 

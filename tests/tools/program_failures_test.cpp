@@ -8,8 +8,6 @@ namespace sorvane::test {
 
 namespace {
 
-const std::string noiseGate = std::string(SORVANE_MODELS_DIR) + "/noise-gate-48k.model";
-
 ModelFile modelOfBusses(int count) {
     ModelFile model;
     model.numMasks = count - 1;
@@ -81,11 +79,38 @@ TEST(ProgramFailures, EachHasItsExitCodeAndOneLine) {
         {process(manyBusses.path(), in, out, {"--stem", "bus 3"}), 2, "sixteen"},
         {process(noiseGate, in, folder.path("out.xyz")), 2, "extension"},
         {process(noiseGate, folder.path("seven.wav"), folder.path("out.mp3")), 2, "7 channels"},
-        {process(noiseGate, in, folder.path("./in.wav")), 2, "same file"},
+        {process(noiseGate, in, folder.path("./in.wav"), {"--force"}), 2, "same file"},
+        {process(noiseGate, in, folder.path("long.wav")), 2, "--force"},
+        {process(noiseGate, noiseGate, in, {out}), 2, "only one model"},
+        {process(noiseGate, in, in, {out}), 2, "--out-dir"},
+        {process(noiseGate, in, out, {"--stems", "all"}), 2, "--out-dir"},
+        {process(noiseGate, in, in, {"--out-dir", out, "--stems", "0,x"}), 2, "Speech, Noise"},
+        {process(noiseGate, in, in, {"--out-dir", out, "--stems", ","}), 2, "no bus"},
+        {process(noiseGate, in, in, {"--out-dir", out, "--name", "a/b"}), 2, "--name"},
+        {process(manyBusses.path(), in, in, {"--out-dir", out, "--stems", "0"}), 2, "sixteen"},
+        {process(noiseGate, in, in, {"--out-dir", in}), 5, "folder"},
+        {process(noiseGate, in, out, {"--amount", "1.1"}), 2, "--amount"},
+        {process(noiseGate, in, out, {"--start", "1:2:3:4"}), 2, "--start"},
+        {process(noiseGate, in, out, {"--start", "0.2"}), 2, "is over after 0.104167 s"},
+        {process(noiseGate, in, out, {"--duration", "-1"}), 2, "--duration"},
+        {process(noiseGate, in, out, {"--clip", "soft"}), 2, "--clip"},
+        {process(noiseGate, in, "/dev/null", {"--clip", "scale"}), 2, "--clip scale"},
+        {process(noiseGate, in, out, {"--output-rate", "5999"}), 2, "between 1/8 and 8"},
+        {process(noiseGate, in, out, {"--output-rate", "384001"}), 2, "between 1/8 and 8"},
+        {process(noiseGate, in, out, {"--raw-input", "s16:48000:1"}), 2, "known are u8, s8"},
+        {process(noiseGate, in, out, {"--raw-input", "s16le:48000"}), 2, "FORMAT:RATE"},
+        {process(noiseGate, in, out, {"--raw-input", "s16le:0:1"}), 2, "rate"},
+        {process(noiseGate, in, out, {"--raw-input", "s16le:48000:1025"}), 2, "channels"},
+        {process(noiseGate, in, out, {"--raw-output", "wav"}), 2, "--raw-output"},
+        {process(noiseGate, in, "-"), 2, "--raw-output"},
+        {process(noiseGate, "-", out), 2, "--raw-input"},
+        {process(noiseGate, in, "/dev/full", {"--raw-output", "s16le"}), 5, "/dev/full"},
+        {{"info", noiseGate, "--json", "--dot"}, 2, "excludes"},
+        {{"bench", in}, 4, "not a valid model"},
         {process(folder.path("none.model"), in, out), 3, "none.model"},
         {process(noiseGate, folder.path("none.wav"), out), 3, "none.wav"},
         {process(noiseGate, folder.path(""), out), 3, "directory"},
-        {process(noiseGate, noiseGate, out), 3, "audio"},
+        {process(noiseGate, fourBusses.path() + ".wav", out), 3, "can't read"},
         {{"info", folder.path("none.model")}, 3, "none.model"},
         {process(in, in, out), 4, "not a valid model"},
         {process(gateCut.path(), in, out), 4, "not a valid model"},
@@ -110,11 +135,13 @@ TEST(ProgramFailures, AnOldOutputStaysUntilTheNewOneIsWhole) {
     writeAudio(folder.path("long.wav"), noiseFile(48000, 1, 250000));
     writeAudio(folder.path("out.wav"), noiseFile(48000, 1, 10));
     const auto before = TempFile::readFile(folder.path("out.wav"));
-    EXPECT_EQ(runProgram({"process", lazy.path(), folder.path("long.wav"), folder.path("out.wav")})
+    EXPECT_EQ(runProgram({"process", lazy.path(), folder.path("long.wav"), folder.path("out.wav"),
+                          "--force"})
                   .exitCode,
               1);
     EXPECT_EQ(TempFile::readFile(folder.path("out.wav")), before);
-    EXPECT_EQ(runProgram({"process", noiseGate, folder.path("long.wav"), folder.path("out.wav")})
+    EXPECT_EQ(runProgram({"process", noiseGate, folder.path("long.wav"), folder.path("out.wav"),
+                          "--force"})
                   .exitCode,
               0);
     EXPECT_EQ(readAudio(folder.path("out.wav")).samples.size(), 250000U);
@@ -142,8 +169,9 @@ TEST(ProgramFailures, AnInterruptedRunLeavesNothing) {
     writeAudio(folder.path("in.wav"), noiseFile(48000, 1, 3000000));
     // The signal is sent once the run has begun to write.
     const std::string command = "{ \"" SORVANE_PROGRAM "\" process \"" + noiseGate + "\" \"" +
-                                folder.path("in.wav") + "\" \"" + folder.path("out.wav") +
-                                "\" --block 1 & run=$!; while ! ls \"" + folder.path("") +
+                                folder.path("in.wav") + "\" --out-dir \"" + folder.path("") +
+                                "\" --stems all --clip scale --block 1 & run=$!; while ! ls \"" +
+                                folder.path("") +
                                 "\".*.part; do kill -0 $run || exit; done; kill -TERM $run; "
                                 "wait $run; }";
     const ProgramResult result = runShell(command);

@@ -1,5 +1,6 @@
 #include "tools/audio_files.h"
 #include "tools/program.h"
+#include "tools/small_models.h"
 #include "util/model_file.h"
 
 #include <gtest/gtest.h>
@@ -7,19 +8,6 @@
 namespace sorvane::test {
 
 namespace {
-
-const std::string noiseGate = std::string(SORVANE_MODELS_DIR) + "/noise-gate-48k.model";
-
-// Two masks of a third and a sixth of what comes in, three busses.
-ModelFile threeBusModel() {
-    ModelFile model;
-    model.numMasks = 2;
-    model.outputNames = {"Voice", "Drums = loud", "Rest"};
-    model.layers = {
-        conv("masks", "input", {{1, 1, 1, 2}, {0.0F, 0.0F}}, {{2}, {1.0F / 3.0F, 1.0F / 6.0F}})};
-    model.outputSource = "masks";
-    return model;
-}
 
 // Processes `input` and returns the result, or nothing after a failure.
 AudioFile processed(const AudioFile& input, const std::string& model,

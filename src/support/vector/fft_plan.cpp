@@ -1,5 +1,7 @@
 #include "support/vector/fft_plan.h"
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <new>
 #include <numbers>
@@ -57,61 +59,77 @@ void unitRoot(std::int64_t k, std::int64_t n, double& re, double& im) {
     im = -x[(quarter + 3) % 4];
 }
 
-/// The radices of the passes over 2^bits complex samples: vectors first need a pass of their own
-/// width, whose outputs fill whole vectors; the rest are eights, and fours for what is left.
-int chooseRadices(int bits, int lanes, int (&radices)[16]) {
-    int count = 0;
-    if (lanes > 1) {
-        radices[count++] = lanes;
-        bits -= lanes == 8 ? 3 : 2;
+/// The widest vectors, of at most `widest` lanes, that fill every pass over 2^bits complex samples.
+int passLanes(int bits, int widest) {
+    for (int lanes = widest; lanes >= 4; lanes /= 2) {
+        const int needed = lanes == 4 ? 4 : 4 + std::countr_zero(static_cast<unsigned>(lanes));
+        if (bits >= needed)
+            return lanes;
     }
-    const int fours = bits % 3 == 1 ? 2 : bits % 3 == 2 ? 1 : 0;
+    return 1;
+}
+
+/// The radices of the column passes over `bits`: eights, and fours for what is left. With 16
+/// registers an eight spills, but is no slower than the passes that it saves.
+int chooseRadices(int bits, int* radices) {
+    int count = 0;
     if (bits == 1) {
         radices[count++] = 2;
         return count;
     }
-    for (int i = 0; i < (bits - 2 * fours) / 3; ++i)
-        radices[count++] = 8;
-    for (int i = 0; i < fours; ++i)
+    for (; bits % 3 != 0; bits -= 2)
         radices[count++] = 4;
+    for (; bits > 0; bits -= 3)
+        radices[count++] = 8;
     return count;
 }
 
 /// Lays a plan out and, where there is memory, fills it.
 class FftPlanBuilder {
 public:
-    FftPlanBuilder(Ipp8u* memory, int order, const Kernels& form)
+    FftPlanBuilder(Ipp8u* memory, int order, int flag, const Kernels& form)
         : m_arena(memory), m_order(order), m_form(form) {
         m_spec = m_arena.take<IppsFFTSpec_R_32f>(1);
-        if (m_spec != nullptr)
-            new (m_spec) IppsFFTSpec_R_32f{};
+        if (m_spec == nullptr)
+            return;
+        new (m_spec) IppsFFTSpec_R_32f{};
+        m_spec->id = IppsFFTSpec_R_32f::identity;
+        m_spec->order = order;
+        const double n = std::ldexp(1.0, order);
+        const double root = 1 / std::sqrt(n);
+        m_spec->forwardScale = static_cast<float>(flag == 1 ? 1 / n : flag == 4 ? root : 1.0);
+        m_spec->inverseScale = static_cast<float>(flag == 2 ? 1 / n : flag == 4 ? root : 1.0);
+        m_spec->inverseTwiddleFactor = 2 * m_spec->inverseScale / m_spec->forwardScale;
     }
 
     void planPasses() {
         const int bits = m_order - 1;
-        const int widthBits = m_form.lanes == 8 ? 3 : m_form.lanes == 4 ? 2 : 0;
-        // Vectors need as many butterflies in the first pass as they have lanes.
-        const int lanes = bits >= 2 * widthBits ? m_form.lanes : 1;
-        if (m_spec != nullptr)
-            m_spec->lanes = lanes;
-        if (bits < 1)
+        if (bits < 2)
             return;
+        const int lanes = passLanes(bits, m_form.lanes);
+        const int numQuadPasses = lanes > 4 ? 2 : lanes > 1 ? 1 : 0;
         int radices[16];
-        const int numPasses = chooseRadices(bits, lanes, radices);
+        for (int i = 0; i < numQuadPasses; ++i)
+            radices[i] = 4;
+        const int numPasses =
+            numQuadPasses + chooseRadices(bits - 2 - 2 * numQuadPasses, radices + numQuadPasses);
         std::int64_t rest = std::int64_t{1} << bits;
         std::int64_t stride = 1;
         for (int i = 0; i < numPasses; ++i) {
             const int radix = radices[i];
             rest /= radix;
-            const float* twiddles = planTwiddles(radix, rest, i == 0 ? lanes : 1);
+            const float* twiddles =
+                i >= numQuadPasses ? planTwiddles(radix, rest) : planTwiddles(rest, lanes, i == 1);
             if (m_spec != nullptr)
                 m_spec->passes[i] = {radix, static_cast<std::ptrdiff_t>(rest),
                                      static_cast<std::ptrdiff_t>(stride), twiddles};
             stride *= radix;
         }
-        planUnpacking(bits);
-        if (m_spec != nullptr)
+        planUnpacking(std::int64_t{1} << (bits - 2), lanes);
+        if (m_spec != nullptr) {
+            m_spec->lanes = lanes;
             m_spec->numPasses = numPasses;
+        }
     }
 
     void planInPlace() {
@@ -137,39 +155,67 @@ public:
     std::int64_t size() const { return m_arena.used() + alignment; }
 
 private:
-    /// For each `lanes` butterflies, in the order in which the form splits pairs, and each k from
-    /// 1: their real parts, then their imaginary ones.
-    const float* planTwiddles(int radix, std::int64_t count, int lanes) {
-        auto* table = m_arena.take<float>(std::int64_t{2} * (radix - 1) * count);
+    /// For each butterfly and each k from 1: the real part, then the imaginary one.
+    const float* planTwiddles(int radix, std::int64_t count) {
+        auto* table = m_arena.take<float>(2 * (radix - 1) * count);
         if (table == nullptr)
             return nullptr;
         float* at = table;
-        for (std::int64_t p = 0; p < count; p += lanes) {
-            for (std::int64_t k = 1; k < radix; ++k, at += std::ptrdiff_t{2} * lanes) {
-                for (std::int64_t lane = 0; lane < lanes; ++lane) {
-                    const std::int64_t index = lanes == 1 ? p : p + m_form.pairOrder[lane];
-                    store(index * k, radix * count, at[lane], at[lanes + lane]);
+        for (std::int64_t p = 0; p < count; ++p) {
+            for (std::int64_t k = 1; k < radix; ++k, at += 2)
+                store(p * k, radix * count, 1.0, at[0], at[1]);
+        }
+        return table;
+    }
+
+    /// For each vector of butterflies of four and each k from 1: their real parts, then their
+    /// imaginary ones. Either every lane is a butterfly or, in quads, lane l of a group's vector i
+    /// belongs to the group's butterfly i + 4 (l / 4).
+    const float* planTwiddles(std::int64_t count, int lanes, bool quads) {
+        auto* table = m_arena.take<float>((quads ? 24 : 6) * count);
+        if (table == nullptr)
+            return nullptr;
+        float* at = table;
+        for (std::int64_t group = 0; group < count; group += lanes) {
+            for (int i = 0; i < (quads ? 4 : 1); ++i) {
+                for (std::int64_t k = 1; k < 4; ++k, at += std::ptrdiff_t{2} * lanes) {
+                    for (int lane = 0; lane < lanes; ++lane) {
+                        const std::int64_t p = group + (quads ? i + lane / 4 * 4 : lane);
+                        store(p * k, 4 * count, 1.0, at[lane], at[lanes + lane]);
+                    }
                 }
             }
         }
         return table;
     }
 
-    void planUnpacking(int bits) {
-        const std::int64_t half = std::int64_t{1} << (bits - 1);
-        auto* table = m_arena.take<float>(2 * half);
+    /// Times half of the forward scale, in the order in which bins are unpacked.
+    void planUnpacking(std::int64_t columns, int lanes) {
+        const std::int64_t half = columns > 1 ? std::max<std::int64_t>(columns / 2, lanes) : 0;
+        auto* table = m_arena.take<float>(8 * half);
+        auto* selfMirrored = m_arena.take<float>(8);
         if (m_spec == nullptr)
             return;
-        for (std::int64_t k = 1; k <= half; ++k)
-            store(k, 4 * half, table[k - 1], table[half + k - 1]);
+        const double scale = 0.5 * static_cast<double>(m_spec->forwardScale);
+        float* at = table;
+        for (std::int64_t q = 0; q < half; q += lanes) {
+            for (std::int64_t k = 0; k < 4; ++k, at += std::ptrdiff_t{2} * lanes) {
+                for (std::int64_t lane = 0; lane < lanes; ++lane)
+                    store(q + lane + k * columns, 8 * columns, scale, at[lane], at[lanes + lane]);
+            }
+        }
+        const std::int64_t halves[4] = {2, 4, 1, 3}; // of a row of columns
+        for (int i = 0; i < 4; ++i)
+            store(halves[i], 16, scale, selfMirrored[2 * i], selfMirrored[2 * i + 1]);
         m_spec->unpackTwiddles = table;
+        m_spec->selfMirroredTwiddles = selfMirrored;
     }
 
-    static void store(std::int64_t k, std::int64_t n, float& re, float& im) {
+    static void store(std::int64_t k, std::int64_t n, double scale, float& re, float& im) {
         double x = 0, y = 0;
         unitRoot(k, n, x, y);
-        re = static_cast<float>(x);
-        im = static_cast<float>(y);
+        re = static_cast<float>(scale * x);
+        im = static_cast<float>(scale * y);
     }
 
     Arena m_arena;
@@ -181,7 +227,7 @@ private:
 } // namespace
 
 FftSizes fftSizes(int order, FftMethod method, const Kernels& form) {
-    FftPlanBuilder builder(nullptr, order, form);
+    FftPlanBuilder builder(nullptr, order, 8, form);
     std::int64_t work = 0;
     if (method == FftMethod::passes) {
         builder.planPasses();
@@ -195,13 +241,8 @@ FftSizes fftSizes(int order, FftMethod method, const Kernels& form) {
 
 IppsFFTSpec_R_32f* buildFft(int order, int flag, FftMethod method, const Kernels& form,
                             Ipp8u* memory) {
-    FftPlanBuilder builder(aligned(memory), order, form);
+    FftPlanBuilder builder(aligned(memory), order, flag, form);
     IppsFFTSpec_R_32f& spec = *builder.spec();
-    spec.id = IppsFFTSpec_R_32f::identity;
-    spec.order = order;
-    const double n = std::ldexp(1.0, order);
-    spec.forwardScale = static_cast<float>(flag == 1 ? 1 / n : flag == 4 ? 1 / std::sqrt(n) : 1.0);
-    spec.inverseScale = static_cast<float>(flag == 2 ? 1 / n : flag == 4 ? 1 / std::sqrt(n) : 1.0);
     if (method == FftMethod::passes) {
         builder.planPasses();
         spec.forward = form.fftForward;

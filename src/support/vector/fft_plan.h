@@ -3,8 +3,11 @@
 // The plan of a real transform: what ippsFFTInit_R_32f builds and the kernels follow.
 //
 // The N real samples are taken as M = N / 2 complex ones, these are transformed by Stockham passes,
-// which need no bit reversal, and an unpacking step makes the N / 2 + 1 bins. Within the passes
-// real and imaginary parts are apart. Transforms too long for 31-bit sizes work in place instead.
+// which need no bit reversal, and unpacking makes the N / 2 + 1 bins. Within the passes real and
+// imaginary parts are apart. The last pass, of radix 4 and without twiddles, is not in the list of
+// passes: it is one with the unpacking. Vectors of L lanes need L columns; so the first pass, which
+// has one column, and for L above 4 the second one, which has four, are of radix 4 and permute
+// their vectors. Transforms too long for 31-bit sizes work in place instead.
 
 #include "support/vector/kernels.h"
 
@@ -69,8 +72,11 @@ struct IppsFFTSpec_R_32f {
     float inverseScale;
     int numPasses;
     sorvane::vector::FftPass passes[16];
-    // By passes: the real parts of exp(-2 pi i k / N) for k = 1 to M / 2, then the imaginary ones.
+    // By passes: exp(-2 pi i k / N), times half of the forward scale, for the bins of each vector
+    // and then for those of the columns 0 and S / 2.
     const float* unpackTwiddles;
+    const float* selfMirroredTwiddles;
+    float inverseTwiddleFactor; // what makes these twiddles those times the inverse scale
     // In place: cosines and sines, interleaved, of the high and the low half of a twiddle's index.
     const double* coarseTwiddles;
     const double* fineTwiddles;

@@ -1,6 +1,7 @@
 // The public operations: each checks its arguments and calls its kernel in the form in use.
 
 #include "support/vector/ipps.h"
+#include "support/vector/checks.h"
 #include "support/vector/dispatch.h"
 #include "support/vector/fft_plan.h"
 
@@ -22,16 +23,6 @@ namespace {
     return true;
 }();
 
-/// The status of the arguments of an operation over rows.
-template <class... Pointers>
-inline IppStatus checkRows(int len, Pointers... rows) {
-    if (!(rows && ...)) [[unlikely]]
-        return ippStsNullPtrErr;
-    if (len < 1) [[unlikely]]
-        return ippStsSizeErr;
-    return ippStsNoErr;
-}
-
 Ipp8u* aligned(Ipp8u* p) {
     const auto address = reinterpret_cast<std::uintptr_t>(p);
     return p + ((address + 63) / 64 * 64 - address);
@@ -49,11 +40,6 @@ IppStatus checkFft(int order, int flag) {
 }
 
 } // namespace
-
-// One statement for the checks of every operation; the call that follows is the function's last.
-#define SORVANE_CHECK_ROWS(...)                                                                    \
-    if (const IppStatus status = checkRows(__VA_ARGS__); status != ippStsNoErr) [[unlikely]]       \
-    return status
 
 const char* ippName() {
     return "Sorvane VL";

@@ -13,8 +13,8 @@ namespace sorvane::vector {
 
 struct Kernels {
     const char* name;
-    int lanes;            // floats in a vector: a power of two from 1 to 8
-    const int* pairOrder; // which of `lanes` adjacent pairs each lane gets when pairs are split
+    int lanes;        // floats in a vector: a power of two from 1 to 16
+    int numRegisters; // that hold such vectors
 
     IppStatus (*set32f)(Ipp32f, Ipp32f*, int);
     IppStatus (*set32fc)(Ipp32fc, Ipp32fc*, int);
@@ -46,6 +46,13 @@ struct Kernels {
     IppStatus (*dotProd64f)(const Ipp64f*, const Ipp64f*, int, Ipp64f*);
     IppStatus (*normL232f)(const Ipp32f*, int, Ipp32f*);
 
+    IppStatus (*hypot32fc)(const Ipp32fc*, Ipp32f*, int);
+    IppStatus (*bend32fc)(const Ipp32fc*, Ipp32fc*, int, Ipp32f);
+    IppStatus (*applyMask32fc)(const Ipp32fc*, Ipp32f, Ipp32f, const Ipp32fc*, Ipp32fc*, int);
+    IppStatus (*realToCplx32f)(const Ipp32f*, Ipp32fc*, int);
+    IppStatus (*interleavePair32f)(const Ipp32f*, const Ipp32f*, Ipp32f*, int);
+    IppStatus (*deinterleavePair32f)(const Ipp32f*, Ipp32f*, Ipp32f*, int);
+
     int panelWidth; // of the largest panel of weights whose sums fit the registers
     void (*correlateRows)(const Correlation*);
     void (*correlateByColumn)(const Correlation*);
@@ -62,6 +69,7 @@ extern const Kernels portableKernels;
 #if defined(__x86_64__) || defined(_M_X64)
 extern const Kernels sse2Kernels;
 extern const Kernels avx2Kernels;
+extern const Kernels avx512Kernels;
 #endif
 
 } // namespace sorvane::vector

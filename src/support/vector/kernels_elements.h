@@ -29,36 +29,32 @@ struct Out {
     void storeFew(std::ptrdiff_t count, F x) const { storePartial(p, x, count); }
 };
 
-/// A row of complex values; vectors have the natural order of splitPairs.
+/// A row of complex values.
 struct ComplexIn {
     const float* p;
     explicit ComplexIn(const Ipp32fc* src) : p(reinterpret_cast<const float*>(src)) {}
     Complex<F> load(std::ptrdiff_t n) const {
-        return splitPairs(loadAt<F>(p + 2 * n), loadAt<F>(p + 2 * n + W));
+        Complex<F> z;
+        loadPairs(p + 2 * n, z);
+        return z;
     }
     Complex<F> loadFew(std::ptrdiff_t count) const {
         float pairs[2 * W];
         for (std::ptrdiff_t i = 0; i < 2 * W; ++i)
             pairs[i] = p[i < 2 * count ? i : i % 2];
-        return splitPairs(loadAt<F>(pairs), loadAt<F>(pairs + W));
+        Complex<F> z;
+        loadPairs(pairs, z);
+        return z;
     }
 };
 
 struct ComplexOut {
     float* p;
     explicit ComplexOut(Ipp32fc* dst) : p(reinterpret_cast<float*>(dst)) {}
-    void store(std::ptrdiff_t n, Complex<F> z) const {
-        F a, b;
-        joinPairs(z, a, b);
-        storeAt(p + 2 * n, a);
-        storeAt(p + 2 * n + W, b);
-    }
+    void store(std::ptrdiff_t n, Complex<F> z) const { storePairs(p + 2 * n, z); }
     void storeFew(std::ptrdiff_t count, Complex<F> z) const {
-        F a, b;
-        joinPairs(z, a, b);
         float pairs[2 * W];
-        storeAt(pairs, a);
-        storeAt(pairs + W, b);
+        storePairs(pairs, z);
         for (std::ptrdiff_t i = 0; i < 2 * count; ++i)
             p[i] = pairs[i];
     }
@@ -110,6 +106,8 @@ inline void updateRow(std::ptrdiff_t len, float* row, Op op, Sources... in) {
         storeAt(row + n, op(loadAt<F>(row + n), in.load(n)...));
         n += W;
     }
+    if constexpr (W > 8)
+        updatePiece<8>(len, n, row, op, in...);
     if constexpr (W > 4)
         updatePiece<4>(len, n, row, op, in...);
     if constexpr (W > 2) {

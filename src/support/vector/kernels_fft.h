@@ -1,327 +1,241 @@
 #pragma once
 
-// The passes of the real transform and its unpacking, for vectors of the form and for single
-// floats. The plan is explained in fft_plan.h.
+// The real transform as its plan tells it, for vectors of the form, for narrower ones and for
+// single floats. fft_plan.h explains the plan.
+//
+// The forward transform runs the passes in order. The matrix of a transform is symmetric, so the
+// transposed passes in reverse order are a transform too: the inverse runs these, with real and
+// imaginary parts exchanged at both ends. So the unpacking of bins is always within the pass that
+// has no twiddles, and the transposition of vectors always within those next to the samples.
 
-#include "support/vector/fft_plan.h"
+#include "support/vector/kernels_fft_bins.h"
+
+#include "support/vector/kernels_fft_butterflies.h"
+#include <bit>
 
 namespace {
 
-using sorvane::vector::FftPass;
-
-template <class V>
-inline Complex<V> operator+(Complex<V> a, Complex<V> b) {
-    return {a.re + b.re, a.im + b.im};
-}
-
-template <class V>
-inline Complex<V> operator-(Complex<V> a, Complex<V> b) {
-    return {a.re - b.re, a.im - b.im};
-}
-
-template <class V>
-inline Complex<V> timesMinusI(Complex<V> z) {
-    return {z.im, V(0.0f) - z.re};
-}
-
-template <class V>
-inline Complex<V> times(Complex<V> a, Complex<V> w) {
-    return {negMulAdd(a.im, w.im, a.re * w.re), mulAdd(a.im, w.re, a.re * w.im)};
-}
-
-/// A complex row whose real and imaginary parts are apart.
-struct Split {
-    float* re;
-    float* im;
-};
-
-/// A complex row of pairs.
-struct Pairs {
-    float* p;
-};
-
-// Loads come in the natural order of the form's pairs where Natural is set, else in linear order;
-// for a single float the two are the same.
-
-template <class V, bool Natural>
-inline Complex<V> loadRow(Split row, std::ptrdiff_t n) {
-    const Complex<V> z{loadAt<V>(row.re + n), loadAt<V>(row.im + n)};
-    if constexpr (Natural)
-        return {toNatural(z.re), toNatural(z.im)};
-    else
-        return z;
-}
-
-template <class V, bool Natural>
-inline Complex<V> loadRow(Pairs row, std::ptrdiff_t n) {
-    static_assert(Natural || lanesOf<V> == 1);
-    return splitPairs(loadAt<V>(row.p + 2 * n), loadAt<V>(row.p + 2 * n + lanesOf<V>));
-}
-
-template <class V>
-inline void storeRow(Split row, std::ptrdiff_t n, Complex<V> z) {
-    storeAt(row.re + n, z.re);
-    storeAt(row.im + n, z.im);
-}
-
-/// The inverse transform is the forward one with real and imaginary parts exchanged, so that its
-/// last pass stores pairs the other way round.
-template <class V>
-inline void storeRow(Pairs row, std::ptrdiff_t n, Complex<V> z) {
-    V a = z.re, b = z.im;
-    joinPairs(Complex<V>{toNatural(z.im), toNatural(z.re)}, a, b);
-    storeAt(row.p + 2 * n, a);
-    storeAt(row.p + 2 * n + lanesOf<V>, b);
-}
-
-template <class V>
-inline void butterfly(Complex<V> (&z)[2]) {
-    const Complex<V> a = z[0];
-    z[0] = a + z[1];
-    z[1] = a - z[1];
-}
-
-template <class V>
-inline void butterfly(Complex<V> (&z)[4]) {
-    const Complex<V> sum0 = z[0] + z[2], difference0 = z[0] - z[2];
-    const Complex<V> sum1 = z[1] + z[3], difference1 = z[1] - z[3];
-    z[0] = sum0 + sum1;
-    z[2] = sum0 - sum1;
-    z[1] = {difference0.re + difference1.im, difference0.im - difference1.re};
-    z[3] = {difference0.re - difference1.im, difference0.im + difference1.re};
-}
-
-template <class V>
-inline void butterfly(Complex<V> (&z)[8]) {
-    const V h(0.707106781f);
-    Complex<V> even[4] = {z[0] + z[4], z[1] + z[5], z[2] + z[6], z[3] + z[7]};
-    const Complex<V> d1 = z[1] - z[5], d3 = z[3] - z[7];
-    Complex<V> odd[4] = {z[0] - z[4],
-                         {(d1.re + d1.im) * h, (d1.im - d1.re) * h},
-                         timesMinusI(z[2] - z[6]),
-                         {(d3.im - d3.re) * h, (V(0.0f) - d3.re - d3.im) * h}};
-    butterfly(even);
-    butterfly(odd);
-    for (int i = 0; i < 4; ++i) {
-        z[2 * i] = even[i];
-        z[2 * i + 1] = odd[i];
+/// Applies a permutation of four vectors to the real and to the imaginary parts.
+template <class V, class Permutation>
+inline void permuteParts(Complex<V> (&z)[4], Permutation permute) {
+    V re[4], im[4];
+    for (int k = 0; k < 4; ++k) {
+        re[k] = z[k].re;
+        im[k] = z[k].im;
     }
+    permute(re);
+    permute(im);
+    for (int k = 0; k < 4; ++k)
+        z[k] = {re[k], im[k]};
 }
 
-/// A pass along its columns: all its vectors lie within one column's stride.
-template <class V, int Radix, class Source, class Target>
-inline void runPass(const FftPass& pass, Source in, Target out) {
+/// Loads the twiddles of one butterfly of four and multiplies by them.
+template <class V>
+inline void turn(Complex<V> (&z)[4], const float* w) {
     constexpr std::ptrdiff_t lanes = lanesOf<V>;
-    const std::ptrdiff_t stride = pass.stride;
-    const std::ptrdiff_t distance = pass.count * stride;
+    for (std::ptrdiff_t k = 1; k < 4; ++k, w += 2 * lanes)
+        z[k] = times(z[k], Complex<V>{loadAt<V>(w), loadAt<V>(w + lanes)});
+}
+
+/// The pass next to the samples: as many butterflies at a time as there are lanes, whose outputs
+/// are transposed so that the four of each lie together. Group by group of as many butterflies as
+/// lanes, quad b of the group's vector i is butterfly i + 4 b.
+template <class V>
+inline void openingPass(const FftPass& pass, const float* src, Split out) {
+    constexpr std::ptrdiff_t lanes = lanesOf<V>;
     const float* w = pass.twiddles;
-    for (std::ptrdiff_t p = 0; p < pass.count; ++p, w += std::ptrdiff_t{2} * (Radix - 1)) {
-        Complex<V> twiddles[Radix];
-        for (int k = 1; k < Radix; ++k)
-            twiddles[k] = {V(w[2 * k - 2]), V(w[2 * k - 1])};
-        const std::ptrdiff_t from = p * stride, to = Radix * p * stride;
-        for (std::ptrdiff_t q = 0; q < stride; q += lanes) {
-            Complex<V> z[Radix];
-            for (int j = 0; j < Radix; ++j)
-                z[j] = loadRow<V, lanes == 1>(in, from + q + j * distance);
-            butterfly(z);
-            storeRow(out, to + q, z[0]);
-            for (int k = 1; k < Radix; ++k)
-                storeRow(out, to + q + k * stride, times(z[k], twiddles[k]));
-        }
-    }
-}
-
-/// The last pass, whose twiddles are all 1.
-template <class V, int Radix, class Source, class Target>
-inline void runLastPass(const FftPass& pass, Source in, Target out) {
-    const std::ptrdiff_t stride = pass.stride;
-    for (std::ptrdiff_t q = 0; q < stride; q += lanesOf<V>) {
-        Complex<V> z[Radix];
-        for (int j = 0; j < Radix; ++j)
-            z[j] = loadRow<V, lanesOf<V> == 1>(in, q + j * stride);
+    for (std::ptrdiff_t p = 0; p < pass.count; p += lanes, w += 6 * lanes) {
+        Complex<V> z[4];
+        for (std::ptrdiff_t j = 0; j < 4; ++j)
+            loadPairs(src + 2 * (p + j * pass.count), z[j]);
         butterfly(z);
-        for (int k = 0; k < Radix; ++k)
-            storeRow(out, q + k * stride, z[k]);
+        turn(z, w);
+        permuteParts(z, [](auto& vectors) { transposeQuads(vectors); });
+        for (std::ptrdiff_t i = 0; i < 4; ++i)
+            store(out, 4 * p + i * lanes, z[i]);
     }
 }
 
-/// The first pass of vectors: as many butterflies at a time as there are lanes, each of as many
-/// points, transposed so that every butterfly's outputs lie together.
-template <class V, class Source>
-inline void runFirstPass(const FftPass& pass, Source in, Split out) {
+template <class V>
+inline void openingPassTransposed(const FftPass& pass, Split in, float* dst) {
+    constexpr std::ptrdiff_t lanes = lanesOf<V>;
+    const float* w = pass.twiddles;
+    for (std::ptrdiff_t p = 0; p < pass.count; p += lanes, w += 6 * lanes) {
+        Complex<V> z[4];
+        for (std::ptrdiff_t i = 0; i < 4; ++i)
+            z[i] = load<V>(in, 4 * p + i * lanes);
+        permuteParts(z, [](auto& vectors) { transposeQuads(vectors); });
+        turn(z, w);
+        butterfly(z);
+        for (std::ptrdiff_t j = 0; j < 4; ++j)
+            storePairs(dst + 2 * (p + j * pass.count), Complex<V>{z[j].im, z[j].re});
+    }
+}
+
+/// The pass after the opening one of vectors of more than four lanes: each vector is of several
+/// butterflies, and their quads are spread to where they belong.
+template <class V>
+inline void quadPass(const FftPass& pass, Split in, Split out) {
     constexpr std::ptrdiff_t lanes = lanesOf<V>;
     const float* w = pass.twiddles;
     for (std::ptrdiff_t p = 0; p < pass.count; p += lanes) {
-        Complex<V> z[lanes];
-        for (std::ptrdiff_t j = 0; j < lanes; ++j)
-            z[j] = loadRow<V, true>(in, p + j * pass.count);
-        butterfly(z);
-        V re[lanes], im[lanes];
-        re[0] = z[0].re;
-        im[0] = z[0].im;
-        for (std::ptrdiff_t k = 1; k < lanes; ++k, w += 2 * lanes) {
-            const Complex<V> y = times(z[k], Complex<V>{loadAt<V>(w), loadAt<V>(w + lanes)});
-            re[k] = y.re;
-            im[k] = y.im;
-        }
-        transposeRows(re);
-        transposeRows(im);
-        for (std::ptrdiff_t i = 0; i < lanes; ++i) {
-            storeAt(out.re + lanes * (p + naturalOrder[i]), re[i]);
-            storeAt(out.im + lanes * (p + naturalOrder[i]), im[i]);
+        for (std::ptrdiff_t i = 0; i < 4; ++i, w += 6 * lanes) {
+            Complex<V> z[4];
+            for (std::ptrdiff_t j = 0; j < 4; ++j)
+                z[j] = load<V>(in, 4 * (p + j * pass.count) + i * lanes);
+            butterfly(z);
+            turn(z, w);
+            permuteParts(z, [](auto& vectors) { spreadQuads(vectors); });
+            for (std::ptrdiff_t j = 0; j < 4; ++j)
+                store(out, quadOffset<lanes>(p + i, j), z[j]);
         }
     }
 }
 
-template <class V, class Source, class Target>
-inline void runAnyPass(const FftPass& pass, Source in, Target out) {
-    const bool last = pass.count == 1;
+template <class V>
+inline void quadPassTransposed(const FftPass& pass, Split in, Split out) {
+    constexpr std::ptrdiff_t lanes = lanesOf<V>;
+    const float* w = pass.twiddles;
+    for (std::ptrdiff_t p = 0; p < pass.count; p += lanes) {
+        for (std::ptrdiff_t i = 0; i < 4; ++i, w += 6 * lanes) {
+            Complex<V> z[4];
+            for (std::ptrdiff_t j = 0; j < 4; ++j)
+                z[j] = load<V>(in, quadOffset<lanes>(p + i, j));
+            permuteParts(z, [](auto& vectors) { collectQuads(vectors); });
+            turn(z, w);
+            butterfly(z);
+            for (std::ptrdiff_t j = 0; j < 4; ++j)
+                store(out, 4 * (p + j * pass.count) + i * lanes, z[j]);
+        }
+    }
+}
+
+/// A pass whose vectors lie within one column's stride.
+template <class V, int Radix, bool Transposed>
+inline void columnPass(const FftPass& pass, Split in, Split out) {
+    const std::ptrdiff_t stride = pass.stride;
+    const std::ptrdiff_t distance = pass.count * stride;
+    const int strideBits = std::countr_zero(static_cast<std::size_t>(stride));
+    // One loop over butterflies and columns: in two, compilers keep a pointer for each row.
+    for (std::ptrdiff_t apart = 0; apart < distance; apart += lanesOf<V>) {
+        const std::ptrdiff_t column = apart & (stride - 1);
+        const std::ptrdiff_t together = Radix * (apart - column) + column;
+        const float* w = pass.twiddles + 2 * (Radix - 1) * (apart >> strideBits);
+        Complex<V> z[Radix];
+        for (int k = 0; k < Radix; ++k)
+            z[k] = load<V>(in, Transposed ? together + k * stride : apart + k * distance);
+        if (!Transposed)
+            butterfly(z);
+        for (int k = 1; k < Radix; ++k)
+            z[k] = times(z[k], Complex<V>{V(w[2 * k - 2]), V(w[2 * k - 1])});
+        if (Transposed)
+            butterfly(z);
+        for (int k = 0; k < Radix; ++k)
+            store(out, Transposed ? apart + k * distance : together + k * stride, z[k]);
+    }
+}
+
+template <class V, bool Transposed>
+inline void anyColumnPass(const FftPass& pass, Split in, Split out) {
     if (pass.radix == 8)
-        last ? runLastPass<V, 8>(pass, in, out) : runPass<V, 8>(pass, in, out);
+        columnPass<V, 8, Transposed>(pass, in, out);
     else if (pass.radix == 4)
-        last ? runLastPass<V, 4>(pass, in, out) : runPass<V, 4>(pass, in, out);
+        columnPass<V, 4, Transposed>(pass, in, out);
     else
-        last ? runLastPass<V, 2>(pass, in, out) : runPass<V, 2>(pass, in, out);
+        columnPass<V, 2, Transposed>(pass, in, out);
 }
 
-template <class V, class Source>
-inline void runOpeningPass(const FftPass& pass, Source in, Split out) {
-    if constexpr (lanesOf < V >> 1)
-        runFirstPass<V>(pass, in, out);
-    else
-        runAnyPass<V>(pass, in, out);
-}
-
-/// The bins from the transform of the complex samples, where E and O are the transforms of the even
-/// and the odd samples: X[k] = E[k] + exp(-2 pi i k / N) O[k], X[M - k] = conj(E[k] - ...).
-template <class V>
-inline void unpackBins(const IppsFFTSpec_R_32f& spec, Split in, float* dst) {
-    constexpr std::ptrdiff_t lanes = lanesOf<V>;
-    const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
-    const std::ptrdiff_t half = size / 2;
-    const float scale = spec.forwardScale;
-    const V halfScale(0.5f * scale);
-    for (std::ptrdiff_t k = 1; k <= half; k += lanes) {
-        const std::ptrdiff_t mirror = size - k - (lanes - 1);
-        const Complex<V> a{loadAt<V>(in.re + k), loadAt<V>(in.im + k)};
-        const Complex<V> b{reversed(loadAt<V>(in.re + mirror)),
-                           reversed(loadAt<V>(in.im + mirror))};
-        const Complex<V> w{loadAt<V>(spec.unpackTwiddles + k - 1),
-                           loadAt<V>(spec.unpackTwiddles + half + k - 1)};
-        const Complex<V> even{(a.re + b.re) * halfScale, (a.im - b.im) * halfScale};
-        const Complex<V> odd{(a.im + b.im) * halfScale, (b.re - a.re) * halfScale};
-        const Complex<V> turned = times(odd, w);
-        const Complex<V> low = even + turned;
-        const Complex<V> high{even.re - turned.re, turned.im - even.im};
-        V x = low.re, y = low.im;
-        joinPairs(Complex<V>{toNatural(low.re), toNatural(low.im)}, x, y);
-        storeAt(dst + 2 * k, x);
-        storeAt(dst + 2 * k + lanes, y);
-        joinPairs(Complex<V>{toNatural(reversed(high.re)), toNatural(reversed(high.im))}, x, y);
-        storeAt(dst + 2 * mirror, x);
-        storeAt(dst + 2 * mirror + lanes, y);
+/// The two rows of a work buffer, of which passes use one as source and one as target.
+struct WorkRows {
+    WorkRows(const IppsFFTSpec_R_32f& spec, float* work)
+        : size(std::ptrdiff_t{1} << (spec.order - 1)) {
+        const std::ptrdiff_t part = size + sorvane::vector::fftWorkGap;
+        source = {work, work + part};
+        target = {work + 2 * part, work + 3 * part};
     }
-    const float re = in.re[0], im = in.im[0];
-    dst[0] = (re + im) * scale;
-    dst[1] = 0.0f;
-    dst[2 * size] = (re - im) * scale;
-    dst[2 * size + 1] = 0.0f;
-}
-
-/// The reverse of unpackBins, times two, which leaves a transform without scaling.
-template <class V>
-inline void packBins(const IppsFFTSpec_R_32f& spec, const float* src, Split out) {
-    constexpr std::ptrdiff_t lanes = lanesOf<V>;
-    const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
-    const std::ptrdiff_t half = size / 2;
-    const float scale = spec.inverseScale;
-    const V factor(scale);
-    for (std::ptrdiff_t k = 1; k <= half; k += lanes) {
-        const std::ptrdiff_t mirror = size - k - (lanes - 1);
-        const Complex<V> x = splitPairs(loadAt<V>(src + 2 * k), loadAt<V>(src + 2 * k + lanes));
-        const Complex<V> y =
-            splitPairs(loadAt<V>(src + 2 * mirror), loadAt<V>(src + 2 * mirror + lanes));
-        const Complex<V> a{toLinear(x.re), toLinear(x.im)};
-        const Complex<V> b{reversed(toLinear(y.re)), reversed(toLinear(y.im))};
-        const Complex<V> w{loadAt<V>(spec.unpackTwiddles + k - 1) * factor,
-                           loadAt<V>(spec.unpackTwiddles + half + k - 1) * factor};
-        const Complex<V> even{(a.re + b.re) * factor, (a.im - b.im) * factor};
-        const Complex<V> difference{a.re - b.re, a.im + b.im};
-        const Complex<V> odd{mulAdd(difference.im, w.im, difference.re * w.re),
-                             negMulAdd(difference.re, w.im, difference.im * w.re)};
-        storeAt(out.re + k, even.re - odd.im);
-        storeAt(out.im + k, even.im + odd.re);
-        storeAt(out.re + mirror, reversed(even.re + odd.im));
-        storeAt(out.im + mirror, reversed(odd.re - even.im));
+    void exchange() {
+        const Split before = source;
+        source = target;
+        target = before;
     }
-    const float first = src[0] * scale, last = src[2 * size] * scale;
-    out.re[0] = first + last;
-    out.im[0] = first - last;
-}
+    std::ptrdiff_t size;
+    Split source, target;
+};
 
 template <class V>
 inline void forwardByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec,
                             float* work) {
-    const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
-    const std::ptrdiff_t part = size + sorvane::vector::fftWorkGap;
-    const Split rows[2] = {{work, work + part}, {work + 2 * part, work + 3 * part}};
-    // The source is only read.
-    runOpeningPass<V>(spec.passes[0], Pairs{const_cast<float*>(src)}, rows[0]);
-    for (int i = 1; i < spec.numPasses; ++i)
-        runAnyPass<V>(spec.passes[i], rows[(i - 1) % 2], rows[i % 2]);
-    unpackBins<V>(spec, rows[(spec.numPasses - 1) % 2], dst);
+    WorkRows rows(spec, work);
+    int next = 0;
+    if constexpr (lanesOf < V >> 1) {
+        openingPass<V>(spec.passes[next++], src, rows.source);
+        if constexpr (lanesOf < V >> 4) {
+            quadPass<V>(spec.passes[next++], rows.source, rows.target);
+            rows.exchange();
+        }
+    } else {
+        splitRow(src, rows.source, rows.size);
+    }
+    for (; next < spec.numPasses; ++next, rows.exchange())
+        anyColumnPass<V, false>(spec.passes[next], rows.source, rows.target);
+    closeForward<V>(spec, rows.source, dst);
 }
 
 template <class V>
 inline void inverseByPasses(const float* src, float* dst, const IppsFFTSpec_R_32f& spec,
                             float* work) {
-    const std::ptrdiff_t size = std::ptrdiff_t{1} << (spec.order - 1);
-    const std::ptrdiff_t part = size + sorvane::vector::fftWorkGap;
-    const Split rows[2] = {{work, work + part}, {work + 2 * part, work + 3 * part}};
-    packBins<V>(spec, src, rows[0]);
-    const Split exchanged{rows[0].im, rows[0].re};
-    const int last = spec.numPasses - 1;
-    if (last == 0) {
-        runAnyPass<V>(spec.passes[0], exchanged, Pairs{dst});
-        return;
+    constexpr int numOpening = lanesOf < V >> 4 ? 2 : lanesOf < V >> 1 ? 1 : 0;
+    WorkRows rows(spec, work);
+    openInverse<V>(spec, src, rows.source);
+    for (int i = spec.numPasses; i > numOpening; rows.exchange())
+        anyColumnPass<V, true>(spec.passes[--i], rows.source, rows.target);
+    if constexpr (lanesOf < V >> 1) {
+        if constexpr (lanesOf < V >> 4) {
+            quadPassTransposed<V>(spec.passes[1], rows.source, rows.target);
+            rows.exchange();
+        }
+        openingPassTransposed<V>(spec.passes[0], rows.source, dst);
+    } else {
+        joinRow(rows.source, dst, rows.size);
     }
-    runOpeningPass<V>(spec.passes[0], exchanged, rows[1]);
-    for (int i = 1; i < last; ++i)
-        runAnyPass<V>(spec.passes[i], rows[i % 2], rows[(i + 1) % 2]);
-    runAnyPass<V>(spec.passes[last], rows[last % 2], Pairs{dst});
+}
+
+/// Runs the passes on vectors of spec's lanes: those of V, or of a narrower one.
+template <class V>
+inline void forwardOfWidth(const float* src, float* dst, const IppsFFTSpec_R_32f& spec,
+                           float* work) {
+    if constexpr (lanesOf < V >> 1) {
+        if (spec.lanes < lanesOf<V>)
+            return forwardOfWidth<NarrowerThan<V>>(src, dst, spec, work);
+    }
+    forwardByPasses<V>(src, dst, spec, work);
+}
+
+template <class V>
+inline void inverseOfWidth(const float* src, float* dst, const IppsFFTSpec_R_32f& spec,
+                           float* work) {
+    if constexpr (lanesOf < V >> 1) {
+        if (spec.lanes < lanesOf<V>)
+            return inverseOfWidth<NarrowerThan<V>>(src, dst, spec, work);
+    }
+    inverseByPasses<V>(src, dst, spec, work);
 }
 
 inline IppStatus fftForward(const float* src, float* dst, const IppsFFTSpec_R_32f* spec,
                             float* work) {
-    if (spec->order < 2) {
-        const float a = src[0], b = spec->order == 1 ? src[1] : 0.0f;
-        dst[0] = (a + b) * spec->forwardScale;
-        dst[1] = 0.0f;
-        if (spec->order == 1) {
-            dst[2] = (a - b) * spec->forwardScale;
-            dst[3] = 0.0f;
-        }
-    } else if (spec->lanes == 1) {
-        forwardByPasses<float>(src, dst, *spec, work);
-    } else {
-        forwardByPasses<F>(src, dst, *spec, work);
-    }
+    if (spec->order > 2)
+        forwardOfWidth<F>(src, dst, *spec, work);
+    else
+        forwardOfFew(src, dst, *spec);
     return ippStsNoErr;
 }
 
 inline IppStatus fftInverse(const float* src, float* dst, const IppsFFTSpec_R_32f* spec,
                             float* work) {
-    if (spec->order < 2) {
-        const float a = src[0], b = spec->order == 1 ? src[2] : 0.0f;
-        dst[0] = (a + b) * spec->inverseScale;
-        if (spec->order == 1)
-            dst[1] = (a - b) * spec->inverseScale;
-    } else if (spec->lanes == 1) {
-        inverseByPasses<float>(src, dst, *spec, work);
-    } else {
-        inverseByPasses<F>(src, dst, *spec, work);
-    }
+    if (spec->order > 2)
+        inverseOfWidth<F>(src, dst, *spec, work);
+    else
+        inverseOfFew(src, dst, *spec);
     return ippStsNoErr;
 }
 

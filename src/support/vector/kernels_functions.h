@@ -22,37 +22,51 @@ inline I roundedBits(F shifted) {
     return bitsOf(shifted) - I(0x4b400000);
 }
 
-/// exp(x) = 2^n exp(r), |r| <= ln(2) / 2. The power of two is applied in two steps, so that
-/// results run over into infinity and under into denormals by themselves.
-inline F expOf(F x) {
-    const F limited = atLeast(F(-105.0f), atMost(F(90.0f), x));
-    const F shifted = mulAdd(limited, F(1.44269504f), F(roundingShift));
-    const F n = shifted - F(roundingShift);
-    F r = negMulAdd(n, F(0.693359375f), limited); // ln(2) in two parts, the first exact for all n
-    r = negMulAdd(n, F(-2.12194440e-4f), r);
+/// exp(r), |r| <= ln(2) / 2.
+inline F expSeries(F r) {
     F p = mulAdd(F(0.00138387561f), r, F(0.00836919062f));
     p = mulAdd(p, r, F(0.0416681021f));
     p = mulAdd(p, r, F(0.166665167f));
     p = mulAdd(p, r, F(0.49999994f));
-    p = mulAdd(p, r * r, r) + F(1.0f);
-    const I exponent = roundedBits(shifted);
-    const I half = exponent >> 1;
+    return mulAdd(p, r * r, r) + F(1.0f);
+}
+
+/// p 2^n in two steps, so that results run over into infinity and under into denormals by
+/// themselves.
+inline F scaledByPower(F p, I n) {
+    const I half = n >> 1;
     const F scale1 = fromBits((half + I(127)) << 23);
-    const F scale2 = fromBits((exponent - half + I(127)) << 23);
+    const F scale2 = fromBits((n - half + I(127)) << 23);
     return p * scale1 * scale2;
 }
 
-/// ln(m 2^e) = ln(1 + f) + e ln(2), f = m - 1, m from sqrt(1/2) to sqrt(2).
-inline F lnOf(F x, M& zeros, M& negatives) {
-    const F zero(0.0f), one(1.0f), infinity(HUGE_VALF);
-    const M regular = bothOf(x > zero, x < infinity);
-    F m = choose(regular, x, one);
-    const M denormal = m < F(1.17549435e-38f);
-    m = choose(denormal, m * F(8388608.0f), m);
-    const I sqrtHalf(0x3f3504f3);
-    const I shifted = bitsOf(m) - sqrtHalf;
-    const F e = toFloat(shifted >> 23) - choose(denormal, F(23.0f), zero);
-    const F f = fromBits((shifted & I(0x007fffff)) + sqrtHalf) - one;
+/// exp(x) = 2^n exp(r), |r| <= ln(2) / 2: returns exp(r), and n in the low bits of `shifted`.
+inline F expOfRest(F x, F& shifted) {
+    shifted = mulAdd(x, F(1.44269504f), F(roundingShift));
+    const F n = shifted - F(roundingShift);
+    F r = negMulAdd(n, F(0.693359375f), x); // ln(2) in two parts, the first exact for all n
+    r = negMulAdd(n, F(-2.12194440e-4f), r);
+    return expSeries(r);
+}
+
+/// For any argument.
+inline F expOfAny(F x) {
+    F shifted;
+    const F p = expOfRest(atLeast(F(-105.0f), atMost(F(90.0f), x)), shifted);
+    return scaledByPower(p, roundedBits(shifted));
+}
+
+/// The largest error is 1.0 units in the last place.
+inline F expOf(F x) {
+    if (anyAbove(absolute(x), F(87.0f))) [[unlikely]]
+        return expOfAny(x);
+    F shifted;
+    const F p = expOfRest(x, shifted);
+    return fromBits(bitsOf(p) + (bitsOf(shifted) << 23));
+}
+
+/// p in ln(1 + f) = f - f^2 / 2 + f^3 p, for 1 + f from sqrt(1/2) to sqrt(2).
+inline F lnSeries(F f) {
     F p = mulAdd(F(0.0534224287f), f, F(-0.109187193f));
     p = mulAdd(p, f, F(0.121078141f));
     p = mulAdd(p, f, F(-0.125492394f));
@@ -60,13 +74,33 @@ inline F lnOf(F x, M& zeros, M& negatives) {
     p = mulAdd(p, f, F(-0.16659373f));
     p = mulAdd(p, f, F(0.200022221f));
     p = mulAdd(p, f, F(-0.250001669f));
-    p = mulAdd(p, f, F(0.333333135f));
+    return mulAdd(p, f, F(0.333333135f));
+}
+
+/// ln(m 2^e) = ln(1 + f) + e ln(2), f = m - 1, m from sqrt(1/2) to sqrt(2), for normal positive
+/// m 2^(e - bias).
+inline F lnOfNormal(F x, F bias) {
+    const I sqrtHalf(0x3f3504f3);
+    const I shifted = bitsOf(x) - sqrtHalf;
+    const F e = toFloat(shifted >> 23) - bias;
+    const F f = fromBits((shifted & I(0x007fffff)) + sqrtHalf) - F(1.0f);
+    const F p = lnSeries(f);
     const F square = f * f;
     F y = p * (square * f);
     y = mulAdd(e, F(-2.12194440e-4f), y);
     y = negMulAdd(F(0.5f), square, y);
-    const F ln = mulAdd(e, F(0.693359375f), f + y);
+    return mulAdd(e, F(0.693359375f), f + y);
+}
 
+inline F lnOf(F x, M& zeros, M& negatives) {
+    const F zero(0.0f), one(1.0f), infinity(HUGE_VALF);
+    if (allNormal(x)) [[likely]]
+        return lnOfNormal(x, zero);
+    const M regular = bothOf(x > zero, x < infinity);
+    const F m = choose(regular, x, one);
+    const M denormal = m < F(1.17549435e-38f);
+    const F ln =
+        lnOfNormal(choose(denormal, m * F(8388608.0f), m), choose(denormal, F(23.0f), zero));
     const M isZero = x == zero;
     const M isNegative = x < zero;
     zeros = eitherOf(zeros, isZero);
@@ -103,12 +137,13 @@ inline Complex<F> cosAndSin(F x) {
     c = mulAdd(c, square * square, negMulAdd(F(0.5f), square, F(1.0f)));
 
     // An odd k swaps the two; their signs follow from its second bit.
-    const I quadrant = roundedBits(shifted);
-    const I swapped = I(0) - (quadrant & I(1));
-    const I difference = (bitsOf(s) ^ bitsOf(c)) & swapped;
-    const I sinSign = ((quadrant & I(2)) << 30) ^ signBitOf(x);
-    const I cosSign = ((quadrant + I(1)) & I(2)) << 30;
-    return {fromBits(bitsOf(c) ^ difference ^ cosSign), fromBits(bitsOf(s) ^ difference ^ sinSign)};
+    const I quadrant = bitsOf(shifted);
+    const I odd = quadrant << 31;
+    const I sinSign = (quadrant << 30) ^ bitsOf(x);
+    const I cosSign = (quadrant + I(1)) << 30;
+    const I sign(INT32_MIN);
+    return {withSignFlipped(chooseBySign(odd, s, c), cosSign & sign),
+            withSignFlipped(chooseBySign(odd, c, s), sinSign & sign)};
 }
 
 /// Lanes that are large, infinite or NaN, one by one.
@@ -128,10 +163,9 @@ inline Complex<F> cosAndSinOfLarge(F x, Complex<F> reduced) {
 
 inline Complex<F> polarToCartesian(F magnitude, F phase) {
     Complex<F> z = cosAndSin(phase);
-    const F a = absolute(phase);
-    if (anyOf(eitherOf(a > F(largestReduced), isNan(a))))
+    if (anyAbove(absolute(phase), F(largestReduced))) [[unlikely]]
         z = cosAndSinOfLarge(phase, z);
-    return {toNatural(magnitude * z.re), toNatural(magnitude * z.im)};
+    return {magnitude * z.re, magnitude * z.im};
 }
 
 /// atan2(im, re): the arc tangent of the smaller part over the larger one, then the octant.
@@ -140,9 +174,10 @@ inline F phaseOf(Complex<F> z) {
     const F x = absolute(z.re), y = absolute(z.im);
     const M steep = y > x;
     const F larger = choose(steep, y, x), smaller = choose(steep, x, y);
-    // Equal parts give 1 or, at the origin, 0, where the quotient may be NaN.
     F q = smaller / larger;
-    q = choose(smaller == larger, choose(larger == zero, zero, F(1.0f)), q);
+    // Equal parts give 1 or, at the origin, 0, where the quotient may be NaN.
+    if (!allNormal(larger)) [[unlikely]]
+        q = choose(smaller == larger, choose(larger == zero, zero, F(1.0f)), q);
     const F square = q * q;
     F p = mulAdd(F(0.00292031164f), square, F(-0.0163666476f));
     p = mulAdd(p, square, F(0.0432094932f));
@@ -152,14 +187,13 @@ inline F phaseOf(Complex<F> z) {
     p = mulAdd(p, square, F(0.199937671f));
     p = mulAdd(p, square, F(-0.333331525f));
     // Measured from the nearest axis, with pi / 2 and pi in two parts; -0 is on the left.
-    const I sign = signBitOf(z.re), left = sign >> 31;
-    const F turn = withSignFlipped(mulAdd(p, square * q, q), sign);
+    const I left = bitsOf(z.re) >> 31;
+    const F turn = withSignFlipped(mulAdd(p, square * q, q), signBitOf(z.re));
     const F flat = turn + fromBits(left & bitsOf(F(-8.74227766e-8f)));
     const F upright = F(-4.37113883e-8f) - turn;
     F angle = choose(steep, upright, flat);
     angle = angle + choose(steep, F(1.57079637f), fromBits(left & bitsOf(F(3.14159274f))));
-    angle = withSignFlipped(angle, signBitOf(z.im));
-    return choose(eitherOf(isNan(z.re), isNan(z.im)), z.re + z.im, angle);
+    return withSignFlipped(angle, signBitOf(z.im)); // NaN, which went through all of it, stays
 }
 
 inline IppStatus exp32f(const float* src, float* dst, int len) {
@@ -180,15 +214,14 @@ inline IppStatus ln32f(const float* src, float* dst, int len) {
 
 inline IppStatus magnitude32fc(const Ipp32fc* src, float* dst, int len) {
     mapRows(
-        len, Out{dst},
-        [](Complex<F> z) { return toLinear(squareRoot(mulAdd(z.re, z.re, z.im * z.im))); },
+        len, Out{dst}, [](Complex<F> z) { return squareRoot(mulAdd(z.re, z.re, z.im * z.im)); },
         ComplexIn(src));
     return ippStsNoErr;
 }
 
 inline IppStatus phase32fc(const Ipp32fc* src, float* dst, int len) {
     mapRows(
-        len, Out{dst}, [](Complex<F> z) { return toLinear(phaseOf(z)); }, ComplexIn(src));
+        len, Out{dst}, [](Complex<F> z) { return phaseOf(z); }, ComplexIn(src));
     return ippStsNoErr;
 }
 

@@ -14,6 +14,8 @@
 #include "support/vector/kernels_correlate.h"
 #include "support/vector/kernels_weighted_rows.h"
 
+#include "support/vector/kernels_spectral.h"
+
 #include "support/vector/kernels_fft.h"
 
 namespace {
@@ -21,7 +23,7 @@ namespace {
 inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
     return {name,
             static_cast<int>(W),
-            naturalOrder,
+            numRegisters,
             set32f,
             set32fc,
             add32f,
@@ -50,6 +52,12 @@ inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
             dotProd32f,
             dotProd64f,
             normL232f,
+            hypot32fc,
+            bend32fc,
+            applyMask32fc,
+            realToCplx32f,
+            interleavePair32f,
+            deinterleavePair32f,
             static_cast<int>(maxColumnVectors * W),
             correlateRows,
             correlateByColumn,

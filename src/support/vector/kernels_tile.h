@@ -9,11 +9,7 @@ namespace {
 
 /// Sums of a tile, in vectors. With the weights and a factor they fill the registers; at least eight
 /// of them keep two multiply-adds a cycle going that take four cycles each.
-#if defined(__AVX512F__) || defined(__aarch64__)
-inline constexpr int tileVectors = 24; // of 32 registers
-#else
-inline constexpr int tileVectors = 12; // of 16 registers
-#endif
+inline constexpr int tileVectors = numRegisters * 3 / 4;
 inline constexpr int maxColumnVectors = 3;
 
 template <int Value>

@@ -7,55 +7,31 @@
 namespace {
 using Arch = xsimd::fma3<xsimd::avx2>;
 inline constexpr bool fusesProducts = true;
+inline constexpr int numRegisters = 16;
 } // namespace
 
 #include "support/vector/lanes_xsimd.h"
+#include "support/vector/vectors_avx2.h"
 
 namespace {
 
-/// Splits pairs (re, im) into vectors. Their lanes come in the order that one shuffle within the
-/// two halves gives, "natural", which joinPairs undoes; naturalOrder[i] is the pair in lane i.
-inline Complex<F> splitPairs(F a, F b) {
-    return {_mm256_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0)),
-            _mm256_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1))};
+/// What transforms too short for F use.
+using Narrower = Four;
+
+inline D mulAdd(D a, D b, D c) {
+    return _mm256_fmadd_pd(a, b, c);
 }
 
-inline void joinPairs(Complex<F> z, F& a, F& b) {
-    a = _mm256_unpacklo_ps(z.re, z.im);
-    b = _mm256_unpackhi_ps(z.re, z.im);
+inline bool anyAbove(F x, F limit) {
+    return _mm256_movemask_ps(_mm256_cmp_ps(x, limit, _CMP_NLE_UQ)) != 0;
 }
-
-inline constexpr int naturalOrder[8] = {0, 1, 4, 5, 2, 3, 6, 7};
-
-inline F toLinear(F x) {
-    return _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(x), _MM_SHUFFLE(3, 1, 2, 0)));
+inline bool allNormal(F x) {
+    const __m256i moved = _mm256_add_epi32(_mm256_castps_si256(x), _mm256_set1_epi32(0x7f800000));
+    const __m256i normal = _mm256_cmpgt_epi32(_mm256_set1_epi32(-0x01000000), moved);
+    return _mm256_movemask_ps(_mm256_castsi256_ps(normal)) == 255;
 }
-
-inline F toNatural(F x) {
-    return toLinear(x);
-} // the order is its own inverse
-
-inline F reversed(F x) {
-    const __m256 halves = _mm256_permute2f128_ps(x, x, 1);
-    return _mm256_permute_ps(halves, _MM_SHUFFLE(0, 1, 2, 3));
-}
-
-inline void transposeRows(F (&r)[8]) {
-    __m256 a[8], b[8];
-    for (int i = 0; i < 8; i += 2) {
-        a[i] = _mm256_unpacklo_ps(r[i], r[i + 1]);
-        a[i + 1] = _mm256_unpackhi_ps(r[i], r[i + 1]);
-    }
-    for (int i = 0; i < 8; i += 4) {
-        b[i] = _mm256_shuffle_ps(a[i], a[i + 2], _MM_SHUFFLE(1, 0, 1, 0));
-        b[i + 1] = _mm256_shuffle_ps(a[i], a[i + 2], _MM_SHUFFLE(3, 2, 3, 2));
-        b[i + 2] = _mm256_shuffle_ps(a[i + 1], a[i + 3], _MM_SHUFFLE(1, 0, 1, 0));
-        b[i + 3] = _mm256_shuffle_ps(a[i + 1], a[i + 3], _MM_SHUFFLE(3, 2, 3, 2));
-    }
-    for (int i = 0; i < 4; ++i) {
-        r[i] = _mm256_permute2f128_ps(b[i], b[i + 4], 0x20);
-        r[i + 4] = _mm256_permute2f128_ps(b[i], b[i + 4], 0x31);
-    }
+inline F chooseBySign(I bits, F yes, F no) {
+    return _mm256_blendv_ps(no, yes, _mm256_castsi256_ps(bits));
 }
 
 inline __m256i firstLanes(std::ptrdiff_t count) {

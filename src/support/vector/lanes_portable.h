@@ -10,7 +10,9 @@ using F = float;
 using I = std::int32_t;
 using M = bool;
 using D = double;
+using Narrower = float;
 inline constexpr bool fusesProducts = false;
+inline constexpr int numRegisters = 16;
 
 template <class V>
 inline constexpr int lanesOf = 1;
@@ -39,8 +41,5 @@ inline float loadPiece(const float* p) {
 inline void storePartial(float* p, float x, std::ptrdiff_t) {
     *p = x;
 }
-
-/// Where lane i of a vector of pairs comes from, see splitPairs.
-inline constexpr int naturalOrder[1] = {0};
 
 } // namespace

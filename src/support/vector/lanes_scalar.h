@@ -25,6 +25,11 @@ inline float mulAdd(float a, float b, float c) {
 #endif
 }
 
+/// a * b - c.
+inline float mulSub(float a, float b, float c) {
+    return mulAdd(a, b, -c);
+}
+
 /// c - a * b.
 inline float negMulAdd(float a, float b, float c) {
     return mulAdd(-a, b, c);
@@ -77,6 +82,20 @@ inline float fromBits(std::int32_t bits) {
     return x;
 }
 
+/// Whether any lane, none of them negative, is above the limit or NaN.
+inline bool anyAbove(float x, float limit) {
+    return !(x <= limit);
+}
+/// Whether all lanes are positive, normal and finite.
+inline bool allNormal(float x) {
+    const std::int32_t bits = bitsOf(x);
+    return bits >= 0x00800000 && bits < 0x7f800000;
+}
+/// By the sign bit of `bits`.
+inline float chooseBySign(std::int32_t bits, float yes, float no) {
+    return bits < 0 ? yes : no;
+}
+
 inline float toFloat(std::int32_t i) {
     return static_cast<float>(i);
 }
@@ -91,21 +110,21 @@ inline double sumOf(double x) {
     return x;
 }
 
-inline Complex<float> splitPairs(float a, float b) {
-    return {a, b};
-}
-inline void joinPairs(Complex<float> z, float& a, float& b) {
-    a = z.re;
-    b = z.im;
-}
-inline float toLinear(float x) {
-    return x;
-}
-inline float toNatural(float x) {
-    return x;
-}
 inline float reversed(float x) {
     return x;
+}
+inline void loadPairs(const float* p, Complex<float>& z) {
+    z = {p[0], p[1]};
+}
+inline void loadPairsReversed(const float* p, Complex<float>& z) {
+    loadPairs(p, z);
+}
+inline void storePairs(float* p, Complex<float> z) {
+    p[0] = z.re;
+    p[1] = z.im;
+}
+inline void storePairsReversed(float* p, Complex<float> z) {
+    storePairs(p, z);
 }
 
 } // namespace

@@ -7,44 +7,32 @@
 namespace {
 using Arch = xsimd::sse2;
 inline constexpr bool fusesProducts = false;
+inline constexpr int numRegisters = 16;
 } // namespace
 
 #include "support/vector/lanes_xsimd.h"
+#include "support/vector/vectors_sse.h"
 
 namespace {
 
-/// Splits pairs (re, im) into vectors. Their lanes may come in an order of the instruction set's
-/// own, "natural", which joinPairs undoes; naturalOrder[i] is the pair in lane i.
-inline Complex<F> splitPairs(F a, F b) {
-    return {_mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0)),
-            _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1))};
+/// What transforms too short for F use.
+using Narrower = float;
+
+inline D mulAdd(D a, D b, D c) {
+    return a * b + c;
 }
 
-inline void joinPairs(Complex<F> z, F& a, F& b) {
-    a = _mm_unpacklo_ps(z.re, z.im);
-    b = _mm_unpackhi_ps(z.re, z.im);
+inline bool anyAbove(F x, F limit) {
+    return _mm_movemask_ps(_mm_cmpnle_ps(x, limit)) != 0;
 }
-
-inline constexpr int naturalOrder[4] = {0, 1, 2, 3};
-inline F toLinear(F x) {
-    return x;
+inline bool allNormal(F x) {
+    const __m128i moved = _mm_add_epi32(_mm_castps_si128(x), _mm_set1_epi32(0x7f800000));
+    const __m128i normal = _mm_cmplt_epi32(moved, _mm_set1_epi32(-0x01000000));
+    return _mm_movemask_ps(_mm_castsi128_ps(normal)) == 15;
 }
-inline F toNatural(F x) {
-    return x;
-}
-inline F reversed(F x) {
-    return _mm_shuffle_ps(x, x, _MM_SHUFFLE(0, 1, 2, 3));
-}
-
-inline void transposeRows(F (&rows)[4]) {
-    const __m128 a = _mm_unpacklo_ps(rows[0], rows[1]);
-    const __m128 b = _mm_unpackhi_ps(rows[0], rows[1]);
-    const __m128 c = _mm_unpacklo_ps(rows[2], rows[3]);
-    const __m128 d = _mm_unpackhi_ps(rows[2], rows[3]);
-    rows[0] = _mm_movelh_ps(a, c);
-    rows[1] = _mm_movehl_ps(c, a);
-    rows[2] = _mm_movelh_ps(b, d);
-    rows[3] = _mm_movehl_ps(d, b);
+inline F chooseBySign(I bits, F yes, F no) {
+    const __m128 mask = _mm_castsi128_ps(_mm_srai_epi32(bits, 31));
+    return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no));
 }
 
 /// The first `count` (1 to 3) floats, the other lanes repeating the first one, so that they raise

@@ -1,7 +1,8 @@
 #pragma once
 
 // The operations on lanes on xsimd's vectors of the instruction set `Arch`, which the including
-// file defines, beside the shuffles that xsimd lacks.
+// file defines with `fusesProducts` (mulAdd rounds once) and `numRegisters`. The fused operations, which
+// xsimd lacks for AVX-512, and the shuffles are beside the vectors of each width.
 
 #include "support/vector/lanes_scalar.h"
 
@@ -17,15 +18,6 @@ inline constexpr int lanesOf = static_cast<int>(V::size);
 template <>
 inline constexpr int lanesOf<float> = 1;
 
-inline F mulAdd(F a, F b, F c) {
-    return xsimd::fma(a, b, c);
-}
-inline D mulAdd(D a, D b, D c) {
-    return xsimd::fma(a, b, c);
-}
-inline F negMulAdd(F a, F b, F c) {
-    return fusesProducts ? xsimd::fnma(a, b, c) : c - a * b;
-}
 inline F squareRoot(F x) {
     return xsimd::sqrt(x);
 }
@@ -59,7 +51,8 @@ inline F fromBits(I bits) {
 inline F toFloat(I i) {
     return xsimd::to_float(i);
 }
-inline void storeAt(float* p, F x) {
+template <class A>
+inline void storeAt(float* p, xsimd::batch<float, A> x) {
     x.store_unaligned(p);
 }
 inline float sumOf(F x) {

@@ -3,7 +3,9 @@
 // The element-wise operations as a table: how to call each, and what it gives in double precision.
 
 #include "support/vector/ipps.h"
+#include "support/vector/spectral.h"
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -42,6 +44,26 @@ inline Ipp32fc* complexes(float* p) {
 inline Expected complexProduct(const double* a, const double* b) {
     return {{a[0] * b[0] - a[1] * b[1], a[0] * b[1] + a[1] * b[0]},
             std::hypot(a[0], a[1]) * std::hypot(b[0], b[1])};
+}
+
+inline IppStatus interleave(const float* a, const float* b, float* dst, int len) {
+    const float* rows[] = {a, b};
+    return vlInterleave_32f(rows, 2, dst, len);
+}
+
+/// A bent value with the exponent g. The rounding of the cosine counts like one of the magnitude.
+inline Expected bent(const double* z, double g) {
+    const double x = std::hypot(z[0], z[1]);
+    const double w = g < 1 ? x : 0.5 - 0.5 * std::cos(x * 3.1415927410125732);
+    const double factor = std::pow(w + 1e-12, g - 1);
+    return {{z[0] * factor, z[1] * factor}, std::max(x, x * factor)};
+}
+
+inline Expected maskedInput(const double* mask, const double* input) {
+    const double weight[2] = {mask[0] * exactConstant + 1.5, mask[1] * exactConstant};
+    Expected result = complexProduct(weight, input);
+    result.scale = (std::hypot(mask[0], mask[1]) + 1.5) * std::hypot(input[0], input[1]);
+    return result;
 }
 
 // The arguments' names stand in the table.
@@ -118,6 +140,19 @@ inline const Operation operations[] = {
     {"Threshold_LTValGTVal_32f", {1, 0, 1}, 0, {-1, 1}, {0, 0}, false,
      RUN(ippsThreshold_LTValGTVal_32f(a, dst, len, constant, 5, 0.5f, 6)),
      GIVES({{a[0] < exactConstant ? 5 : a[0] > 0.5 ? 6 : a[0]}})},
+    {"Hypot_32fc", {2, 0, 1}, 3, {-9, 9}, {0, 0}, false,
+     RUN(vlHypot_32fc(complexes(a), dst, len)), GIVES({{std::hypot(a[0], a[1])}})},
+    {"Bend_32fc upwards", {2, 0, 2}, 6, {-0.7f, 0.7f}, {0, 0}, false,
+     RUN(vlBend_32fc(complexes(a), complexes(dst), len, 0.47f)), EXPECT(bent(a, double{0.47f}))},
+    {"Bend_32fc downwards", {2, 0, 2}, 6, {-0.9f, 0.9f}, {0, 0}, false,
+     RUN(vlBend_32fc(complexes(a), complexes(dst), len, 2.12f)), EXPECT(bent(a, double{2.12f}))},
+    {"ApplyMask_32fc", {2, 2, 2}, 5, {-9, 9}, {-9, 9}, false,
+     RUN(vlApplyMask_32fc(complexes(a), constant, 1.5f, complexes(b), complexes(dst), len)),
+     EXPECT(maskedInput(a, b))},
+    {"RealToCplx_32f", {1, 0, 2}, 0, {-9, 9}, {0, 0}, false,
+     RUN(vlRealToCplx_32f(a, complexes(dst), len)), GIVES({{a[0], 0}})},
+    {"Interleave_32f", {1, 1, 2}, 0, {-9, 9}, {-9, 9}, false,
+     RUN(interleave(a, b, dst, len)), GIVES({{a[0], b[0]}})},
 };
 // clang-format on
 

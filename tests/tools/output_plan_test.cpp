@@ -1,0 +1,80 @@
+#include "output_plan.h"
+#include "program_error.h"
+
+#include <gtest/gtest.h>
+
+namespace sorvane::test {
+
+namespace {
+
+// All paths in order, separated by spaces.
+std::string pathsOf(const std::vector<tools::FilePlan>& plans) {
+    std::string text;
+    for (const tools::FilePlan& plan : plans)
+        for (const tools::OutputPlan& output : plan.outputs)
+            text += (text.empty() ? "" : " ") + output.path;
+    return text;
+}
+
+} // namespace
+
+TEST(OutputPlan, EveryOutputHasItsOwnName) {
+    const std::vector<std::string> busses = {"Voice", "voice", "Rest"};
+    const struct {
+        std::vector<std::string> inputs;
+        std::string pattern;
+        std::string extension;
+        std::vector<int> stems;
+        std::string expected;
+    } cases[] = {
+        {{"a/x.flac", "y.w64"}, "", "", {}, "out/x.flac out/y.w64"},
+        {{"x.MP2", "x", "-"}, "", "", {}, "out/x.wav out/x-2.wav out/stdin.wav"},
+        {{"x.wav"}, "", "raw", {}, "out/x.raw"},
+        {{"x.v1.wav"}, "", "", {0, 2}, "out/x.v1.Voice.wav out/x.v1.Rest.wav"},
+        {{"x.wav"}, "", "", {0, 1, 2}, "out/x.Voice.wav out/x.voice-2.wav out/x.Rest.wav"},
+        {{"x.wav"}, "{bus} of {input}.flac", "", {1}, "out/voice of x.flac"},
+        {{"x.wav", "y.wav"}, "same.{ext}", "", {}, "out/same.wav out/same-2.wav"},
+        {{"x.wav"}, "{bus}", "", {}, "out/mix"},
+    };
+    for (const auto& c : cases) {
+        const tools::NamingRules rules{"out", c.pattern, c.extension, c.stems};
+        EXPECT_EQ(pathsOf(planOutputs(c.inputs, rules, busses)), c.expected);
+    }
+}
+
+TEST(OutputPlan, PatternsThatNameNoFileAreRefused) {
+    for (const char* pattern : {"{other}", "{input", "{", "a/{input}.wav", "/x", "..", "."}) {
+        try {
+            tools::planOutputs({"x.wav"}, {"out", pattern, "", {}}, {});
+            FAIL() << pattern;
+        } catch (const tools::ProgramError& error) {
+            EXPECT_EQ(error.exitCode(), tools::exitUsage) << pattern;
+        }
+    }
+}
+
+TEST(OutputPlan, NamesOfBussesBecomePlain) {
+    const struct {
+        std::string name;
+        std::string expected;
+    } cases[] = {
+        {"Drums 2_b.x-y", "Drums 2_b.x-y"},
+        {"../../etc/passwd", "_._.._etc_passwd"},
+        {"a\\b:c*d?\"e\n\x01", "a_b_c_d__e__"},
+        {"Gitarre-\xC3\xA4", "Gitarre-_"},
+        {"\xA4\xA4", "bus"},
+        {"", "bus"},
+        {".", "_"},
+        {"-rf", "_rf"},
+        {"end. ", "end._"},
+        {"nul", "_nul"},
+        {"COM7.x", "_COM7.x"},
+        {"computer", "computer"},
+        {std::string(300, 'n'), std::string(100, 'n')},
+        {std::string("a\0b", 3), "a_b"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(tools::fileNameOfBus(c.name), c.expected);
+}
+
+} // namespace sorvane::test
