@@ -12,7 +12,7 @@ trap 'rm -rf "$folder"' EXIT
 for seconds in 60 "${1:-3600}"; do
     "$bin/make_long_run" "$folder/u.model" "$folder/in.wav" "$seconds"
     start=$(date +%s)
-    "$bin/sorvane" process "$folder/u.model" "$folder/in.wav" "$folder/out.wav" --stem 0 &
+    "$bin/sorvane" process "$folder/u.model" "$folder/in.wav" "$folder/out.wav" --stem 0 --force &
     process=$!
     peak=0
     while status=$(grep VmHWM "/proc/$process/status" 2>/dev/null); do

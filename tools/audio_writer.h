@@ -25,7 +25,7 @@ struct AudioDescription {
 /// scale times the float, so that what was read from integers comes back as the same integers.
 class AudioWriter : public OutputSink {
 public:
-    AudioWriter(const std::string& path, const OutputFormat& format,
+    AudioWriter(const std::string& path, const OutputFormat& outputFormat,
                 const AudioDescription& description);
 
     void write(const float* samples, int count) override;

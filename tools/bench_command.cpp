@@ -78,13 +78,14 @@ BenchResult measure(const BenchOptions& options) {
         return timePush(processor, input, output, result.samplesPerFrame);
     };
     const double secondsPerFrame = result.samplesPerFrame / processor.sampleRate();
-    for (double done = 0.0; done < warmUpSeconds; done += secondsPerFrame)
+    const auto framesIn = [&](double seconds) {
+        return static_cast<std::size_t>(std::ceil(seconds / secondsPerFrame));
+    };
+    for (std::size_t i = framesIn(warmUpSeconds); i > 0; --i)
         nextTime();
-    std::vector<double> times;
-    const auto numFrames = static_cast<std::size_t>(std::ceil(options.seconds / secondsPerFrame));
-    while (times.size() < numFrames)
-        times.push_back(nextTime());
-    result.audioSeconds = static_cast<double>(numFrames) * secondsPerFrame;
+    std::vector<double> times(framesIn(options.seconds));
+    std::generate(times.begin(), times.end(), nextTime);
+    result.audioSeconds = static_cast<double>(times.size()) * secondsPerFrame;
     result.runSeconds = std::accumulate(times.begin(), times.end(), 0.0);
     std::sort(times.begin(), times.end());
     result.medianFrame = percentile(times, 0.5);

@@ -20,7 +20,7 @@ void printMessage(const std::string& message) {
 
 Console::Console(bool isQuiet, int fileCount)
     : quiet(isQuiet),
-      showsProgress(!isQuiet && platform::isTerminal(stderr)),
+      showsProgress(!quiet && platform::isTerminal(stderr)),
       numFiles(fileCount),
       nextUpdate(start + updateInterval) {}
 

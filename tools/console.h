@@ -13,8 +13,8 @@ void printMessage(const std::string& message);
 /// Threads: any, one waits for the other.
 class Console {
 public:
-    /// `quiet` leaves errors alone.
-    Console(bool quiet, int numFiles);
+    /// `isQuiet` leaves errors alone.
+    Console(bool isQuiet, int fileCount);
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
     ~Console();

@@ -25,8 +25,8 @@ double fullScale(int integerBits);
 class LevelStage : public AudioSink {
 public:
     /// Samples that become integers of `integerBits` bits are always limited, and NaN becomes
-    /// silence; for 0 bits, floats, `limits` decides.
-    LevelStage(int channels, int integerBits, bool limits, AudioSink& next);
+    /// silence; for 0 bits, floats, `limitsFloats` decides.
+    LevelStage(int numChannels, int integerBits, bool limitsFloats, AudioSink& nextSink);
 
     void write(const float* samples, int count) override;
     void finish() override { next.finish(); }

@@ -11,7 +11,7 @@ class Processor {
 public:
     /// Raises ProgramError: exitInput when the file can't be read, exitModel when the engine
     /// refuses it.
-    Processor(const std::string& modelPath, int channels, double sampleRate);
+    Processor(const std::string& modelPath, int channelCount, double rate);
 
     void push(const float* interleaved, int count);
 
@@ -34,7 +34,7 @@ public:
 
 private:
     struct Deleter {
-        void operator()(void* handle) const;
+        void operator()(void* pointer) const;
     };
 
     std::unique_ptr<void, Deleter> handle;

@@ -22,8 +22,8 @@ struct Blend {
 /// as with a network that gives fewer frames than it takes.
 class ProcessorStage : public AudioSink {
 public:
-    /// Hands on blocks of at most `blockSize` samples.
-    ProcessorStage(Processor& processor, Blend blend, int blockSize, AudioSink& next);
+    /// Hands on blocks of at most `largestBlock` samples.
+    ProcessorStage(Processor& processorToUse, Blend factors, int largestBlock, AudioSink& nextSink);
 
     void write(const float* samples, int count) override;
     void finish() override;

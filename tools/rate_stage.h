@@ -17,7 +17,7 @@ inline constexpr int highestRateRatio = 8;
 class RateStage : public AudioSink {
 public:
     /// The rates must be convertible.
-    RateStage(int channels, int inputRate, int outputRate, AudioSink& next);
+    RateStage(int numChannels, int rateBefore, int rateAfter, AudioSink& nextSink);
 
     /// Raises ProgramError with exitUsage for rates that can't be converted.
     static void requireConvertible(int inputRate, int outputRate);

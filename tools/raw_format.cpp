@@ -46,9 +46,9 @@ RawInput parseRawInput(const std::string& text, const std::string& option) {
     if (second == std::string::npos)
         throw ProgramError(exitUsage, option + ": " + inQuotes(text) +
                                           " is not of the form FORMAT:RATE:CHANNELS");
-    const RawInput input{parseRawFormat(text.substr(0, first), option),
-                         parseCount(text.substr(first + 1, second - first - 1), highestRate),
-                         parseCount(text.substr(second + 1), mostChannels)};
+    RawInput input{parseRawFormat(text.substr(0, first), option),
+                   parseCount(text.substr(first + 1, second - first - 1), highestRate),
+                   parseCount(text.substr(second + 1), mostChannels)};
     if (input.sampleRate == 0)
         throw ProgramError(exitUsage,
                            option + ": the rate must be from 1 to " + std::to_string(highestRate));

@@ -44,7 +44,7 @@ std::int64_t RawReader::read(float* samples, std::int64_t count) {
     const auto done = static_cast<int>(got / frameSize);
     row.resize(static_cast<std::size_t>(done));
     for (int channel = 0; channel < input.channels; ++channel) {
-        const auto start = static_cast<std::size_t>(packing.bytesPerSample * channel);
+        const std::ptrdiff_t start = std::ptrdiff_t{packing.bytesPerSample} * channel;
         packing.reader(bytes.data() + start, row.data(), done, input.channels);
         float* destination = samples + channel;
         for (const float sample : row) {

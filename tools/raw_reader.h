@@ -16,7 +16,7 @@ namespace sorvane::tools {
 /// sample of all channels is dropped with a warning.
 class RawReader : public AudioSource {
 public:
-    RawReader(const std::string& path, RawInput input);
+    RawReader(const std::string& path, RawInput rawInput);
 
     [[nodiscard]] int channels() const override { return input.channels; }
     [[nodiscard]] int sampleRate() const override { return input.sampleRate; }

@@ -15,7 +15,7 @@ namespace sorvane::tools {
 /// each block goes out at once. Samples beyond full scale are limited.
 class RawWriter : public OutputSink {
 public:
-    RawWriter(const std::string& path, const RawFormat& format, int channels);
+    RawWriter(const std::string& path, const RawFormat& rawFormat, int numChannels);
 
     void write(const float* samples, int count) override;
     void finish() override {}

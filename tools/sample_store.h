@@ -15,7 +15,7 @@ public:
     /// The temporary file stands beside `target`, where there is room for the result. Raises
     /// ProgramError with exitUsage where `target` is a pipe or a device, and with exitOutput where
     /// writing fails.
-    SampleStore(int channels, const std::string& target);
+    SampleStore(int numChannels, const std::string& target);
 
     void write(const float* samples, int count) override;
     void finish() override {}

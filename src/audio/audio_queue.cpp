@@ -36,7 +36,8 @@ Signal32 AudioQueue::read(int count) const {
 
 void AudioQueue::discard(int count) {
     if (count >= numPending) {
-        blocks.clear();
+        while (!blocks.empty())
+            blocks.pop_front();
         numPending = 0;
         readOffset = 0;
         return;
@@ -65,14 +66,19 @@ void AudioQueue::copyTo(Signal32& result, int count) const {
     });
 }
 
-void AudioQueue::readTimes(const Signal32& window, Signal32& result, int offset) const {
-    visit(window.length, [&](const Signal32& block, int start, int length, int position) {
-        for (int c = 0; c < block.channels; ++c) {
-            requireMemory(block.row(c));
+void AudioQueue::readTimes(const float* window, Signal32& result, int offset, int count) const {
+    visit(count, [&](const Signal32& block, int start, int length, int position) {
+        for (int c = 0; c < result.channels; ++c) {
             float* row = result.channelData(c);
             requireMemory(row);
-            check(ippsMul_32f(block.row(c) + start, window.row(c) + position,
-                              row + offset + position, length));
+            row += offset + position;
+            if (c >= block.channels) {
+                zeroElements(row, length);
+                continue;
+            }
+            requireMemory(block.row(c));
+            check(ippsMul_32f(block.row(c) + start, window ? window + position : nullptr, row,
+                              length));
         }
     });
 }

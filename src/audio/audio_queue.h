@@ -30,9 +30,9 @@ public:
     /// undefined.
     [[nodiscard]] Signal32 read(int count) const;
 
-    /// Multiplies the oldest samples by a window and stores them from `offset` on in `result`, a
-    /// signal of the stream's channels; as many as the window is long and are queued.
-    void readTimes(const Signal32& window, Signal32& result, int offset) const;
+    /// Stores the oldest `count` samples times a window of as many values from `offset` on in
+    /// `result`, silence in rows that a block lacks. Where fewer are queued, the rest stays.
+    void readTimes(const float* window, Signal32& result, int offset, int count) const;
 
     /// Drops the oldest `count` samples, all if there are no more. Keeps the channel count.
     void discard(int count);

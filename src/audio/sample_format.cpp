@@ -131,13 +131,19 @@ void writeSamples(const float* source, void* destination, int count, int stride)
         Codec::write(source[i], bytes + i * step);
 }
 
+/// Packed data may be larger than a block of the vector layer.
+void copyFloats(const void* source, void* destination, int count) {
+    requireMemory(source);
+    requireMemory(destination);
+    std::memcpy(destination, source, static_cast<std::size_t>(count) * sizeof(float));
+}
+
 /// Floats in the machine's own order are copied; those between addresses of floats one by one.
 void readPlainFloats(const void* source, float* destination, int count, int stride) {
     if (count < 1)
         return;
     if (stride == 1) {
-        copyElements(static_cast<const std::uint8_t*>(source),
-                     reinterpret_cast<std::uint8_t*>(destination), std::int64_t{4} * count);
+        copyFloats(source, destination, count);
         return;
     }
     if (reinterpret_cast<std::uintptr_t>(source) % alignof(float) != 0) {
@@ -153,9 +159,8 @@ void readPlainFloats(const void* source, float* destination, int count, int stri
 }
 
 void writePlainFloats(const float* source, void* destination, int count, int stride) {
-    if (stride == 1)
-        copyElements(reinterpret_cast<const std::uint8_t*>(source),
-                     static_cast<std::uint8_t*>(destination), std::int64_t{4} * count);
+    if (stride == 1 && count > 0)
+        copyFloats(source, destination, count);
     else
         writeSamples<Float32<false>>(source, destination, count, stride);
 }

@@ -20,8 +20,8 @@ namespace sorvane {
 /// Integers are limited to their range and rounded to the nearest, ties to even; NaN becomes
 /// silence. 24 bits are the top bits of the 32-bit value. Nothing is dithered.
 ///
-/// Choose a format with select() or selectByBits(), then call reader and writer: std::bad_function_call
-/// before. `stride` counts samples on the packed side: the channel count for one channel of an
+/// Choose a format with select() or selectByBits(), then call reader and writer;
+/// std::bad_function_call before. `stride` counts samples on the packed side: the channel count for one channel of an
 /// interleaved stream, from its first sample on. Packed data need no alignment. A count below 1 does
 /// nothing.
 ///

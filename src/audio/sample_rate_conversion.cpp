@@ -78,7 +78,7 @@ double SampleRateConversion::filterAt(std::int64_t index, const double* samples,
     const auto phase = static_cast<int>(index & phaseMask);
     // A stream's own positions always leave a filter's length; rounding gets no way past the end.
     const std::int64_t base =
-        std::min<std::int64_t>(index / numPhases, std::int64_t{length} - taps);
+        std::min<std::int64_t>(index / numPhases, std::int64_t{length} - std::max(taps, 1));
     if (phase == unityPhase)
         return samples[base + taps / 2];
     if (taps <= 0)
@@ -97,14 +97,16 @@ void SampleRateConversion::process(Signal32& output, const Signal32& input) {
     const int numChannels = inputFormat.numChannels();
     requireShape(input.channels == numChannels);
     const double ratio = inputFormat.sampleRate / outputFormat.sampleRate;
-    if (!(ratio > 0.0) || std::isinf(ratio)) {
+    if (!(ratio > 0.0) || std::isinf(ratio) || numChannels < 1) {
         output = Signal32();
         return;
     }
     const std::int64_t newPending = inputQueue.pending() + input.length;
     const double room = static_cast<double>(newPending - filterLength - 1) / ratio;
-    requireSize(newPending, maxInt);
-    requireShape(room < maxInt);
+
+    // Both double signals must fit a block of the vector layer.
+    const double most = static_cast<double>(maxInt) / sizeof(double) / numChannels - 8.0;
+    requireShape(room < most && static_cast<double>(newPending) < most);
     inputQueue.add(input);
     if (room < 1.0) {
         output = Signal32();

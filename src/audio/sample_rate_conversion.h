@@ -10,11 +10,11 @@ namespace sorvane {
 
 /// Changes the sample rate of a stream by any ratio; the channel count stays. A polyphase
 /// interpolator: rows of a sinc under a Gaussian window, for positions 1/64 sample apart, between
-/// which it interpolates linearly. All arithmetic is in double precision. At equal rates samples
-/// pass unchanged.
+/// which it interpolates linearly. All arithmetic is in double precision. At equal rates finite
+/// samples pass unchanged.
 ///
 /// The first output sample stands at the time of the first input sample, and a stream gives about
-/// its length times the ratio of the rates, less a constant that further input (of silence, at the
+/// its length times output rate over input rate, less a constant that further input (of silence, at the
 /// end) brings out. Blocks may be of any length; how much one gives depends on the position.
 ///
 /// Rates outside what can be computed give no audio: without a finite ratio above 0 process()
@@ -29,13 +29,14 @@ public:
     /// a pair with different counts is taken once and refuses all that follow.
     bool setFormats(const AudioFormat& input, const AudioFormat& output) override;
 
-    /// Input samples from one sample to the last that its output needs; 0 stands for no filter.
+    /// Half the filter and one sample, at the input rate.
     int getLatency(int blockSize) override;
 
     void reset() override;
 
     /// Takes a block of the input format's channels (the size error otherwise, before anything is
-    /// touched). The size error too where a block would give more samples than an int counts.
+    /// touched). The size error too where what is queued, or what it gives, is more than a block of
+    /// the vector layer holds in double precision: 268 million samples of one channel.
     void process(Signal32& output, const Signal32& input) override;
 
 protected:

@@ -10,8 +10,8 @@
 // null-pointer error. Operations on rows raise std::runtime_error "IPP exception: " and the status
 // text; rows already written stay written.
 //
-// Threads: values that share a block may be used on different threads; one value by one thread at a
-// time. Real time: making a signal, and the first write to a shared one, allocates.
+// Threads: values that share a block may be used on different threads, but for channelPointers();
+// one value by one thread at a time. Real time: making a signal, and the first write to a shared one, allocates.
 
 #include "audio/signal_data.h"
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <vector>
 
 namespace sorvane {
@@ -22,18 +23,20 @@ public:
 
     /// A signal of undefined contents whose block nobody shares.
     [[nodiscard]] Signal take(int channels, int length) {
-        const auto spare = std::find_if(spares.begin(), spares.end(), [&](const Signal& signal) {
+        // The newest is the likeliest to be in the processor's cache still.
+        const auto spare = std::find_if(spares.rbegin(), spares.rend(), [&](const Signal& signal) {
             return signal.channels == channels && signal.length == length && !signal.isShared();
         });
-        if (spare == spares.end())
+        if (spare == spares.rend())
             return Signal(channels, length);
         Signal signal = std::move(*spare);
-        spares.erase(spare);
+        spares.erase(std::next(spare).base());
         return signal;
     }
 
     void give(Signal signal) {
-        if (!signal.data || bytesOf(signal) > maxBytes)
+        // A block that could not be had is no use to anyone.
+        if (!signal.row(0) || bytesOf(signal) > maxBytes)
             return;
         if (spares.size() == capacity)
             spares.erase(spares.begin());

@@ -42,14 +42,18 @@ struct Part {
     }
 };
 
-/// Multiplies `count` samples of every row from `offset` on by the same row of a window.
-void multiplyRows(Signal32& signal, int offset, const Signal32& window, int count) {
-    for (int c = 0; c < signal.channels; ++c) {
-        float* row = signal.channelData(c);
-        requireMemory(row);
-        check(ippsMul_32f(row + offset, window.row(c), row + offset, count));
-    }
-}
+/// Lets go of a frame's first hop of a queue at the end of a scope, also when the frame fails.
+class HopGuard {
+public:
+    HopGuard(AudioQueue& audioQueue, int hopLength) : queue(audioQueue), hop(hopLength) {}
+    HopGuard(const HopGuard&) = delete;
+    HopGuard& operator=(const HopGuard&) = delete;
+    ~HopGuard() { queue.discard(hop); }
+
+private:
+    AudioQueue& queue;
+    int hop;
+};
 
 } // namespace
 
@@ -150,12 +154,18 @@ void BaseSpectralProcessor::sumOldestHop(Signal32& output, int offset) const {
 
 /// The oldest frame of the queue, windowed, with zeros in front up to the transform's length.
 Signal32 BaseSpectralProcessor::takeFrame() {
+    const HopGuard guard(inputQueue, hop);
     const int padding = fftLength - frameLength;
     Signal32 frame = frames.take(std::max(inputQueue.channels(), 0), fftLength);
     frame.fill(0.0F, 0, padding);
-    inputQueue.readTimes(analysisWindow, frame, padding);
-    inputQueue.discard(hop);
+    inputQueue.readTimes(windowRow(analysisWindow), frame, padding, frameLength);
     return frame;
+}
+
+/// The values of a window, whose rows are all the same. Null where there is none yet.
+const float* BaseSpectralProcessor::windowRow(const Signal32& window) const {
+    requireShape(window.isEmpty() || window.length == frameLength);
+    return window.row(0);
 }
 
 void BaseSpectralProcessor::processFrame() {
@@ -173,15 +183,26 @@ void BaseSpectralProcessor::processFrame() {
 
 /// The windowed frame of samples that a spectrum stands for.
 Signal32 BaseSpectralProcessor::finish(const ComplexSignal32& spectrum) {
+    const float* window = windowRow(synthesisWindow);
     Signal32 time = frames.take(spectrum.channels, FFT32::numSamples(spectrum.length));
     fft.inverse(spectrum, time);
     const int padding = fftLength - frameLength;
-    if (padding != 0 || time.length != frameLength) {
-        frames.give(time);
-        time = slice(time, padding, frameLength);
+    Signal32 frame;
+    if (padding == 0 && time.length == frameLength) {
+        std::swap(frame, time);
+    } else if (padding >= 0 && frameLength <= time.length - padding) {
+        frame = frames.take(time.channels, frameLength);
+        for (int c = 0; c < frame.channels; ++c)
+            copyElements(time.row(c) + padding, frame.channelData(c), frameLength);
+    } else {
+        frame = slice(time, padding, frameLength);
     }
-    multiplyRows(time, 0, synthesisWindow, frameLength);
-    return time;
+    frames.give(std::move(time));
+    for (int c = 0; c < frame.channels; ++c) {
+        float* row = frame.channelData(c);
+        check(ippsMul_32f(row, window, row, frameLength));
+    }
+    return frame;
 }
 
 } // namespace sorvane

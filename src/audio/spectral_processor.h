@@ -27,7 +27,8 @@ public:
     int getLatency(int blockSize) override;
     void reset() override;
 
-    /// Exceptions of the stage pass through; the frame in progress is then lost.
+    /// The output's block is used again once nobody else has it. Exceptions of the stage pass
+    /// through; the frame in progress is then lost.
     void process(Signal32& output, const Signal32& input) override;
 
 protected:
@@ -53,8 +54,10 @@ private:
     Signal32 finish(const ComplexSignal32& spectrum);
 
     [[nodiscard]] int primingLength() const;
+    [[nodiscard]] const float* windowRow(const Signal32& window) const;
 
-    /// Writes the hop that is complete with the oldest `overlapCount` frames to samples `offset` on.
+    /// Writes the hop that is complete with the oldest `overlapCount` frames to samples from
+    /// `offset` on.
     void sumOldestHop(Signal32& output, int offset) const;
 
     Signal32 analysisWindow;  // a row per input channel, frameLength samples

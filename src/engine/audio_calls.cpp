@@ -37,7 +37,7 @@ bool getBlock(ProcessorState& state, int numSamples, Deliver deliver) {
 void sorvaneAddAudio(void* handle, const float* const* channels, int numSamples) {
     ProcessorState& state = stateOf(handle);
     Signal32 block = makeBlock(state, numSamples);
-    for (int c = 0; c < block.channels; ++c)
+    for (int c = 0; numSamples > 0 && c < block.channels; ++c)
         sorvane::copyElements(channels[c], block.channelData(c), numSamples);
     state.addBlock(std::move(block));
 }

@@ -14,8 +14,8 @@ public:
     bool initialise(int numModels, const char* const* modelFiles, int numChannels,
                     double sampleRate);
 
-    /// Runs a block through the processor and queues what comes out, whole hops, possibly none. That
-    /// is last of all, so that an exception leaves the queue as it was.
+    /// Runs a block through the processor, and last of all queues what comes out, whole hops,
+    /// possibly none: an exception leaves the queue as it was.
     void addBlock(Signal32 block);
 
     /// Writes the range of a parameter, the same for every object; nothing for an id without one.

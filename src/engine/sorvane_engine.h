@@ -153,7 +153,7 @@ SORVANE_API void sorvaneAddAudioInterleaved(void* handle, const float* samples, 
  * needs to be trimmed in front.
  * Returns false, and writes nothing, when fewer samples are pending or numSamples is negative.
  * Threads: not together with another audio call on this handle.
- * Real time: yes; one copy, and an allocation for the popped block. */
+ * Real time: yes; two copies, and an allocation where numSamples differs from call to call. */
 SORVANE_API bool sorvaneGetAudio(void* handle, float* const* channels, int numSamples);
 
 /* The same into an interleaved buffer of numSamples * numChannels floats. */

@@ -3,8 +3,9 @@
 #include "layers/kernel_reach.h"
 #include "layers/tensor_operations.h"
 #include "layers/tensor_record.h"
+#include "layers/weight_panels.h"
+#include "support/vector/ipps_compound.h"
 
-#include <algorithm>
 #include <limits>
 
 namespace sorvane {
@@ -29,6 +30,9 @@ ConvLayer<T>::ConvLayer(LayerMap<T>& layers, RecordReader& reader)
         kernelT = 0;
     else
         span = (std::int64_t{kernelT} - 1) * dilationT + 1;
+    const std::int64_t numProducts = elementCount({kernelT, kernelF, inChannels});
+    if (packRows(weights, numProducts, outChannels, panelWidth) && kernelT > 0)
+        tapFrames.resize(static_cast<std::size_t>(kernelT));
 }
 
 template <typename T>
@@ -120,40 +124,33 @@ bool ConvLayer<T>::produce() {
     }
     const int outRows = history.shape[1] / strideF;
     output.setShape({1, outRows, outChannels});
-    T* out = output.writableElements();
-    if (bias.numAvailable() > 0)
-        for (int o = 0; o < outRows; ++o)
-            copyElements(bias.elements(), out + std::int64_t{o} * outChannels, outChannels);
-    else
-        zeroElements(out, elementCount(output.shape));
-
-    for (int k = 0; k < kernelT; ++k)
-        addTap(k, frameOf(history, (frameCount + 1 + std::int64_t{dilationT} * k) % span), out,
-               outRows);
+    if (outRows > 0 && outChannels > 0)
+        convolve(output.writableElements(), outRows);
     return this->forwardToSuccessors(output);
 }
 
-/// Adds what time tap `tap` makes of a ring frame to all output rows.
 template <typename T>
-void ConvLayer<T>::addTap(int tap, const T* frame, T* out, int outRows) const {
+void ConvLayer<T>::convolve(T* out, int outRows) {
+    for (int k = 0; k < kernelT; ++k)
+        tapFrames[static_cast<std::size_t>(k)] =
+            frameOf(history, (frameCount + 1 + std::int64_t{dilationT} * k) % span);
     const int rows = history.shape[1];
     const int width = history.shape[2];
-    const std::int64_t kernelSize = std::int64_t{inChannels} * outChannels;
-    std::int64_t position = KernelReach(kernelF, strideF, outRows, rows).firstRow;
-    for (int o = 0; o < outRows; ++o, position += strideF, out += outChannels) {
-        const std::int64_t first = std::max<std::int64_t>(-position, 0);
-        const std::int64_t last = std::min<std::int64_t>(rows - position, kernelF) - 1;
-        for (std::int64_t j = first; j <= last; ++j) {
-            const T* kernel = weights.elements() + (std::int64_t{tap} * kernelF + j) * kernelSize;
-            const T* x = frame + (position + j) * width;
-            if (depthwise) {
-                addProduct(kernel, x, out, width);
-            } else {
-                for (int ci = 0; ci < inChannels; ++ci)
-                    addScaled(kernel + std::int64_t{ci} * outChannels, x[ci], out, outChannels);
-            }
-        }
-    }
+    const IppsConvSize_32f size = {
+        .inRows = rows,
+        .inStep = width,
+        .inChannels = depthwise ? width : inChannels,
+        .outRows = outRows,
+        .outStep = outChannels,
+        .outChannels = outChannels,
+        .numFrames = kernelT,
+        .kernelRows = kernelF,
+        .stride = strideF,
+        .firstRow = static_cast<int>(KernelReach(kernelF, strideF, outRows, rows).firstRow),
+    };
+    const auto operation = depthwise ? ippsConvDepthwise_32f : ippsConv_32f;
+    check(operation(tapFrames.data(), weights.elements(), panelWidth,
+                    bias.numAvailable() > 0 ? bias.elements() : nullptr, 0, out, &size));
 }
 
 template <typename T>

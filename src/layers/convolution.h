@@ -3,6 +3,7 @@
 #include "layers/base_layer.h"
 
 #include <cstdint>
+#include <vector>
 
 namespace sorvane {
 
@@ -33,7 +34,7 @@ private:
     void verify(const TensorDims& input, std::int64_t available) const;
     void storeFrame(const Tensor<T>& input, const TensorDims& dims, int frame);
     bool produce();
-    void addTap(int tap, const T* frame, T* out, int outRows) const;
+    void convolve(T* out, int outRows);
 
     [[nodiscard]] bool isDepthwise(const TensorDims& input) const;
     [[nodiscard]] int ringWidth(const TensorDims& input) const;
@@ -44,7 +45,7 @@ private:
     int unusedParameter = 0;
     std::int64_t frameCount = 0; // input frames since the reset
     int delay = 0;
-    Tensor<T> weights; // [Kt, Kf, Cin, Cout]
+    Tensor<T> weights; // [Kt, Kf, Cin, Cout], Cout in panels
     Tensor<T> bias;    // Cout values, or empty
     Tensor<T> history; // ring [span, F, width], built at first use and not reshaped
     Tensor<T> output;  // [1, F / strideF, Cout]
@@ -54,7 +55,9 @@ private:
     int inChannels;
     int outChannels;
 
-    bool depthwise = false; // of the input in progress
+    int panelWidth = 0;
+    std::vector<const T*> tapFrames; // the ring's frame for each time tap
+    bool depthwise = false;          // of the input in progress
     ShapeGuard guard;
 };
 

@@ -2,6 +2,7 @@
 
 #include "layers/tensor_operations.h"
 #include "layers/tensor_record.h"
+#include "support/vector/ipps_compound.h"
 
 namespace sorvane {
 
@@ -26,18 +27,12 @@ bool DenseLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
     const TensorDims dims = guard(input, [&](const TensorDims& shape) { verify(shape); });
     output.setShape(input.shape);
     T* out = output.writableElements();
-    zeroElements(out, output.numAvailable());
-
     const std::int64_t frameSize = dims.frameSize();
     const T* frame = input.elements();
-    for (int t = 0; frameSize > 0 && t < dims.frames; ++t, frame += frameSize) {
-        T* outFrame = out;
-        const T* row = weights.elements();
-        for (int i = 0; i < dims.rows; ++i, out += dims.channels)
-            for (int j = 0; j < dims.rows; ++j, row += dims.channels)
-                addProduct(frame + std::int64_t{j} * dims.channels, row, out, dims.channels);
+    for (int t = 0; frameSize > 0 && t < dims.frames; ++t, frame += frameSize, out += frameSize) {
+        check(ippsDense_32f(frame, weights.elements(), out, dims.rows, dims.channels));
         if (bias.numAvailable() > 0)
-            check(ippsAdd_32f(outFrame, bias.elements(), outFrame, vectorLength(frameSize)));
+            check(ippsAdd_32f(out, bias.elements(), out, vectorLength(frameSize)));
     }
     return this->forwardToSuccessors(output);
 }

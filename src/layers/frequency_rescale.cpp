@@ -16,11 +16,11 @@ FrequencyRescaleLayer<T>::FrequencyRescaleLayer(LayerMap<T>& layers, RecordReade
     if (bandCount < 0)
         throw std::length_error("vector too long");
     for (int b = 0; b < bandCount; ++b) {
-        Band& band = bands.emplace_back();
-        band.start = reader.scalar<std::int16_t>();
-        band.weights = readTensor(reader);
-        band.length = dimension(band.weights, 0);
-        band.values = band.weights.elements();
+        const int start = reader.scalar<std::int16_t>();
+        weights.push_back(readTensor(reader));
+        // The first weight is used even where the length is 0.
+        bands.push_back(
+            {weights.back().elements(), start, std::max(dimension(weights.back(), 0), 1)});
     }
 }
 
@@ -28,12 +28,10 @@ template <typename T>
 void FrequencyRescaleLayer<T>::verify(const TensorDims& input) const {
     if (input.frames < 1 || input.channels < 1)
         return;
-    for (const Band& band : bands) {
-        // The first weight is used even where the length is 0.
-        const std::int64_t used = std::max(band.length, 1);
-        requireSize(used, band.weights.numAvailable());
-        requireShape(band.start >= 0);
-        requireSize(band.start + used, input.rows);
+    for (std::size_t b = 0; b < bands.size(); ++b) {
+        requireSize(bands[b].length, weights[b].numAvailable());
+        requireShape(bands[b].start >= 0);
+        requireSize(std::int64_t{bands[b].start} + bands[b].length, input.rows);
     }
 }
 
@@ -43,15 +41,13 @@ bool FrequencyRescaleLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*s
     output.setShape({dims.frames, static_cast<int>(bands.size()), dims.channels});
     const T* frame = input.elements();
     T* out = output.writableElements();
-    for (int t = 0; dims.channels > 0 && t < dims.frames; ++t, frame += dims.frameSize()) {
-        for (const Band& band : bands) {
-            const T* row = frame + std::int64_t{band.start} * dims.channels;
-            check(ippsMulC_32f(row, band.values[0], out, dims.channels));
-            for (int k = 1; k < band.length; ++k)
-                addScaled(row + std::int64_t{k} * dims.channels, band.values[k], out,
-                          dims.channels);
-            out += dims.channels;
-        }
+    const auto numBands = static_cast<int>(bands.size());
+    if (numBands < 1 || dims.channels < 1)
+        return this->forwardToSuccessors(output);
+    for (int t = 0; t < dims.frames; ++t) {
+        check(ippsBands_32f(frame, bands.data(), numBands, out, dims.channels));
+        frame += dims.frameSize();
+        out += std::int64_t{numBands} * dims.channels;
     }
     return this->forwardToSuccessors(output);
 }

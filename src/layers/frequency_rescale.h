@@ -1,6 +1,7 @@
 #pragma once
 
 #include "layers/base_layer.h"
+#include "support/vector/ipps_compound.h"
 
 #include <vector>
 
@@ -19,14 +20,8 @@ public:
 private:
     void verify(const TensorDims& input) const;
 
-    struct Band {
-        Tensor<T> weights;
-        int start = 0;             // first input position
-        int length = 0;            // dimension 0 of the weights
-        const T* values = nullptr; // of the weights; so the loop touches no tensor
-    };
-
-    std::vector<Band> bands;
+    std::vector<Tensor<T>> weights;  // of each band
+    std::vector<IppsBand_32f> bands; // what the operation takes of them
     Tensor<T> output;
     ShapeGuard guard;
 };

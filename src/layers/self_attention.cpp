@@ -2,12 +2,34 @@
 
 #include "layers/tensor_operations.h"
 #include "layers/tensor_record.h"
+#include "layers/weight_panels.h"
+#include "support/vector/ipps_compound.h"
 
 namespace sorvane {
 
 namespace {
 
 constexpr int firstVersionWithDelay = 0x1007;
+
+int columnsOf(const Tensor32& matrix) {
+    return matrix.shape.size() == 2 ? matrix.shape[1] : 0;
+}
+
+/// Convolution over frames alone: each row by itself.
+IppsConvSize_32f rowByRow(const TensorDims& dims, int numFrames) {
+    return {
+        .inRows = dims.rows,
+        .inStep = dims.channels,
+        .inChannels = dims.channels,
+        .outRows = dims.rows,
+        .outStep = dims.channels,
+        .outChannels = dims.channels,
+        .numFrames = numFrames,
+        .kernelRows = 1,
+        .stride = 1,
+        .firstRow = 0,
+    };
+}
 
 } // namespace
 
@@ -19,7 +41,12 @@ SelfAttentionLayer<T>::SelfAttentionLayer(LayerMap<T>& layers, RecordReader& rea
         delay = reader.scalar<std::int8_t>();
         timeTaps = readTensor(reader);
         numTaps = dimension(timeTaps, 0);
+        packRows(timeTaps, numTaps, columnsOf(timeTaps), tapPanelWidth);
+        if (numTaps > 0 && numTaps <= timeTaps.numAvailable())
+            tapFrames.resize(static_cast<std::size_t>(numTaps));
     }
+    if (columnsOf(attention) == dimension(attention, 0))
+        packRows(attention, dimension(attention, 0), columnsOf(attention), attentionPanelWidth);
 }
 
 template <typename T>
@@ -46,6 +73,8 @@ void SelfAttentionLayer<T>::verify(const TensorDims& input) const {
 template <typename T>
 bool SelfAttentionLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
     const TensorDims dims = guard(input, [&](const TensorDims& shape) { verify(shape); });
+    if (dims.frames > 0 && dims.frameSize() > 0)
+        fitPanels(dims.channels);
     if (delay > 0)
         output.setShape({1, dims.rows, dims.channels});
     else
@@ -60,7 +89,6 @@ bool SelfAttentionLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*sour
     T* out = output.writableElements();
     bool reached = false;
     for (int t = 0; t < dims.frames; ++t) {
-        copyElements(bias.elements(), out, frameSize);
         if (frameSize > 0)
             mixChannels(hasTaps() ? filterTime(in, dims) : in, dims, out);
         in += frameSize;
@@ -75,24 +103,32 @@ bool SelfAttentionLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*sour
 /// Puts a frame in the ring and returns what the taps make of it.
 template <typename T>
 const T* SelfAttentionLayer<T>::filterTime(const T* frame, const TensorDims& dims) {
-    const std::int64_t frameSize = dims.frameSize();
     T* out = filtered.writableElements();
-    zeroElements(out, frameSize);
-    copyElements(frame, writableFrameOf(history, frameCount % numTaps), frameSize);
-    for (std::int64_t row = 0; row < frameSize; row += dims.channels)
-        for (int k = 0; k < numTaps; ++k)
-            addProduct(timeTaps.elements() + std::int64_t{k} * dims.channels,
-                       frameOf(history, (frameCount + k + 1) % numTaps) + row, out + row,
-                       dims.channels);
+    copyElements(frame, writableFrameOf(history, frameCount % numTaps), dims.frameSize());
+    for (int k = 0; k < numTaps; ++k)
+        tapFrames[static_cast<std::size_t>(k)] = frameOf(history, (frameCount + k + 1) % numTaps);
+    const IppsConvSize_32f size = rowByRow(dims, numTaps);
+    check(ippsConvDepthwise_32f(tapFrames.data(), timeTaps.elements(), tapPanelWidth, nullptr, 0,
+                                out, &size));
     return out;
 }
 
+/// The bias of each position plus the channels' mix.
 template <typename T>
 void SelfAttentionLayer<T>::mixChannels(const T* x, const TensorDims& dims, T* out) const {
-    for (int f = 0; f < dims.rows; ++f, x += dims.channels, out += dims.channels)
-        for (int j = 0; j < dims.channels; ++j)
-            addScaled(attention.elements() + std::int64_t{j} * dims.channels, x[j], out,
-                      dims.channels);
+    const IppsConvSize_32f size = rowByRow(dims, 1);
+    check(ippsConv_32f(&x, attention.elements(), attentionPanelWidth, bias.elements(),
+                       dims.channels, out, &size));
+}
+
+/// The weights are walked as flat arrays: to an input of other channels than the file's they are
+/// other matrices, for which they aren't packed.
+template <typename T>
+void SelfAttentionLayer<T>::fitPanels(int channels) {
+    if (channels != columnsOf(attention))
+        unpackRows(attention, columnsOf(attention), columnsOf(attention), attentionPanelWidth);
+    if (hasTaps() && channels != columnsOf(timeTaps))
+        unpackRows(timeTaps, numTaps, columnsOf(timeTaps), tapPanelWidth);
 }
 
 template <typename T>

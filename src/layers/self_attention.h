@@ -3,6 +3,7 @@
 #include "layers/base_layer.h"
 
 #include <cstdint>
+#include <vector>
 
 namespace sorvane {
 
@@ -25,11 +26,12 @@ public:
 private:
     void verify(const TensorDims& input) const;
     [[nodiscard]] bool hasTaps() const { return timeTaps.numAvailable() > 0; }
+    void fitPanels(int channels);
     const T* filterTime(const T* frame, const TensorDims& dims);
     void mixChannels(const T* x, const TensorDims& dims, T* out) const;
 
-    Tensor<T> attention; // [C in, C out]
-    Tensor<T> timeTaps;  // [K, C], oldest first, or empty
+    Tensor<T> attention; // [C in, C out], C out in panels
+    Tensor<T> timeTaps;  // [K, C], oldest first, C in panels; or empty
     Tensor<T> bias;      // [F, C]
     Tensor<T> history;   // ring [K, F, C], built at first use
     Tensor<T> filtered;  // [F, C]
@@ -37,6 +39,9 @@ private:
     std::int64_t frameCount = 0;
     Tensor<T> output;
     int numTaps = 0; // K
+    int attentionPanelWidth = 0;
+    int tapPanelWidth = 0;
+    std::vector<const T*> tapFrames; // the ring's frame for each tap
     ShapeGuard guard;
 };
 

@@ -2,9 +2,7 @@
 
 #include "layers/tensor_operations.h"
 #include "layers/tensor_record.h"
-
-#include <algorithm>
-#include <cstdlib>
+#include "support/vector/ipps_compound.h"
 
 namespace sorvane {
 
@@ -16,6 +14,9 @@ SeparableChannelConvLayer<T>::SeparableChannelConvLayer(LayerMap<T>& layers, Rec
     freqTaps = readTensor(reader);
     kernelT = dimension(timeTaps, 0);
     kernelF = dimension(freqTaps, 0);
+    // Taps without their values never run.
+    if (kernelT > 0 && kernelT <= timeTaps.numAvailable())
+        tapFrames.resize(static_cast<std::size_t>(kernelT));
 }
 
 template <typename T>
@@ -43,8 +44,8 @@ bool SeparableChannelConvLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>*
     for (int t = 0; t < dims.frames; ++t) {
         copyElements(input.elements() + t * frameSize,
                      writableFrameOf(history, frameCount % kernelT), frameSize);
-        filterTime(frameSize);
-        filterFrequency(frameSize, dims.channels);
+        if (frameSize > 0)
+            filter(dims);
         if (frameCount >= startup)
             reached |= this->forwardToSuccessors(output);
         ++frameCount;
@@ -52,39 +53,17 @@ bool SeparableChannelConvLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>*
     return reached;
 }
 
+/// Filters the ring in time and the result, in `scratch`, in frequency.
 template <typename T>
-void SeparableChannelConvLayer<T>::filterTime(std::int64_t frameSize) {
-    if (frameSize < 1)
-        return;
-    const int count = vectorLength(frameSize);
-    T* out = scratch.writableElements();
-    for (int k = 0; k < kernelT; ++k) {
-        const T* frame = frameOf(history, (frameCount + kernelT - 1 - k) % kernelT);
-        const T tap = timeTaps.elements()[k];
-        if (k == 0)
-            check(ippsMulC_32f(frame, tap, out, count));
-        else
-            addScaled(frame, tap, out, count);
-    }
-}
-
-template <typename T>
-void SeparableChannelConvLayer<T>::filterFrequency(std::int64_t frameSize, int channels) {
-    if (frameSize < 1)
-        return;
-    const int half = (kernelF - 1) / 2;
-    const T* in = scratch.elements();
-    const T* taps = freqTaps.elements();
-    T* out = output.writableElements();
-    check(ippsMulC_32f(in, taps[half], out, vectorLength(frameSize)));
-    for (int q = 0; q < kernelF; ++q) {
-        const std::int64_t shift = (std::int64_t{q} - half) * channels;
-        if (shift == 0 || std::abs(shift) >= frameSize)
-            continue;
-        addScaled(in + std::max<std::int64_t>(-shift, 0), taps[q],
-                  out + std::max<std::int64_t>(shift, 0),
-                  vectorLength(frameSize - std::abs(shift)));
-    }
+void SeparableChannelConvLayer<T>::filter(const TensorDims& dims) {
+    for (int k = 0; k < kernelT; ++k)
+        tapFrames[static_cast<std::size_t>(k)] =
+            frameOf(history, (frameCount + kernelT - 1 - k) % kernelT);
+    T* filtered = scratch.writableElements();
+    check(ippsFilterFrames_32f(tapFrames.data(), timeTaps.elements(), kernelT, filtered,
+                               vectorLength(dims.frameSize())));
+    check(ippsFilterRows_32f(filtered, freqTaps.elements(), kernelF, output.writableElements(),
+                             dims.rows, dims.channels));
 }
 
 template <typename T>

@@ -3,6 +3,7 @@
 #include "layers/base_layer.h"
 
 #include <cstdint>
+#include <vector>
 
 namespace sorvane {
 
@@ -21,8 +22,7 @@ public:
 
 private:
     void verify(const TensorDims& input) const;
-    void filterTime(std::int64_t frameSize);
-    void filterFrequency(std::int64_t frameSize, int channels);
+    void filter(const TensorDims& dims);
 
     Tensor<T> timeTaps; // Kt values
     Tensor<T> freqTaps; // Kf values
@@ -32,6 +32,7 @@ private:
     std::int64_t frameCount = 0;
     int kernelT;
     int kernelF;
+    std::vector<const T*> tapFrames; // the ring's frame for each time tap
     ShapeGuard guard;
 };
 

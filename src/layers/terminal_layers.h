@@ -28,8 +28,8 @@ public:
     void reset() override;
 
     /// Takes all waiting tensors, joined along the frames in order of arrival; an empty tensor when
-    /// there are none. A single tensor isn't copied. With more elements than the first one's F and C leave room for, all are
-    /// dropped with the size error; with fewer the rest is 0.
+    /// there are none. A single tensor isn't copied. With more elements than the first one's F and C
+    /// leave room for, all are dropped with the size error; with fewer the rest is 0.
     Tensor<T> collect();
 
 private:

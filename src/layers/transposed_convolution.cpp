@@ -3,7 +3,9 @@
 #include "layers/kernel_reach.h"
 #include "layers/tensor_operations.h"
 #include "layers/tensor_record.h"
+#include "layers/weight_panels.h"
 #include "support/bounded_list.h"
+#include "support/vector/ipps_compound.h"
 
 #include <algorithm>
 #include <limits>
@@ -36,6 +38,12 @@ TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, RecordReader& r
     unusedParameter = reader.scalar<std::int8_t>();
     delay = reader.scalar<std::int8_t>();
     this->scaleDivisor = strideT;
+    const std::int64_t kernels = elementCount({kernelT, kernelF});
+    const bool packed = isDepthwise()
+                            ? packRows(weights, kernels, inChannels, panelWidth)
+                            : packColumns(weights, kernels, groupChannels, inChannels, panelWidth);
+    if (packed && kernelT > 0)
+        tapFrames.resize(static_cast<std::size_t>(kernelT));
 }
 
 template <typename T>
@@ -85,37 +93,36 @@ bool TransposedConvLayer<T>::accumulate() {
     const int outRows = strideF * inputFrame.shape[1];
     if (accumulator.numAvailable() == 0)
         makeZeros(accumulator, {ringLength(), outRows, outputChannels});
-    for (int k = 0; k < kernelT; ++k)
-        addTap(k, writableFrameOf(accumulator, (frameCount + k) % ringLength()), outRows);
+    if (outRows > 0 && kernelT > 0)
+        addProducts(outRows);
     emitFrames(outRows);
     clearLeftFrames();
     frameCount += strideT;
     return drain();
 }
 
-/// Adds what time tap `tap` makes of the input frame to a frame of the ring.
+/// Adds what the input frame makes to the frames of the ring.
 template <typename T>
-void TransposedConvLayer<T>::addTap(int tap, T* frame, int outRows) {
-    const std::int64_t kernelSize = std::int64_t{groupChannels} * inChannels;
-    const T* x = inputFrame.elements();
-    std::int64_t position = KernelReach(kernelF, strideF, inputFrame.shape[1], outRows).firstRow;
-    for (int i = 0; i < inputFrame.shape[1]; ++i, position += strideF, x += inChannels) {
-        const std::int64_t first = std::max<std::int64_t>(-position, 0);
-        const std::int64_t last = std::min<std::int64_t>(outRows - position, kernelF) - 1;
-        for (std::int64_t j = first; j <= last; ++j) {
-            const T* kernel = weights.elements() + (std::int64_t{tap} * kernelF + j) * kernelSize;
-            T* y = frame + (position + j) * outputChannels;
-            if (isDepthwise()) {
-                addProduct(kernel, x, y, inChannels);
-                continue;
-            }
-            for (int co = 0; inChannels > 0 && co < groupChannels; ++co) {
-                T sum;
-                check(ippsDotProd_32f(kernel + std::int64_t{co} * inChannels, x, inChannels, &sum));
-                y[co] += sum;
-            }
-        }
-    }
+void TransposedConvLayer<T>::addProducts(int outRows) {
+    for (int k = 0; k < kernelT; ++k)
+        tapFrames[static_cast<std::size_t>(k)] =
+            writableFrameOf(accumulator, (frameCount + k) % ringLength());
+    const int rows = inputFrame.shape[1];
+    const IppsConvSize_32f size = {
+        .inRows = rows,
+        .inStep = inChannels,
+        .inChannels = inChannels,
+        .outRows = outRows,
+        .outStep = outputChannels,
+        .outChannels = groupChannels,
+        .numFrames = kernelT,
+        .kernelRows = kernelF,
+        .stride = strideF,
+        .firstRow = static_cast<int>(KernelReach(kernelF, strideF, rows, outRows).firstRow),
+    };
+    const auto operation = isDepthwise() ? ippsConvTransposedDepthwise_32f : ippsConvTransposed_32f;
+    check(
+        operation(inputFrame.elements(), weights.elements(), panelWidth, tapFrames.data(), &size));
 }
 
 /// Moves the frames that no later input touches, those before the delay left out, into `pending`.

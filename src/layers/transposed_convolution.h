@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <list>
+#include <vector>
 
 namespace sorvane {
 
@@ -32,7 +33,7 @@ public:
 private:
     void verify(const TensorDims& input, std::int64_t available) const;
     bool accumulate();
-    void addTap(int tap, T* frame, int outRows);
+    void addProducts(int outRows);
     void emitFrames(int outRows);
     void clearLeftFrames();
     bool drain();
@@ -46,7 +47,7 @@ private:
     int unusedParameter = 0;
     std::int64_t frameCount = 0; // output frames since the reset
     int delay = 0;
-    Tensor<T> weights;
+    Tensor<T> weights;     // the output channels (depthwise: all channels) in panels
     Tensor<T> bias;        // Cout values, or empty
     Tensor<T> accumulator; // ring [ringLength, strideF * F, Cout], built at first use
     Tensor<T> inputFrame;  // [1, F, Cin]
@@ -57,6 +58,8 @@ private:
     int inChannels;
     int groupChannels;
     int outputChannels;
+    int panelWidth = 0;
+    std::vector<T*> tapFrames; // the ring's frame for each time tap
     ShapeGuard guard;
 };
 

@@ -50,8 +50,8 @@ public:
 
     /// Runs the network on one spectrum of numInputChannels rows. Returns a signal of as many bins
     /// for each frame that the network gave, each of as many rows as masks and their channels; none
-    /// while it holds back. Valid until the next call. std::runtime_error "Unknown packing format" for packings that can't be
-    /// run.
+    /// while it holds back. Valid until the next call. std::runtime_error "Unknown packing format"
+    /// for packings that can't be run.
     const std::vector<ComplexSignal32>& runModel(const ComplexSignal32& frame);
 
     /// Packs spectra into a tensor [1, packedRows, columns], an empty one for none, that is valid

@@ -178,9 +178,12 @@ void unpackFrame(const Layout& layout, const float* frame, int columns, bool ext
             unpackReal(layout, split ? apart.row(r) : frame, out, count);
         if (count == layout.bins)
             continue;
-        Signal32 magnitudes = scratch.take(1, count);
-        const float level = extendBand ? averageLevel(out, count, magnitudes.channelData(0)) : 0.0F;
-        scratch.give(std::move(magnitudes));
+        float level = 0.0F;
+        if (extendBand) {
+            Signal32 magnitudes = scratch.take(1, count);
+            level = averageLevel(out, count, magnitudes.channelData(0));
+            scratch.give(std::move(magnitudes));
+        }
         check(ippsSet_32fc({level, 0.0F}, out + count, layout.bins - count));
     }
     scratch.give(std::move(apart));
@@ -220,6 +223,8 @@ const Tensor<T>& NeuralModel<T>::packFrames(const std::list<ComplexSignal32>& fr
         throwUnknownPacking();
 
     Signal32 rows = columns > 1 && !complex ? scratch.take(columns, packedRows) : Signal32();
+    if (columns > 1 && !complex)
+        requireMemory(rows.row(0));
     for (const ComplexSignal32& frame : frames) {
         const int channels = complex ? columns / 2 : columns;
         requireShape(channels <= frame.channels && layout.bins <= frame.length);

@@ -69,6 +69,7 @@ private:
     void runModels(const ComplexSignal32& modelFrame);
     [[nodiscard]] bool canMakeFrame() const;
     ComplexSignal32 makeFrame();
+    void recycle(ComplexSignal32 mask);
     ComplexSignal32 mixSpectra(const ComplexSignal32& input);
     ComplexSignal32 mixMasks(const ComplexSignal32& input);
     ComplexSignal32 sumMasks();

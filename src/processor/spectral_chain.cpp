@@ -122,14 +122,23 @@ ComplexSignal32 SorvaneProcessor::makeFrame() {
     // A model without masks has nothing to apply: the frame is empty, and its audio silent.
     if (numQueues() == 0)
         return {};
+    requireShape(input.channels >= outputFormat.numChannels());
+    for (const RecycledList<ComplexSignal32>& queue : busQueues)
+        requireShape(queue.front().length == input.length);
     ComplexSignal32 mix = models.front().outputMode != 0 ? mixSpectra(input) : mixMasks(input);
     for (RecycledList<ComplexSignal32>& queue : busQueues)
-        spectra.give(queue.pop_front());
+        recycle(queue.pop_front());
     return mix;
 }
 
+/// A mask may share its block with the model that gave it, which uses it again by itself.
+void SorvaneProcessor::recycle(ComplexSignal32 mask) {
+    if (!mask.isShared())
+        spectra.give(std::move(mask));
+}
+
 /// The stems and what they leave of the input, by their gains: the remainder's gain on the input,
-/// and for each stem the difference of its gain from that.
+/// and for each stem the difference of its gain from that. Rounding is that of the larger gain.
 ComplexSignal32 SorvaneProcessor::mixSpectra(const ComplexSignal32& input) {
     const float remainderGain = gainOf(numQueues());
     ComplexSignal32 mix = spectra.take(outputFormat.numChannels(), input.length);

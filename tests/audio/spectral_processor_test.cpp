@@ -162,6 +162,37 @@ TEST(SpectralProcessor, WithoutSizesOrFormats) {
     stage.process(output, Signal32(1, 63, 0.0F));
     EXPECT_EQ(output.length, 0);
     EXPECT_THROW(stage.process(output, Signal32(1, 1, 0.0F)), std::runtime_error);
+    // That frame is lost: the next one fails when it is whole, not before.
+    stage.process(output, Signal32(1, 31, 0.0F));
+    EXPECT_THROW(stage.process(output, Signal32(1, 1, 0.0F)), std::runtime_error);
+}
+
+TEST(SpectralProcessor, WindowsOfOtherSizesAreRefused) {
+    const AudioFormat unset = defaultFormat(1, 0.0);
+    for (const int length : {64, 1024}) {
+        TestStage stage({256, 256, 128}, 1);
+        stage.setFormats(unset, unset);
+        stage.setSizes(length, length, length / 2);
+        Signal32 output;
+        EXPECT_THROW(stage.process(output, Signal32(1, 2048, 0.5F)), std::runtime_error);
+    }
+}
+
+// A block of another width restarts the stream, with the width still unknown, so that rows come and
+// go within a frame: what a block lacks is silent.
+TEST(SpectralProcessor, BlocksMayChangeTheirWidth) {
+    const int widths[][4] = {{2, 5, 3, 2}, {2, 1, 2, 2}, {1, 3, 1, 3}, {2, 1, 1, 1}};
+    for (const auto& sequence : widths) {
+        TestStage stage({64, 64, 32}, 3);
+        Signal32 output;
+        for (int i = 0; i < 20; ++i) {
+            const int channels = sequence[i % 4];
+            stage.process(output, Signal32(channels, 50, 0.5F));
+            for (int c = 0; c < output.channels; ++c)
+                for (int k = 0; k < output.length; ++k)
+                    ASSERT_LE(std::abs(output.row(c)[k]), 0.75F);
+        }
+    }
 }
 
 } // namespace sorvane::test

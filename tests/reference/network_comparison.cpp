@@ -1,12 +1,33 @@
 #include "reference/network_comparison.h"
 
+#include "model/load_util.h"
 #include "sorvane_engine.h"
+#include "support/vector/dispatch.h"
 
 #include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
 namespace sorvane::test {
+
+namespace {
+
+// Runs a job with the flat operations.
+template <class Job>
+void withFlatOperations(Job job) {
+    vector::usesFlatSequences.store(true);
+    job();
+    vector::usesFlatSequences.store(false);
+}
+
+std::vector<float> floatsOf(const Tensor& tensor) {
+    std::vector<float> values;
+    for (const Real& x : tensor.values)
+        values.push_back(static_cast<float>(x.value));
+    return values;
+}
+
+} // namespace
 
 EngineNetwork::EngineNetwork(const ModelFile& file)
     : m_model(sorvaneCreateModel(file.write().c_str())) {
@@ -20,9 +41,7 @@ EngineNetwork::~EngineNetwork() {
 
 EngineNetwork::Result EngineNetwork::run(const Tensor& input) {
     const std::vector<int> shape = {input.frames, input.positions, input.channels};
-    std::vector<float> values;
-    for (const Real& x : input.values)
-        values.push_back(static_cast<float>(x.value));
+    const std::vector<float> values = floatsOf(input);
     sorvaneAddTensor(m_model, values.data(), 3, shape.data());
     Result result{std::vector<int>(3), {}};
     if (!sorvaneGetResultTensorShape(m_model, 3, result.shape.data())) {
@@ -44,6 +63,30 @@ int EngineNetwork::latency() const {
     SorvaneModelInfo info{};
     sorvane::sorvaneGetProcessorInfo(m_model, &info);
     return info.latencyFrames;
+}
+
+FlatNetwork::FlatNetwork(const ModelFile& file) {
+    withFlatOperations([&] {
+        if (!load(m_model, file.bytes()))
+            throw std::runtime_error("the model file is refused");
+    });
+}
+
+EngineNetwork::Result FlatNetwork::run(const Tensor& input) {
+    Tensor32 result;
+    withFlatOperations([&] {
+        result = test::run(
+            m_model, makeTensor({input.frames, input.positions, input.channels}, floatsOf(input)));
+    });
+    return {result.shape, valuesOf(result)};
+}
+
+void FlatNetwork::reset() {
+    m_model.reset();
+}
+
+int FlatNetwork::latency() const {
+    return m_model.latencyFrames;
 }
 
 Tensor randomFrames(Random& random, int frames, int positions, int channels) {
@@ -104,13 +147,14 @@ std::string difference(const EngineNetwork::Result& actual, const std::optional<
 
 } // namespace
 
+template <class Network>
 std::string differenceToReference(const NetworkDescription& network, unsigned seed,
                                   ComparisonCounts& counts) {
     const double valuesBefore = counts.values;
     std::ostringstream where;
     try {
         where << "while loading: ";
-        EngineNetwork engine(network.modelFile());
+        Network engine(network.modelFile());
         ReferenceNetwork reference(network);
         if (engine.latency() != reference.latency())
             return "latency " + std::to_string(engine.latency()) + ", expected " +
@@ -141,5 +185,10 @@ std::string differenceToReference(const NetworkDescription& network, unsigned se
     counts.networksWithOutput += counts.values > valuesBefore ? 1 : 0;
     return {};
 }
+
+template std::string differenceToReference<EngineNetwork>(const NetworkDescription&, unsigned,
+                                                          ComparisonCounts&);
+template std::string differenceToReference<FlatNetwork>(const NetworkDescription&, unsigned,
+                                                        ComparisonCounts&);
 
 } // namespace sorvane::test

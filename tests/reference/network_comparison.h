@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/neural_model.h"
 #include "reference/network_description.h"
 #include "reference/random_network.h"
 #include "reference/reference_layers.h"
@@ -31,6 +32,19 @@ private:
     void* m_model;
 };
 
+// A network in the engine's own classes, whose layers compute with the flat operations of the vector
+// layer in place of the compound ones that equal them.
+class FlatNetwork {
+public:
+    explicit FlatNetwork(const ModelFile& file);
+    EngineNetwork::Result run(const Tensor& input);
+    void reset();
+    int latency() const;
+
+private:
+    NeuralModel<float> m_model;
+};
+
 // What the comparisons have seen, to show that they compare something.
 struct ComparisonCounts {
     int networks = 0;
@@ -43,10 +57,16 @@ struct ComparisonCounts {
 // Random frames up to full scale, some of them silent or nearly so.
 Tensor randomFrames(Random& random, int frames, int positions, int channels);
 
-// Runs a network in the engine and in the reference, on the same random frames of `seed`: frame by
+// Runs a network in the engine (or as `Network` does) and in the reference, on the same random frames of `seed`: frame by
 // frame, and after a reset in groups of 0 to 5 frames where the network allows groups. Returns the
 // first difference, or nothing.
+template <class Network = EngineNetwork>
 std::string differenceToReference(const NetworkDescription& network, unsigned seed,
                                   ComparisonCounts& counts);
+
+extern template std::string differenceToReference<EngineNetwork>(const NetworkDescription&,
+                                                                 unsigned, ComparisonCounts&);
+extern template std::string differenceToReference<FlatNetwork>(const NetworkDescription&, unsigned,
+                                                               ComparisonCounts&);
 
 } // namespace sorvane::test

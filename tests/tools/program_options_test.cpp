@@ -23,7 +23,7 @@ ProgramResult runProcess(const std::string& model, const std::vector<std::string
     std::vector<std::string> arguments = {"process", model};
     arguments.insert(arguments.end(), files.begin(), files.end());
     arguments.insert(arguments.end(), options.begin(), options.end());
-    const ProgramResult result = runProgram(arguments);
+    ProgramResult result = runProgram(arguments);
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     return result;
 }
@@ -115,8 +115,8 @@ TEST(ProgramOptions, StartAndDurationCutTheInput) {
     const struct {
         const char* file;
         std::vector<std::string> options;
-        int begin;
-        int end;
+        std::ptrdiff_t begin;
+        std::ptrdiff_t end;
     } cases[] = {
         {"in.wav", {"--start", "0:01.5"}, 72000, 150000},
         {"in.wav", {"--duration", "0.1"}, 0, 4800},

@@ -151,20 +151,6 @@ TEST(Program, TheOutputsNameChoosesTheFormat) {
     }
 }
 
-TEST(Program, ClippingIsCountedAndWarnedAbout) {
-    const TempFolder folder;
-    writeAudio(folder.path("in.wav"),
-               {48000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, {0.75F, -0.75F, 0.25F, 0.0F}});
-    const ProgramResult result =
-        runProgram({"process", noiseGate, folder.path("in.wav"), folder.path("out.wav"), "--gain",
-                    "0=2", "--gain", "1=2"});
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_NE(result.errors.find("2 samples were beyond full scale"), std::string::npos)
-        << result.errors;
-    const std::vector<float> expected = {32767.0F / 32768.0F, -1.0F, 0.5F, 0.0F};
-    EXPECT_LE(distance(readAudio(folder.path("out.wav")).samples, expected), 1e-4);
-}
-
 TEST(Program, InfoTellsTheFigures) {
     const ProgramResult gate = runProgram({"info", noiseGate});
     EXPECT_EQ(gate.exitCode, 0) << gate.errors;

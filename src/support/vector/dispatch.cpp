@@ -59,6 +59,7 @@ constexpr const Kernels* baseline = &portableKernels;
 } // namespace
 
 constinit std::atomic<const Kernels*> activeKernels{baseline};
+constinit std::atomic<bool> usesFlatSequences{false};
 
 int availableForms(const Kernels** forms, int capacity) {
     int count = 0;

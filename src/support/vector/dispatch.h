@@ -16,6 +16,10 @@ inline const Kernels& kernels() {
     return *activeKernels.load(std::memory_order_relaxed);
 }
 
+/// Makes the compound operations call the flat ones that they are documented with. For tests and
+/// benches alone, to be set before weights are packed; the library never sets it.
+extern constinit std::atomic<bool> usesFlatSequences;
+
 /// The forms that this processor runs, narrowest first; returns their number and stores at most
 /// `capacity` of them.
 int availableForms(const Kernels** forms, int capacity);

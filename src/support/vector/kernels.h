@@ -5,7 +5,9 @@
 // Every form is one source file, form_*.cpp, compiled for its instruction set. The kernels have the
 // arguments of the public operations but check nothing: pointers are valid and lengths at least 1.
 
+#include "support/vector/correlation.h"
 #include "support/vector/ipps.h"
+#include "support/vector/ipps_compound.h"
 
 namespace sorvane::vector {
 
@@ -52,6 +54,13 @@ struct Kernels {
     IppStatus (*realToCplx32f)(const Ipp32f*, Ipp32fc*, int);
     IppStatus (*interleavePair32f)(const Ipp32f*, const Ipp32f*, Ipp32f*, int);
     IppStatus (*deinterleavePair32f)(const Ipp32f*, Ipp32f*, Ipp32f*, int);
+
+    int panelWidth; // of the largest panel of weights whose sums fit the registers
+    void (*correlateRows)(const Correlation*);
+    void (*correlateByColumn)(const Correlation*);
+    IppStatus (*bands32f)(const Ipp32f*, const IppsBand_32f*, int, Ipp32f*, int);
+    IppStatus (*filterFrames32f)(const Ipp32f* const*, const Ipp32f*, int, Ipp32f*, int);
+    IppStatus (*filterRows32f)(const Ipp32f*, const Ipp32f*, int, Ipp32f*, int, int);
 
     // Real transforms of one plan, whose `lanes` are 1 or those of the form.
     IppStatus (*fftForward)(const Ipp32f*, Ipp32f*, const IppsFFTSpec_R_32f*, Ipp32f* work);

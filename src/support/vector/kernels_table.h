@@ -9,6 +9,11 @@
 #include "support/vector/kernels_functions.h"
 #include "support/vector/kernels_sums.h"
 
+#include "support/vector/kernels_tile.h"
+
+#include "support/vector/kernels_correlate.h"
+#include "support/vector/kernels_weighted_rows.h"
+
 #include "support/vector/kernels_spectral.h"
 
 #include "support/vector/kernels_fft.h"
@@ -55,6 +60,12 @@ inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
             realToCplx32f,
             interleavePair32f,
             deinterleavePair32f,
+            static_cast<int>(maxColumnVectors * W),
+            correlateRows,
+            correlateByColumn,
+            bands32f,
+            filterFrames32f,
+            filterRows32f,
             fftForward,
             fftInverse};
 }

@@ -7,7 +7,7 @@ using sorvane::vector::kernels;
 
 namespace {
 
-/// The checks of an operation on rows of their own. More than two have no vector form.
+/// The checks of an operation on rows of their own. More than two are copied one value at a time.
 IppStatus checkInterleaved(const void* samples, const Ipp32f* const* rows, int numRows, int len) {
     if (!samples || !rows)
         return ippStsNullPtrErr;
