@@ -15,7 +15,7 @@
 find_package(Threads REQUIRED)
 find_package(xsimd 8.1 REQUIRED)
 
-if(SORVANE_BUILD_TOOLS OR SORVANE_BUILD_TESTS)
+if(SORVANE_BUILD_TOOLS)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(sndfile REQUIRED IMPORTED_TARGET sndfile)
     find_package(CLI11 REQUIRED)
