@@ -6,8 +6,12 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
+#include <fstream>
 #include <lv2/core/lv2.h>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -23,6 +27,18 @@ struct Lv2Type : LV2_Descriptor {
     std::string uri;
 };
 
+/// Raises std::runtime_error unless the bundle describes as many ports as the plug-in has: a host
+/// connects what is described, and by now there may be another model of that name, with other busses.
+void requireDescribed(const PluginType& type, const char* bundlePath) {
+    std::ifstream file(std::filesystem::path(bundlePath) / descriptionFileOf(type));
+    std::size_t numPorts = 0;
+    for (std::string word; file >> word;)
+        if (word == "lv2:index")
+            ++numPorts;
+    if (numPorts != type.ports.size())
+        throw std::runtime_error("the model has other busses than the bundle describes");
+}
+
 struct Lv2Instance {
     Lv2Instance(const PluginType& type, double sampleRate, const LV2_Feature* const* features)
         : plugin(type, type.modelPath, sampleRate),
@@ -36,10 +52,11 @@ Lv2Instance& instanceOf(LV2_Handle handle) {
     return *static_cast<Lv2Instance*>(handle);
 }
 
-LV2_Handle instantiate(const LV2_Descriptor* descriptor, double sampleRate,
-                       const char* /*bundlePath*/, const LV2_Feature* const* features) {
+LV2_Handle instantiate(const LV2_Descriptor* descriptor, double sampleRate, const char* bundlePath,
+                       const LV2_Feature* const* features) {
     const PluginType& type = static_cast<const Lv2Type*>(descriptor)->type;
     try {
+        requireDescribed(type, bundlePath);
         return new Lv2Instance(type, sampleRate, features);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "sorvane: %s: %s\n", type.modelPath.c_str(), error.what());

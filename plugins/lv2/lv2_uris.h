@@ -16,4 +16,9 @@ inline std::string uriOf(const PluginType& type) {
     return SORVANE_LV2_PREFIX + type.label;
 }
 
+/// The name of the file in the bundle that describes a plug-in.
+inline std::string descriptionFileOf(const PluginType& type) {
+    return type.label + ".ttl";
+}
+
 } // namespace sorvane::plugins

@@ -112,19 +112,6 @@ std::string portText(const PluginType& type, std::size_t index) {
     return text + "\n\t]";
 }
 
-} // namespace
-
-std::string manifestStart() {
-    return "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
-           "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n\n";
-}
-
-std::string manifestEntry(const PluginType& type, const std::string& module,
-                          const std::string& descriptionFile) {
-    return iri(type) + "\n\ta lv2:Plugin ;\n\tlv2:binary <" + module + "> ;\n\trdfs:seeAlso <" +
-           descriptionFile + "> .\n\n";
-}
-
 std::string descriptionStart() {
     return "@prefix atom: <http://lv2plug.in/ns/ext/atom#> .\n"
            "@prefix doap: <http://usefulinc.com/ns/doap#> .\n"
@@ -140,8 +127,20 @@ std::string descriptionStart() {
            ">\n\ta lv2:Parameter ;\n\trdfs:label \"Model\" ;\n\trdfs:range atom:Path .\n\n";
 }
 
+} // namespace
+
+std::string manifestStart() {
+    return "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
+           "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n\n";
+}
+
+std::string manifestEntry(const PluginType& type, const std::string& module) {
+    return iri(type) + "\n\ta lv2:Plugin ;\n\tlv2:binary <" + module + "> ;\n\trdfs:seeAlso <" +
+           descriptionFileOf(type) + "> .\n\n";
+}
+
 std::string descriptionOf(const PluginType& type) {
-    std::string text = groupsOf(type) + iri(type) +
+    std::string text = descriptionStart() + groupsOf(type) + iri(type) +
                        "\n\ta lv2:Plugin , lv2:SpectralPlugin , doap:Project ;\n"
                        "\tdoap:name " +
                        quoted(type.name) +

@@ -12,13 +12,9 @@ namespace sorvane::plugins {
 std::string manifestStart();
 
 /// A plug-in's lines of manifest.ttl: its module, and the file that describes it.
-std::string manifestEntry(const PluginType& type, const std::string& module,
-                          const std::string& descriptionFile);
+std::string manifestEntry(const PluginType& type, const std::string& module);
 
-/// The lines that a file of descriptions begins with.
-std::string descriptionStart();
-
-/// A plug-in's groups and ports.
+/// The file that describes a plug-in: its groups and ports.
 std::string descriptionOf(const PluginType& type);
 
 } // namespace sorvane::plugins

@@ -1,4 +1,5 @@
 #include "common/model_catalogue.h"
+#include "lv2/lv2_uris.h"
 #include "lv2/turtle.h"
 
 #include <cstdio>
@@ -33,12 +34,10 @@ void writeBundle(const std::filesystem::path& folder, const std::string& module,
         std::vector<PluginType> types = {mixPlugin(model, 2)};
         if (canGiveStems(model))
             types.push_back(stemsPlugin(model));
-        std::string description = descriptionStart();
         for (const PluginType& type : types) {
-            manifest += manifestEntry(type, module, model.label + ".ttl");
-            description += descriptionOf(type);
+            manifest += manifestEntry(type, module);
+            write(folder / descriptionFileOf(type), descriptionOf(type));
         }
-        write(folder / (model.label + ".ttl"), description);
     }
     write(folder / "manifest.ttl", manifest);
 }

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <ladspa.h>
 #include <lv2/core/lv2.h>
 #include <set>
@@ -54,6 +55,20 @@ TEST(PluginDescriptors, LadspaPortsSuitEveryHost) {
         const unsigned long last = plugin->PortCount - 1;
         EXPECT_STREQ(plugin->PortNames[last], "latency");
         EXPECT_TRUE(LADSPA_IS_PORT_OUTPUT(plugin->PortDescriptors[last]));
+    }
+}
+
+TEST(PluginDescriptors, Lv2PortsAreThoseThatTheBundleDescribes) {
+    // As if the model had been replaced by one with other busses.
+    const std::filesystem::path bundle = bundlePath();
+    for (const char* kind : {"stereo", "stems"}) {
+        const std::string label = std::string("three_busses_") + kind;
+        ASSERT_NE(instantiate(Format::lv2, label, 48000.0), nullptr);
+        std::filesystem::rename(bundle / (label + ".ttl"), bundle / "kept.ttl");
+        std::filesystem::copy_file(bundle / (std::string("groups_48k_") + kind + ".ttl"),
+                                   bundle / (label + ".ttl"));
+        EXPECT_EQ(instantiate(Format::lv2, label, 48000.0), nullptr) << label;
+        std::filesystem::rename(bundle / "kept.ttl", bundle / (label + ".ttl"));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "plugins/plugin_host.h"
 
 #include "lv2/lv2_uris.h"
+#include "lv2/turtle.h"
 #include "tools/small_models.h"
 #include "util/model_file.h"
 
@@ -48,6 +49,7 @@ class ModelFolder {
 public:
     ModelFolder() : folder(TempFile("").path()) {
         fs::create_directories(folder / "folder.model");
+        fs::create_directories(bundleFolder);
         write("three_busses", threeBusModel().bytes());
         write("groups-48k", groupsModel().bytes());
         write("many.busses", manyBussesModel().bytes());
@@ -64,6 +66,7 @@ public:
     ModelFolder& operator=(const ModelFolder&) = delete;
 
     [[nodiscard]] std::vector<fs::path> folders() const { return {SORVANE_MODELS_DIR, folder}; }
+    [[nodiscard]] const std::string& bundle() const { return bundleFolder; }
 
 private:
     void write(const std::string& name, const std::vector<std::uint8_t>& bytes) const {
@@ -73,6 +76,7 @@ private:
     }
 
     fs::path folder;
+    std::string bundleFolder = (folder / "bundle").string();
 };
 
 const ModelFolder& modelFolder() {
@@ -139,6 +143,11 @@ std::map<std::string, plugins::PluginType> makeTypes() {
     return types;
 }
 
+const std::map<std::string, plugins::PluginType>& allTypes() {
+    static const std::map<std::string, plugins::PluginType> types = makeTypes();
+    return types;
+}
+
 } // namespace
 
 const std::vector<const LADSPA_Descriptor*>& ladspaDescriptors() {
@@ -164,14 +173,24 @@ std::unique_ptr<HostedPlugin> instantiate(Format format, const std::string& labe
         static const std::array<const LV2_Feature*, 2> features{&mapFeature, nullptr};
         for (const LV2_Descriptor* plugin : lv2Descriptors())
             if (plugin->URI == SORVANE_LV2_PREFIX + label)
-                return host(*plugin, plugin->instantiate(plugin, rate, "", features.data()));
+                return host(*plugin, plugin->instantiate(plugin, rate, bundlePath().c_str(),
+                                                         features.data()));
     }
     throw std::out_of_range("no plug-in " + label);
 }
 
 const plugins::PluginType& typeOf(const std::string& label) {
-    static const std::map<std::string, plugins::PluginType> types = makeTypes();
-    return types.at(label);
+    return allTypes().at(label);
+}
+
+const std::string& bundlePath() {
+    static const std::string path = [] {
+        for (const auto& [label, type] : allTypes())
+            std::ofstream(fs::path(modelFolder().bundle()) / plugins::descriptionFileOf(type))
+                << plugins::descriptionOf(type);
+        return modelFolder().bundle();
+    }();
+    return path;
 }
 
 const std::string& modelPathOf(const std::string& label) {

@@ -17,7 +17,8 @@ struct LV2_Descriptor;
 //   groups_48k    a mask from a network that takes frames in groups of four
 //   three_busses  two masks
 //   many_busses   seventeen busses
-// and files with the names broken.model and folder.model that are none.
+// and files with the names broken.model and folder.model that are none. For LV2 there is a bundle with
+// the descriptions of all of them.
 namespace sorvane::test {
 
 enum class Format { ladspa, lv2 };
@@ -46,6 +47,9 @@ const plugins::PluginType& typeOf(const std::string& label);
 
 // Where the model file of a label's plug-in lies.
 const std::string& modelPathOf(const std::string& label);
+
+// Where the bundle's descriptions lie.
+const std::string& bundlePath();
 
 // The size of the next block.
 using BlockSizes = std::function<std::size_t()>;
