@@ -38,22 +38,23 @@ void* createProcessor(const std::string& modelPath, int channels, double sampleR
 std::vector<std::string> busNamesOf(void* handle) {
     std::vector<std::string> names;
     const int count = sorvaneGetNumOfOutputBusses(handle);
+    names.reserve(static_cast<std::size_t>(count));
     for (int bus = 0; bus < count; ++bus)
         names.push_back(busName(handle, bus));
     return names;
 }
 
-void EngineStream::Deleter::operator()(void* pointer) const {
-    sorvaneDeleteProcessor(pointer);
+void EngineStream::Deleter::operator()(void* handle) const {
+    sorvaneDeleteProcessor(handle);
 }
 
-EngineStream::EngineStream(const std::string& modelPath, int channelCount, double sampleRate)
-    : handle(createProcessor(modelPath, channelCount, sampleRate)),
-      channels(static_cast<std::size_t>(channelCount)),
+EngineStream::EngineStream(const std::string& modelPath, int numChannels, double sampleRate)
+    : handle(createProcessor(modelPath, numChannels, sampleRate)),
+      channels(static_cast<std::size_t>(numChannels)),
       delay{},
       rows(channels),
       dropped(channels, std::vector<float>(largestBlock)) {
-    delay = measureLatency(handle.get(), channelCount);
+    delay = measureLatency(handle.get(), numChannels);
     silenceLeft = delay.held;
 }
 

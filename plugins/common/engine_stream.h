@@ -20,7 +20,7 @@ public:
 
     /// Loads the model and measures its latency. Raises std::runtime_error when the model can't be
     /// loaded or used at this rate, and whatever the engine raises.
-    EngineStream(const std::string& modelPath, int channels, double sampleRate);
+    EngineStream(const std::string& modelPath, int numChannels, double sampleRate);
 
     [[nodiscard]] int latency() const { return delay.total(); }
     [[nodiscard]] std::vector<std::string> busNames() const;

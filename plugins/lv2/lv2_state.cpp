@@ -18,7 +18,7 @@ namespace {
 
 /// Gives a string of the host back to it.
 std::string takeText(char* text, const LV2_Feature* const* features) {
-    const std::string copy = text;
+    std::string copy = text;
     if (const auto* free =
             static_cast<const LV2_State_Free_Path*>(featureData(features, LV2_STATE__freePath)))
         free->free_path(free->handle, text);

@@ -9,7 +9,6 @@
 #include <cstring>
 #include <filesystem>
 #include <lv2/atom/atom.h>
-#include <lv2/core/lv2.h>
 #include <lv2/state/state.h>
 
 namespace sorvane::test {

@@ -11,8 +11,6 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
-#include <ladspa.h>
-#include <lv2/core/lv2.h>
 #include <lv2/urid/urid.h>
 #include <map>
 #include <random>

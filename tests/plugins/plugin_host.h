@@ -5,12 +5,11 @@
 
 #include <cstddef>
 #include <functional>
+#include <ladspa.h>
+#include <lv2/core/lv2.h>
 #include <memory>
 #include <string>
 #include <vector>
-
-struct _LADSPA_Descriptor;
-struct LV2_Descriptor;
 
 // A small host for the modules that were built, in both formats. Beside the model that ships, the
 // modules find these:
@@ -39,7 +38,7 @@ public:
 // Null when the module refuses. std::out_of_range when it has no such plug-in.
 std::unique_ptr<HostedPlugin> instantiate(Format format, const std::string& label, double rate);
 
-const std::vector<const _LADSPA_Descriptor*>& ladspaDescriptors();
+const std::vector<const LADSPA_Descriptor*>& ladspaDescriptors();
 const std::vector<const LV2_Descriptor*>& lv2Descriptors();
 
 // The plug-in of a label, as the modules should describe it.

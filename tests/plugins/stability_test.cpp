@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
-#include <ladspa.h>
 
 namespace sorvane::test {
 
@@ -70,7 +69,7 @@ TEST(PluginStability, RunningTakesNoMoreMemoryThanTheEngine) {
     const auto engineAllocations = [&](int count) {
         const std::int64_t before = allocationCount();
         const float* const input = audio.data();
-        std::array<float, 8 * block> output{};
+        std::array<float, block> output{};
         float* const row = output.data();
         for (int i = 0; i < count; ++i) {
             sorvaneAddAudio(engine.get(), &input, block);
