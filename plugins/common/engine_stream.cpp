@@ -44,8 +44,8 @@ std::vector<std::string> busNamesOf(void* handle) {
     return names;
 }
 
-void EngineStream::Deleter::operator()(void* handle) const {
-    sorvaneDeleteProcessor(handle);
+void EngineStream::Deleter::operator()(void* processor) const {
+    sorvaneDeleteProcessor(processor);
 }
 
 EngineStream::EngineStream(const std::string& modelPath, int numChannels, double sampleRate)

@@ -36,7 +36,7 @@ public:
 
 private:
     struct Deleter {
-        void operator()(void* handle) const;
+        void operator()(void* processor) const;
     };
 
     void dropLateSamples();

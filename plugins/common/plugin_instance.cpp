@@ -40,11 +40,12 @@ void PluginInstance::load(const std::string& modelPath) {
 }
 
 std::vector<std::unique_ptr<StreamAdapter>>
-PluginInstance::makeStreams(const std::string& modelPath) const {
+PluginInstance::makeStreams(const std::string& modelPath) {
     const std::size_t numBusses = type.busNames.size();
     std::vector<std::unique_ptr<StreamAdapter>> made;
     for (std::size_t stem = 0; stem < (type.isStems ? numBusses : 1); ++stem) {
-        made.push_back(std::make_unique<StreamAdapter>(modelPath, type.channels, rate));
+        made.push_back(
+            std::make_unique<StreamAdapter>(modelPath, type.channels, rate, failureReported));
         if (made.back()->busNames().size() != numBusses)
             throw std::runtime_error("the model has other busses than the plug-in");
         for (std::size_t bus = 0; type.isStems && bus < numBusses; ++bus)

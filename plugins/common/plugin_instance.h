@@ -42,7 +42,7 @@ public:
 private:
     [[nodiscard]] float valueOf(std::size_t port) const;
     [[nodiscard]] std::vector<std::unique_ptr<StreamAdapter>>
-    makeStreams(const std::string& modelPath) const;
+    makeStreams(const std::string& modelPath);
     void applyControls();
     void applyParameter(const Port& port, float value);
     void runBlock(std::size_t offset, int count);
@@ -50,6 +50,7 @@ private:
     const PluginType& type;
     double rate;
     std::string path;
+    bool failureReported = false;
     std::vector<std::unique_ptr<StreamAdapter>> streams; // one, or one a stem
     std::vector<float*> connected;                       // by port
     std::vector<float> applied;                          // by port; NaN before the first time

@@ -12,12 +12,14 @@ constexpr double rampSeconds = 0.02;
 
 } // namespace
 
-StreamAdapter::StreamAdapter(const std::string& modelPath, int channels, double sampleRate)
+StreamAdapter::StreamAdapter(const std::string& modelPath, int channels, double sampleRate,
+                             bool& failureReported)
     : model(modelPath),
       stream(modelPath, channels, sampleRate),
       ramp(std::max(1, static_cast<int>(rampSeconds * sampleRate))),
       delays(static_cast<std::size_t>(channels), DelayLine(stream.latency())),
-      lateInput(static_cast<std::size_t>(channels), std::vector<float>(largestBlock)) {}
+      lateInput(static_cast<std::size_t>(channels), std::vector<float>(largestBlock)),
+      hasReported(failureReported) {}
 
 void StreamAdapter::setBlend(Blend target) {
     if (hasStarted)

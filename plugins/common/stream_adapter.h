@@ -11,15 +11,17 @@ namespace sorvane::plugins {
 
 /// One model on one stream, as plug-in hosts call it: an EngineStream, mixed with its own input, that
 /// never raises while it runs. When the engine does, the input passes, delayed as ever, until the next
-/// reset(), and the first time one line goes to standard error.
+/// reset(), and one line goes to standard error.
 ///
 /// Threads: one at a time. Real time: process(), setParameter() and setBlend(), as EngineStream.
 class StreamAdapter {
 public:
     static constexpr int largestBlock = EngineStream::largestBlock;
 
-    /// Raises what EngineStream's constructor raises.
-    StreamAdapter(const std::string& modelPath, int channels, double sampleRate);
+    /// `failureReported` belongs to all adapters of a plug-in, so that only the first failure of any
+    /// is written. Raises what EngineStream's constructor raises.
+    StreamAdapter(const std::string& modelPath, int channels, double sampleRate,
+                  bool& failureReported);
 
     /// From a sample in to the same sample out.
     [[nodiscard]] int latency() const { return stream.latency(); }
@@ -49,7 +51,7 @@ private:
     std::vector<std::vector<float>> lateInput; // what comes out of them
     bool hasStarted = false;
     bool hasFailed = false;
-    bool hasReported = false;
+    bool& hasReported;
 };
 
 } // namespace sorvane::plugins

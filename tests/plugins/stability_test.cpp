@@ -14,8 +14,10 @@ namespace {
 
 #if defined(SORVANE_SANITIZED)
 constexpr int manyCycles = 300;
+constexpr long allowedGrowth = 512 * 1024; // in kilobytes; freed memory is kept for a while
 #else
 constexpr int manyCycles = 10000;
+constexpr long allowedGrowth = 2048;
 #endif
 
 // Kilobytes of this process in memory; 0 where the system doesn't tell.
@@ -55,9 +57,7 @@ TEST(PluginStability, CyclesLeaveNothingBehind) {
             }
         }
         EXPECT_LT(liveBlocks(), blocks) << label; // one plug-in less
-#if !defined(SORVANE_SANITIZED)
-        EXPECT_LT(residentKilobytes(), kilobytes + 2048) << label;
-#endif
+        EXPECT_LT(residentKilobytes(), kilobytes + allowedGrowth) << label;
     }
 }
 
@@ -121,8 +121,7 @@ TEST(PluginStability, WhenTheEngineRaisesTheInputPasses) {
         }
         const AudioRows rest = session.run(slice(input, 4000, 8000));
         const std::string message = testing::internal::GetCapturedStderr();
-        const auto lines = std::count(message.begin(), message.end(), '\n');
-        EXPECT_EQ(lines, static_cast<long>(rest.size() / 2)) << message; // one for each handle
+        EXPECT_EQ(std::count(message.begin(), message.end(), '\n'), 1) << message;
         EXPECT_EQ(message.rfind("sorvane: ", 0), 0U) << message;
         for (std::size_t c = 0; c < rest.size(); ++c) {
             const std::size_t start = 4000 - session.latency();
