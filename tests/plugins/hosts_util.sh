@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What the tests with real hosts share; sourced with the program, the model and compare_audio as the
 # first three arguments. Works in a folder of its own.
 set -euo pipefail
