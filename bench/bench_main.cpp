@@ -115,6 +115,7 @@ int run(int argc, char** argv) {
     addFlat();
     addFunctions();
     addTransforms();
+    addLayers();
     addChain();
     addNetworks(models);
     std::vector<Result> results;

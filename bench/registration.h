@@ -10,6 +10,7 @@ namespace sorvane::bench {
 void addChain();
 void addFlat();
 void addFunctions();
+void addLayers();
 void addTransforms();
 
 /// The networks of the bench itself, and those of the given model files.

@@ -10,6 +10,7 @@
 #   GoogleTest        tests                                                    (libgtest-dev)
 #   Google Benchmark  benches: the loop that times                             (libbenchmark-dev)
 #   FFTW              benches: transforms to compare with                      (libfftw3-dev)
+#   oneDNN            benches: convolutions to compare with                     (libdnnl-dev)
 #   libsoxr           benches: a converter to compare with                     (libsoxr-dev)
 #   nlohmann-json     host program and benches: reports as JSON                (nlohmann-json3-dev)
 #   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
@@ -36,6 +37,9 @@ endif()
 
 if(SORVANE_BUILD_BENCHES)
     find_package(benchmark REQUIRED)
+    # Not by its package, which asks for OpenCL.
+    find_library(SORVANE_ONEDNN_LIBRARY dnnl REQUIRED)
+    mark_as_advanced(SORVANE_ONEDNN_LIBRARY)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(soxr REQUIRED IMPORTED_TARGET soxr)
     pkg_check_modules(fftw REQUIRED IMPORTED_TARGET fftw3f)

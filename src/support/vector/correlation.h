@@ -34,9 +34,7 @@ struct Correlation {
     std::ptrdiff_t outStep;
     int outRows;
     int columns;
-    /// Adds the sums to what `out` holds, rather than putting them there; every row must then meet
-    /// all positions.
-    bool addsToOutput;
+    bool addsToOutput; // adds the sums to what `out` holds, rather than putting them there
 
     int firstRow;
     int stride;

@@ -92,7 +92,8 @@ IppStatus conv(const Ipp32f* const* frames, const Ipp32f* weights, int panelWidt
     int computed = 0; // columns that have products
     if (size.numFrames > 0)
         computed = depthwise ? size.inChannels : size.outChannels;
-    startColumns(bias, biasStep, dst, size, computed);
+    if (computed < size.outChannels)
+        startColumns(bias, biasStep, dst, size, computed);
     forEachPanel(weights, weightRows(size, depthwise), size.outChannels, panelWidth,
                  [&](const Ipp32f* panel, int first, int width) {
                      if (first >= computed)

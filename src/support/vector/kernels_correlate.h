@@ -18,13 +18,19 @@ struct RowCountsUpTo<0, R...> {
     using Type = RowCounts<R...>;
 };
 
+template <class T>
+struct As {
+    using Type = T;
+};
+
 /// The tiles of one set of columns, by their number of rows.
 template <class Factors, class Columns, class Counts>
 struct Tiles;
 template <class Factors, class Columns, int... R>
 struct Tiles<Factors, Columns, RowCounts<R...>> {
-    static constexpr void (*ofRows[])(const TileSum&, const TileRows&, int columnCount) = {
-        nullptr, computeTile<Factors, Columns, R>...};
+    static constexpr void (*ofRows[])(const TileSum&, const TileRows&, int columnCount,
+                                      int numTiles) = {nullptr,
+                                                       computeTiles<Factors, Columns, R>...};
 };
 
 /// Walks down the rows of a correlation, over columns that make one tile.
@@ -35,39 +41,67 @@ public:
         : c(correlation), column(firstColumn), count(columnCount) {}
 
     void run() const {
-        // Blocks of nearly equal height, as low ones don't fill the pipelines.
-        const int numBlocks = (c.outRows - 1) / maxRows + 1;
-        for (int b = 0, begin = 0; b < numBlocks; ++b) {
-            const int end = begin + (c.outRows - begin) / (numBlocks - b);
-            if (rowOf(begin) >= 0 && rowOf(end - 1) + c.positions <= c.numRows)
-                addProducts(begin, end, {0, c.numFrames}, {0, c.positions}, c.init, c.initStep);
-            else
-                addEdgeBlock(begin, end);
-            begin = end;
+        const int innerEnd = endOfInnerRows();
+        int row = 0;
+        while (row < c.outRows && rowOf(row) < 0)
+            addEdgeRow(row++);
+        if (row < innerEnd) {
+            addInnerRows(row, innerEnd);
+            row = innerEnd;
         }
+        while (row < c.outRows)
+            addEdgeRow(row++);
     }
 
 private:
-    static constexpr int maxRows = tileVectors / Columns::numVectors;
+    static constexpr int maxRows =
+        tileVectors / Columns::numVectors < 12 ? tileVectors / Columns::numVectors : 12;
 
     struct Range {
         int begin, end;
-        bool operator==(const Range&) const = default;
     };
 
     /// The row of the frames that kernel position 0 of an output row meets.
     std::ptrdiff_t rowOf(std::ptrdiff_t outRow) const { return c.firstRow + outRow * c.stride; }
 
-    void addProducts(int begin, int end, Range frames, Range positions, const float* init,
-                     std::ptrdiff_t initStep) const {
+    /// The first output row that reaches past the frames' end.
+    int endOfInnerRows() const {
+        const std::ptrdiff_t room = std::ptrdiff_t{c.numRows} - c.positions - c.firstRow;
+        const std::ptrdiff_t end = room < 0 ? 0 : room / c.stride + 1;
+        return end < c.outRows ? static_cast<int>(end) : c.outRows;
+    }
+
+    /// Rows that meet all positions, in blocks of nearly equal height, as low ones don't fill the
+    /// pipelines: the last ones have a row more than the others.
+    void addInnerRows(int begin, int end) const {
+        const int numRows = end - begin;
+        const int numBlocks = (numRows - 1) / maxRows + 1;
+        const int height = numRows / numBlocks, numHigher = numRows % numBlocks;
+        addProducts(begin, height, numBlocks - numHigher, {0, c.positions});
+        if (numHigher > 0)
+            addProducts(end - numHigher * (height + 1), height + 1, numHigher, {0, c.positions});
+    }
+
+    /// A row that meets some positions only.
+    void addEdgeRow(int row) const {
+        const std::ptrdiff_t first = rowOf(row), last = c.numRows - first;
+        addProducts(row, 1, 1,
+                    {first < 0 ? static_cast<int>(first > -c.positions ? -first : c.positions) : 0,
+                     last < c.positions ? static_cast<int>(last > 0 ? last : 0) : c.positions});
+    }
+
+    /// Adds the products of some positions to blocks of rows.
+    void addProducts(int begin, int height, int numBlocks, Range positions) const {
         // Runs of adjacent factors become one.
         const bool oneRun = Factors::byColumn || c.rowStep == c.channels;
-        const int numPositions = positions.end - positions.begin;
-        const std::ptrdiff_t product =
-            (std::ptrdiff_t{frames.begin} * c.positions + positions.begin) * c.channels;
+        const int numPositions =
+            positions.end > positions.begin ? positions.end - positions.begin : 0;
+        const std::ptrdiff_t productsBefore = std::ptrdiff_t{positions.begin} * c.channels;
+        const std::ptrdiff_t productsLeft =
+            (std::ptrdiff_t{c.positions} - numPositions) * c.channels;
         const TileSum sum = {
-            .frames = c.frames + frames.begin,
-            .numFrames = frames.end - frames.begin,
+            .frames = c.frames,
+            .numFrames = numPositions > 0 ? c.numFrames : 0,
             .offset = (rowOf(begin) + positions.begin) * c.rowStep + c.firstFactor +
                       (Factors::byColumn ? column : 0),
             .rowStep = c.stride * c.rowStep,
@@ -75,48 +109,19 @@ private:
             .runStep = c.rowStep,
             .runLength = oneRun ? numPositions * c.channels : c.channels,
             .factorStep = c.rowStep,
-            .weights = c.weights + product * c.weightStep + column,
+            .weights = c.weights + productsBefore * c.weightStep + column,
             .weightStep = c.weightStep,
+            .skippedWeights = productsLeft * c.weightStep,
         };
-        const TileRows rows = {init ? init + begin * initStep + column : nullptr, initStep,
-                               c.out + begin * c.outStep + column, c.outStep, c.addsToOutput};
+        const TileRows rows = {
+            .init = c.init ? c.init + begin * c.initStep + column : nullptr,
+            .initStep = c.initStep,
+            .out = c.out + begin * c.outStep + column,
+            .outStep = c.outStep,
+            .addsToOutput = c.addsToOutput,
+        };
         using Counts = typename RowCountsUpTo<maxRows>::Type;
-        Tiles<Factors, Columns, Counts>::ofRows[end - begin](sum, rows, count);
-    }
-
-    /// A block of which some rows meet fewer positions than others: takes each position for those
-    /// rows that meet it, with the sums in memory in between.
-    void addEdgeBlock(int begin, int end) const {
-        const Columns columns(count);
-        for (int o = begin; c.init != c.out && o < end; ++o)
-            unrolled<Columns::numVectors>([&](auto n) {
-                const F start =
-                    c.init ? columns.load(c.init + o * c.initStep + column, n) : F(0.0f);
-                columns.store(c.out + o * c.outStep + column, start, n);
-            });
-        for (int k = 0; k < c.numFrames; ++k) {
-            Range rows = {end, end}; // that meet the position
-            int first = 0;           // position with these rows
-            for (int j = 0; j <= c.positions; ++j) {
-                const Range next = j < c.positions ? narrowed(begin, rows, j) : Range{};
-                if (next == rows)
-                    continue;
-                if (rows.begin < rows.end)
-                    addProducts(rows.begin, rows.end, {k, k + 1}, {first, j}, c.out, c.outStep);
-                rows = next;
-                first = j;
-            }
-        }
-    }
-
-    /// The rows from `begin` on that meet position `j`, from those that meet the one before: both
-    /// ends move down as positions go up.
-    Range narrowed(int begin, Range rows, int j) const {
-        while (rows.begin > begin && rowOf(rows.begin - 1) + j >= 0)
-            --rows.begin;
-        while (rows.end > begin && rowOf(rows.end - 1) + j >= c.numRows)
-            --rows.end;
-        return rows;
+        Tiles<Factors, Columns, Counts>::ofRows[height](sum, rows, count, numBlocks);
     }
 
     const Correlation& c;
@@ -126,16 +131,31 @@ private:
 
 template <class Factors>
 void correlateColumns(const Correlation& c, int first, int count) {
+    const auto walk = [&](auto columns) {
+        TileWalk<Factors, typename decltype(columns)::Type>(c, first, count).run();
+    };
+    constexpr bool padded = !Factors::byColumn;
+    if constexpr (halvesVectors) {
+        constexpr int half = lanesOf<Half>;
+        if (count < half)
+            return walk(As<FewColumns<padded, Half>>{});
+        if (count == half)
+            return walk(As<WholeVectors<1, Half>>{});
+        if (count > W && count <= W + half)
+            return walk(As<WholeVectors<2, Half>>{});
+        if (count > 2 * W && count <= 2 * W + half)
+            return walk(As<WholeVectors<3, Half>>{});
+    }
     if constexpr (W > 1) {
         if (count < W)
-            return TileWalk<Factors, FewColumns<!Factors::byColumn>>(c, first, count).run();
+            return walk(As<FewColumns<padded>>{});
     }
     if (count <= W)
-        TileWalk<Factors, WholeVectors<1>>(c, first, count).run();
+        walk(As<WholeVectors<1>>{});
     else if (count <= 2 * W)
-        TileWalk<Factors, WholeVectors<2>>(c, first, count).run();
+        walk(As<WholeVectors<2>>{});
     else
-        TileWalk<Factors, WholeVectors<maxColumnVectors>>(c, first, count).run();
+        walk(As<WholeVectors<maxColumnVectors>>{});
 }
 
 template <class Factors>
