@@ -2,6 +2,8 @@
 
 #include "text.h"
 
+#include <map>
+
 namespace sorvane::tools {
 
 std::string shapeText(const std::vector<int>& shape) {
@@ -16,13 +18,28 @@ bool isUnused(const LayerParameter& parameter) {
 }
 
 std::vector<std::string> layerDetails(const LayerOutline& layer) {
-    std::vector<std::string> details;
+    // Bands have a tensor and a number each, of which the count tells enough.
+    std::map<std::string, int> counts;
     for (const TensorOutline& tensor : layer.tensors)
-        details.push_back(tensor.label + " " + shapeText(tensor.shape) +
-                          (tensor.half ? " (half)" : ""));
+        ++counts[tensor.label];
+    for (const LayerParameter& parameter : layer.parameters)
+        ++counts[parameter.label];
+
+    std::vector<std::string> details;
+    const auto add = [&](const std::string& label, const std::string& value) {
+        const int count = counts[label];
+        if (count == 1)
+            details.push_back(label + " " + value);
+        else if (count > 1)
+            details.push_back(std::to_string(count) + " times " + label);
+        if (count > 1)
+            counts[label] = 0; // told once
+    };
+    for (const TensorOutline& tensor : layer.tensors)
+        add(tensor.label, shapeText(tensor.shape) + (tensor.half ? " (half)" : ""));
     for (const LayerParameter& parameter : layer.parameters)
         if (!isUnused(parameter))
-            details.push_back(parameter.label + " " + shortNumber(parameter.value));
+            add(parameter.label, shortNumber(parameter.value));
     return details;
 }
 
