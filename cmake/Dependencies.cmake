@@ -5,6 +5,8 @@
 #                     sin, cos and atan2 at about one unit in the last place   (libxsimd-dev)
 #   libsndfile        host program and tests: audio files                      (libsndfile1-dev)
 #   CLI11             host program: command line                               (libcli11-dev)
+#   LADSPA            plug-ins: the interface's header; tests: its hosts       (ladspa-sdk)
+#   LV2               plug-ins: the interface's headers                        (lv2-dev)
 #   GoogleTest        tests                                                    (libgtest-dev)
 #   Google Benchmark  benches: the loop that times                             (libbenchmark-dev)
 #   FFTW              benches: transforms to compare with                      (libfftw3-dev)
@@ -16,11 +18,17 @@
 find_package(Threads REQUIRED)
 find_package(xsimd 8.1 REQUIRED)
 
-if(SORVANE_BUILD_TOOLS OR SORVANE_BUILD_TESTS)
+if(SORVANE_BUILD_TOOLS)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(sndfile REQUIRED IMPORTED_TARGET sndfile)
     find_package(CLI11 REQUIRED)
     find_package(nlohmann_json REQUIRED)
+endif()
+
+if(SORVANE_BUILD_PLUGINS)
+    find_path(LADSPA_INCLUDE_DIR ladspa.h REQUIRED)
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(lv2 REQUIRED IMPORTED_TARGET lv2)
 endif()
 
 if(SORVANE_BUILD_TESTS)

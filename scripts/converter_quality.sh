@@ -14,8 +14,8 @@ if command -v ccache >/dev/null; then
 fi
 jobs=$(nproc 2>/dev/null || getconf _NPROCESSORS_ONLN)
 mkdir -p build docs
-cmake --preset release -B build/bench -DSORVANE_BUILD_BENCHES=ON >build/bench.log ||
-    { cat build/bench.log; exit 1; }
+cmake --preset release -B build/bench -DSORVANE_BUILD_BENCHES=ON -DSORVANE_BUILD_PLUGINS=OFF \
+    >build/bench.log || { cat build/bench.log; exit 1; }
 cmake --build build/bench -j "$jobs" --target converter_quality -- --quiet
 pinned=()
 if command -v taskset >/dev/null; then

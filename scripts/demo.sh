@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install_packages.sh cmake g++ ninja-build pkg-config \
-    libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev \
+    ladspa-sdk libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev lv2-dev nlohmann-json3-dev \
     alsa-utils gnuplot-nox
 
 if command -v ccache >/dev/null; then

@@ -52,6 +52,8 @@ bool runsAvx512() {
 #endif
 
 constexpr const Kernels* baseline = &sse2Kernels;
+#elif defined(__aarch64__)
+constexpr const Kernels* baseline = &neonKernels;
 #else
 constexpr const Kernels* baseline = &portableKernels;
 #endif
@@ -75,6 +77,8 @@ int availableForms(const Kernels** forms, int capacity) {
         add(avx2Kernels);
     if (runsAvx512())
         add(avx512Kernels);
+#elif defined(__aarch64__)
+    add(neonKernels);
 #endif
     return count;
 }

@@ -10,9 +10,9 @@
 //   64-byte aligned rows are fastest.
 // - A positive status is a warning: the operation has finished and its results stand.
 // - Reentrant, no lock, no allocation (but ippsMalloc_8u), safe on a real-time thread.
-// - Results are good to the last few bits (the functions: 2.5 units in the last place); they may
-//   differ by the processor's instruction set. On one processor an element-wise operation gives an
-//   element the same bits whatever its place, the row's length and its alignment.
+// - Results are good to the last few bits (the functions tell how far); they may differ by the
+//   processor's instruction set. On one processor an element-wise operation gives an element the
+//   same bits whatever its place, the row's length and its alignment.
 
 #include <complex>
 #include <cstdint>
@@ -116,19 +116,21 @@ IppStatus ippsConvert_32f64f(const Ipp32f* src, Ipp64f* dst, int len);
 /// Values past the range of float, infinities too, become its largest finite values; NaN stays.
 IppStatus ippsConvert_64f32f(const Ipp64f* src, Ipp32f* dst, int len);
 
+/// The largest error over all floats is 1.02 units in the last place.
 IppStatus ippsExp_32f(const Ipp32f* src, Ipp32f* dst, int len);
 
 /// A zero gives minus infinity and ippStsLnZeroArg, a negative value NaN and ippStsLnNegArg; with
-/// both in a row the status is ippStsLnZeroArg.
+/// both in a row the status is ippStsLnZeroArg. The largest error is 0.79 units in the last place.
 IppStatus ippsLn_32f(const Ipp32f* src, Ipp32f* dst, int len);
 
 /// dst = sqrt(re * re + im * im), whose squares may overflow or underflow.
 IppStatus ippsMagnitude_32fc(const Ipp32fc* src, Ipp32f* dst, int len);
 
-/// dst = atan2(im, re), from -pi to pi.
+/// dst = atan2(im, re), from -pi to pi. The largest error is 2.3 units in the last place.
 IppStatus ippsPhase_32fc(const Ipp32fc* src, Ipp32f* dst, int len);
 
-/// dst = (magnitude * cos(phase), magnitude * sin(phase)), for phases of any size.
+/// dst = (magnitude * cos(phase), magnitude * sin(phase)), for phases of any size. The largest error
+/// of cosines and sines is 1.6 units in the last place, without fused products 2.4.
 IppStatus ippsPolarToCart_32fc(const Ipp32f* magnitude, const Ipp32f* phase, Ipp32fc* dst, int len);
 
 /// Values below `level`, and NaN, become `value`.

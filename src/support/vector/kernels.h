@@ -73,6 +73,8 @@ extern const Kernels portableKernels;
 extern const Kernels sse2Kernels;
 extern const Kernels avx2Kernels;
 extern const Kernels avx512Kernels;
+#elif defined(__aarch64__)
+extern const Kernels neonKernels;
 #endif
 
 } // namespace sorvane::vector

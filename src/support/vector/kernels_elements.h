@@ -279,7 +279,7 @@ inline IppStatus div32f(const float* src1, const float* src2, float* dst, int le
         len, Out{dst},
         [&zeroDivisor, zero](F divisor, F dividend) {
             zeroDivisor = eitherOf(zeroDivisor, divisor == zero);
-            return dividend / (divisor + zero); // the sum makes a plus of the zero's sign
+            return quotient(dividend, divisor + zero); // the sum makes a plus of the zero's sign
         },
         In{src1}, In{src2});
     return anyOf(zeroDivisor) ? ippStsDivByZero : ippStsNoErr;

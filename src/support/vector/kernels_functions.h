@@ -56,7 +56,6 @@ inline F expOfAny(F x) {
     return scaledByPower(p, roundedBits(shifted));
 }
 
-/// The largest error is 1.0 units in the last place.
 inline F expOf(F x) {
     if (anyOf(isBeyond(absolute(x), F(87.0f)))) [[unlikely]]
         return expOfAny(x);
@@ -153,7 +152,7 @@ inline F phaseOf(Complex<F> z) {
     const F x = absolute(z.re), y = absolute(z.im);
     const M steep = y > x;
     const F larger = choose(steep, y, x), smaller = choose(steep, x, y);
-    F q = smaller / larger;
+    F q = quotient(smaller, larger);
     // Equal parts give 1 or, at the origin, 0, where the quotient may be NaN.
     if (anyOf(isNan(q))) [[unlikely]]
         q = choose(smaller == larger, choose(larger == zero, zero, F(1.0f)), q);

@@ -46,6 +46,9 @@ inline double mulAdd(double a, double b, double c) {
 inline float squareRoot(float x) {
     return sqrtf(x);
 }
+inline float quotient(float a, float b) {
+    return a / b;
+}
 inline float choose(bool condition, float yes, float no) {
     return condition ? yes : no;
 }

@@ -18,8 +18,14 @@ inline constexpr int lanesOf = static_cast<int>(V::size);
 template <>
 inline constexpr int lanesOf<float> = 1;
 
-inline F squareRoot(F x) {
+// Templates, before which a form's own functions come.
+template <class A>
+inline xsimd::batch<float, A> squareRoot(xsimd::batch<float, A> x) {
     return xsimd::sqrt(x);
+}
+template <class A>
+inline xsimd::batch<float, A> quotient(xsimd::batch<float, A> a, xsimd::batch<float, A> b) {
+    return a / b;
 }
 inline F choose(M condition, F yes, F no) {
     return xsimd::select(condition, yes, no);

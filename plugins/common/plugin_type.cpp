@@ -1,0 +1,97 @@
+#include "common/plugin_type.h"
+
+#include "common/latency.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace sorvane::plugins {
+
+namespace {
+
+constexpr int mostBussesWithParameters = 16;
+constexpr float highestGain = 10.0F; // +20 dB
+
+const std::vector<std::pair<const char*, const char*>> sides = {{"left", "Left"},
+                                                                {"right", "Right"}};
+
+int steeredBusses(const PluginType& type) {
+    return std::min(static_cast<int>(type.busNames.size()), mostBussesWithParameters);
+}
+
+void addAudioPorts(PluginType& type, PortRole role, int bus, const std::string& symbol,
+                   const std::string& name) {
+    if (type.channels == 1) {
+        type.ports.push_back({role, bus, symbol, name});
+        return;
+    }
+    for (const auto& [side, title] : sides)
+        type.ports.push_back({role, bus, symbol + "_" + side, name + " " + title});
+}
+
+void addMixControls(PluginType& type) {
+    type.ports.push_back({PortRole::amount, 0, "amount", "Amount", "", 0.0F, 1.0F, 1.0F});
+    if (type.busNames.size() == 2) {
+        type.ports.push_back({PortRole::remainderLevel, 1, "remainder_level", "Remainder level",
+                              "dB", -96.0F, 0.0F, 0.0F});
+        return;
+    }
+    for (int bus = 0; bus < steeredBusses(type); ++bus)
+        type.ports.push_back({PortRole::gain, bus, "gain_" + std::to_string(bus),
+                              "Gain " + type.busNames[static_cast<std::size_t>(bus)], "", 0.0F,
+                              highestGain, 1.0F});
+}
+
+void addSensitivities(PluginType& type) {
+    for (int bus = 0; bus < steeredBusses(type); ++bus)
+        type.ports.push_back({PortRole::sensitivity, bus, "sensitivity_" + std::to_string(bus),
+                              "Sensitivity " + type.busNames[static_cast<std::size_t>(bus)], "%",
+                              -100.0F, 100.0F, 0.0F});
+}
+
+void addLatency(PluginType& type) {
+    // Hosts know the port by this name.
+    type.ports.push_back({PortRole::latency, 0, "latency", "latency", "", 0.0F,
+                          static_cast<float>(longestLatency), 0.0F});
+}
+
+PluginType startOf(const CatalogueModel& model, const std::string& kind, int channels) {
+    return {model.label + "_" + kind,
+            "Sorvane " + model.label + " (" + kind + ")",
+            model.path,
+            channels,
+            kind == "stems",
+            model.busNames,
+            {}};
+}
+
+} // namespace
+
+PluginType mixPlugin(const CatalogueModel& model, int channels) {
+    PluginType type = startOf(model, channels == 1 ? "mono" : "stereo", channels);
+    addAudioPorts(type, PortRole::audioInput, 0, "in", "Input");
+    addAudioPorts(type, PortRole::audioOutput, 0, "out", "Output");
+    addMixControls(type);
+    addSensitivities(type);
+    type.ports.push_back(
+        {PortRole::removed, 0, "removed", "Hear what is removed", "", 0.0F, 1.0F, 0.0F});
+    addLatency(type);
+    return type;
+}
+
+PluginType stemsPlugin(const CatalogueModel& model) {
+    PluginType type = startOf(model, "stems", 2);
+    addAudioPorts(type, PortRole::audioInput, 0, "in", "Input");
+    for (std::size_t bus = 0; bus < model.busNames.size(); ++bus)
+        addAudioPorts(type, PortRole::audioOutput, static_cast<int>(bus),
+                      "stem_" + std::to_string(bus), model.busNames[bus]);
+    addSensitivities(type);
+    addLatency(type);
+    return type;
+}
+
+bool canGiveStems(const CatalogueModel& model) {
+    return model.busNames.size() <= mostBussesWithParameters;
+}
+
+} // namespace sorvane::plugins

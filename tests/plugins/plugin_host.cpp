@@ -1,0 +1,247 @@
+#include "plugins/plugin_host.h"
+
+#include "lv2/lv2_uris.h"
+#include "lv2/turtle.h"
+#include "tools/small_models.h"
+#include "util/model_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
+#include <lv2/urid/urid.h>
+#include <map>
+#include <random>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace sorvane::test {
+
+namespace {
+
+ModelFile groupsModel() {
+    ModelFile model;
+    model.layers = {conv("down", "input", {{1, 1, 1, 1}, {1.0F}}, {{1}, {0.0F}}, {.strideT = 4}),
+                    transposedConv("up", "down", {{4, 1, 1, 1}, {1.0F, 2.0F, 3.0F, 4.0F}},
+                                   {{1}, {-2.0F}}, 1, {.strideT = 4}),
+                    activation("mask", 6, "up")};
+    model.outputSource = "mask";
+    return model;
+}
+
+ModelFile manyBussesModel() {
+    ModelFile model;
+    model.numMasks = 16;
+    model.outputNames.assign(17, "same name");
+    model.layers = {conv("masks", "input", constantTensor({1, 1, 1, 16}, 0.0F),
+                         constantTensor({16}, 1.0F / 32.0F))};
+    model.outputSource = "masks";
+    return model;
+}
+
+// Tells the modules where it is before they are loaded.
+class ModelFolder {
+public:
+    ModelFolder() : folder(TempFile("").path()) {
+        fs::create_directories(folder / "folder.model");
+        fs::create_directories(bundleFolder);
+        write("three_busses", threeBusModel().bytes());
+        write("groups-48k", groupsModel().bytes());
+        write("many.busses", manyBussesModel().bytes());
+        std::vector<std::uint8_t> broken = groupsModel().bytes();
+        broken.resize(broken.size() / 2);
+        write("broken", broken);
+        setenv("SORVANE_MODEL_PATH", ("/nowhere::" + folder.string()).c_str(), 1);
+    }
+    ~ModelFolder() {
+        std::error_code ignored;
+        fs::remove_all(folder, ignored);
+    }
+    ModelFolder(const ModelFolder&) = delete;
+    ModelFolder& operator=(const ModelFolder&) = delete;
+
+    [[nodiscard]] std::vector<fs::path> folders() const { return {SORVANE_MODELS_DIR, folder}; }
+    [[nodiscard]] const std::string& bundle() const { return bundleFolder; }
+
+private:
+    void write(const std::string& name, const std::vector<std::uint8_t>& bytes) const {
+        std::ofstream file(folder / (name + ".model"), std::ios::binary);
+        for (const std::uint8_t byte : bytes)
+            file.put(static_cast<char>(byte));
+    }
+
+    fs::path folder;
+    std::string bundleFolder = (folder / "bundle").string();
+};
+
+const ModelFolder& modelFolder() {
+    static const ModelFolder folder;
+    return folder;
+}
+
+// All that a module describes. It stays loaded, as in most hosts.
+template <typename Descriptor, typename Index>
+std::vector<const Descriptor*> descriptorsOf(const char* module, const char* function) {
+    modelFolder();
+    void* const library = dlopen(module, RTLD_NOW | RTLD_LOCAL);
+    if (!library)
+        throw std::runtime_error(dlerror());
+    using Function = const Descriptor* (*)(Index);
+    const auto get = reinterpret_cast<Function>(dlsym(library, function));
+    std::vector<const Descriptor*> descriptors;
+    for (Index i = 0; const Descriptor* descriptor = get(i); ++i)
+        descriptors.push_back(descriptor);
+    return descriptors;
+}
+
+template <typename Descriptor>
+class Hosted : public HostedPlugin {
+public:
+    Hosted(const Descriptor& descriptor, void* instance) : plugin(descriptor), m_handle(instance) {}
+    ~Hosted() override { plugin.cleanup(m_handle); }
+
+    void connect(std::size_t port, float* memory) override {
+        plugin.connect_port(m_handle, static_cast<std::uint32_t>(port), memory);
+    }
+    void activate() override { plugin.activate(m_handle); }
+    void run(std::size_t count) override {
+        plugin.run(m_handle, static_cast<std::uint32_t>(count));
+    }
+    void* handle() override { return m_handle; }
+
+private:
+    const Descriptor& plugin;
+    void* m_handle;
+};
+
+template <typename Descriptor>
+std::unique_ptr<HostedPlugin> host(const Descriptor& descriptor, void* instance) {
+    if (!instance)
+        return nullptr;
+    return std::make_unique<Hosted<Descriptor>>(descriptor, instance);
+}
+
+LV2_URID mapUri(LV2_URID_Map_Handle /*handle*/, const char* uri) {
+    static std::map<std::string, LV2_URID> ids;
+    return ids.emplace(uri, static_cast<LV2_URID>(ids.size() + 1)).first->second;
+}
+
+std::map<std::string, plugins::PluginType> makeTypes() {
+    std::map<std::string, plugins::PluginType> types;
+    const auto add = [&](const plugins::PluginType& type) { types.emplace(type.label, type); };
+    for (const auto& model : plugins::listModels(modelFolder().folders())) {
+        add(plugins::mixPlugin(model, 1));
+        add(plugins::mixPlugin(model, 2));
+        if (plugins::canGiveStems(model))
+            add(plugins::stemsPlugin(model));
+    }
+    return types;
+}
+
+const std::map<std::string, plugins::PluginType>& allTypes() {
+    static const std::map<std::string, plugins::PluginType> types = makeTypes();
+    return types;
+}
+
+} // namespace
+
+const std::vector<const LADSPA_Descriptor*>& ladspaDescriptors() {
+    static const auto descriptors =
+        descriptorsOf<LADSPA_Descriptor, unsigned long>(SORVANE_LADSPA, "ladspa_descriptor");
+    return descriptors;
+}
+
+const std::vector<const LV2_Descriptor*>& lv2Descriptors() {
+    static const auto descriptors =
+        descriptorsOf<LV2_Descriptor, std::uint32_t>(SORVANE_LV2, "lv2_descriptor");
+    return descriptors;
+}
+
+std::unique_ptr<HostedPlugin> instantiate(Format format, const std::string& label, double rate) {
+    if (format == Format::ladspa) {
+        for (const LADSPA_Descriptor* plugin : ladspaDescriptors())
+            if (plugin->Label == label)
+                return host(*plugin, plugin->instantiate(plugin, static_cast<unsigned long>(rate)));
+    } else {
+        static LV2_URID_Map map{nullptr, mapUri};
+        static const LV2_Feature mapFeature{LV2_URID__map, &map};
+        static const std::array<const LV2_Feature*, 2> features{&mapFeature, nullptr};
+        for (const LV2_Descriptor* plugin : lv2Descriptors())
+            if (plugin->URI == SORVANE_LV2_PREFIX + label)
+                return host(*plugin, plugin->instantiate(plugin, rate, bundlePath().c_str(),
+                                                         features.data()));
+    }
+    throw std::out_of_range("no plug-in " + label);
+}
+
+const plugins::PluginType& typeOf(const std::string& label) {
+    return allTypes().at(label);
+}
+
+const std::string& bundlePath() {
+    static const std::string path = [] {
+        for (const auto& [label, type] : allTypes())
+            std::ofstream(fs::path(modelFolder().bundle()) / plugins::descriptionFileOf(type))
+                << plugins::descriptionOf(type);
+        return modelFolder().bundle();
+    }();
+    return path;
+}
+
+const std::string& modelPathOf(const std::string& label) {
+    return typeOf(label).modelPath;
+}
+
+BlockSizes blocksOf(std::size_t size) {
+    return [size] { return size; };
+}
+
+BlockSizes randomBlocks(unsigned seed) {
+    return [random = std::mt19937(seed)]() mutable { return 1 + random() % 2000; };
+}
+
+Session::Session(Format format, const std::string& label, double rate)
+    : type(typeOf(label)), plugin(instantiate(format, label, rate)), controls(type.ports.size()) {
+    if (!plugin)
+        throw std::runtime_error(label + " was refused");
+    for (std::size_t i = 0; i < controls.size(); ++i) {
+        controls[i] = type.ports[i].standard;
+        if (!type.ports[i].isAudio())
+            plugin->connect(i, &controls[i]);
+    }
+    plugin->activate();
+}
+
+float* Session::control(const std::string& symbol) {
+    const auto found =
+        std::find_if(type.ports.begin(), type.ports.end(),
+                     [&](const plugins::Port& port) { return port.symbol == symbol; });
+    if (found == type.ports.end())
+        throw std::out_of_range("no control " + symbol);
+    return &controls[static_cast<std::size_t>(found - type.ports.begin())];
+}
+
+void Session::set(const std::string& symbol, float value) {
+    *control(symbol) = value;
+}
+
+AudioRows Session::run(const AudioRows& input, const BlockSizes& blocks) {
+    AudioRows audio = input;
+    const auto numAudio = static_cast<std::size_t>(
+        std::count_if(type.ports.begin(), type.ports.end(),
+                      [](const plugins::Port& port) { return port.isAudio(); }));
+    audio.resize(numAudio, std::vector<float>(input[0].size(), 7.0F));
+    for (std::size_t start = 0; start < input[0].size();) {
+        const std::size_t count = std::min(blocks(), input[0].size() - start);
+        for (std::size_t port = 0; port < numAudio; ++port)
+            plugin->connect(port, audio[port].data() + start);
+        plugin->run(count);
+        start += count;
+    }
+    return {audio.begin() + static_cast<std::ptrdiff_t>(input.size()), audio.end()};
+}
+
+} // namespace sorvane::test
