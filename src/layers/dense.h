@@ -16,10 +16,13 @@ public:
 
 private:
     void verify(const TensorDims& input) const;
+    void multiply(const T* frame, const TensorDims& dims, T* out) const;
 
-    Tensor<T> weights; // [F out, F in, C], walked as a flat array
+    Tensor<T> weights; // [F out, F in, C], walked as a flat array; with one channel F out in panels
     Tensor<T> bias;    // F * C values, or empty
     Tensor<T> output;
+    int matrixSize = 0; // F of weights in panels
+    int panelWidth = 0; // 0 for weights that aren't
     ShapeGuard guard;
 };
 

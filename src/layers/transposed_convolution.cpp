@@ -135,11 +135,11 @@ void TransposedConvLayer<T>::emitFrames(int outRows) {
     emitFrame.setShape({1, outRows, outputChannels});
     for (int m = 0; m < count; ++m) {
         T* out = emitFrame.writableElements();
-        copyElements(frameOf(accumulator, (frameCount + strideT - count + m) % ringLength()), out,
-                     std::int64_t{outRows} * outputChannels);
-        if (bias.numAvailable() > 0 && outputChannels > 0)
-            for (int o = 0; o < outRows; ++o, out += outputChannels)
-                check(ippsAdd_32f(out, bias.elements(), out, outputChannels));
+        const T* frame = frameOf(accumulator, (frameCount + strideT - count + m) % ringLength());
+        if (bias.numAvailable() > 0 && outputChannels > 0 && outRows > 0)
+            check(ippsAddRow_32f(frame, bias.elements(), out, outRows, outputChannels));
+        else
+            copyElements(frame, out, std::int64_t{outRows} * outputChannels);
         appendBounded(pending, emitFrame, maxTensorsInList);
         this->noteBurstChange();
     }

@@ -43,6 +43,20 @@ bool pack(Tensor32& weights, std::int64_t rows, int columns, int& panelWidth, At
     return true;
 }
 
+/// Replaces the buffer by one with element (row, column) at index(row, column).
+template <typename IndexOf>
+void unpack(Tensor32& weights, int rows, int columns, int& panelWidth, IndexOf index) {
+    if (panelWidth == 0)
+        return;
+    const auto unpacked = makeBuffer(std::int64_t{rows} * columns);
+    const float* in = weights.elements();
+    forEachInPanels(rows, columns, panelWidth, [&](std::int64_t row, int column) {
+        unpacked->data[index(row, column)] = *in++;
+    });
+    weights.data = unpacked;
+    panelWidth = 0;
+}
+
 } // namespace
 
 bool packRows(Tensor32& weights, std::int64_t rows, int columns, int& panelWidth) {
@@ -60,16 +74,14 @@ bool packColumns(Tensor32& weights, std::int64_t kernels, int columns, int rows,
     });
 }
 
-void unpackRows(Tensor32& weights, std::int64_t rows, int columns, int& panelWidth) {
-    if (panelWidth == 0)
-        return;
-    const auto unpacked = makeBuffer(rows * columns);
-    const float* in = weights.elements();
-    forEachInPanels(rows, columns, panelWidth, [&](std::int64_t row, int column) {
-        unpacked->data[row * columns + column] = *in++;
-    });
-    weights.data = unpacked;
-    panelWidth = 0;
+void unpackRows(Tensor32& weights, int rows, int columns, int& panelWidth) {
+    unpack(weights, rows, columns, panelWidth,
+           [&](std::int64_t row, int column) { return row * columns + column; });
+}
+
+void unpackColumns(Tensor32& weights, int columns, int rows, int& panelWidth) {
+    unpack(weights, rows, columns, panelWidth,
+           [&](std::int64_t row, int column) { return std::int64_t{column} * rows + row; });
 }
 
 } // namespace sorvane

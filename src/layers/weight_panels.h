@@ -18,7 +18,8 @@ bool packRows(Tensor32& weights, std::int64_t rows, int columns, int& panelWidth
 /// those of one matrix with the rows of all kernels one below the other.
 bool packColumns(Tensor32& weights, std::int64_t kernels, int columns, int rows, int& panelWidth);
 
-/// Takes the order of a packed matrix back to row by row, for which the panel width is 0.
-void unpackRows(Tensor32& weights, std::int64_t rows, int columns, int& panelWidth);
+/// Take a packed matrix (of one kernel) back to the file's order, for which the panel width is 0.
+void unpackRows(Tensor32& weights, int rows, int columns, int& panelWidth);
+void unpackColumns(Tensor32& weights, int columns, int rows, int& panelWidth);
 
 } // namespace sorvane

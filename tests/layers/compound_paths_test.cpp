@@ -111,8 +111,14 @@ Case separableCase(Values& v, int channels) {
 
 Case denseCase(Values& v, int channels) {
     const int rows = v.random().between(1, 20);
-    return {dense("layer", "input", v.tensor({rows, rows, channels}), v.optional({rows, channels})),
-            rows, channels};
+    // Every third case is a matrix over the positions of one channel.
+    const int inChannels = channels % 3 == 0 ? 1 : channels;
+    const int inRows = channels % 3 == 0 ? channels : rows;
+    // Weights of more positions than the input's are read as a flat array.
+    const int fileRows = inRows + (v.random().chance(0.2) ? 2 : 0);
+    return {dense("layer", "input", v.tensor({fileRows, fileRows, inChannels}),
+                  v.optional({inRows, inChannels})),
+            inRows, inChannels};
 }
 
 Case attentionCase(Values& v, int channels) {

@@ -34,7 +34,9 @@ struct Correlation {
     std::ptrdiff_t outStep;
     int outRows;
     int columns;
-    bool addsToOutput; // adds the sums to what `out` holds, rather than putting them there
+    /// Adds the sums to what `out` holds, rather than putting them there. There is then one frame and
+    /// one position, which every row meets.
+    bool addsToOutput;
 
     int firstRow;
     int stride;

@@ -74,6 +74,12 @@ void convTransposedByFlatOperations(const Ipp32f* src, const Ipp32f* weights, Ip
                        });
 }
 
+void addRowByFlatOperations(const Ipp32f* src, const Ipp32f* row, Ipp32f* dst, int numRows,
+                            int len) {
+    for (int r = 0; r < numRows; ++r, src += len, dst += len)
+        ippsAdd_32f(src, row, dst, len);
+}
+
 void denseByFlatOperations(const Ipp32f* src, const Ipp32f* weights, Ipp32f* dst, int numRows,
                            int channels) {
     for (int i = 0; i < numRows; ++i, dst += channels) {

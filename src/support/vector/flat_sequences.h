@@ -13,6 +13,9 @@ void convByFlatOperations(const Ipp32f* const* frames, const Ipp32f* weights, co
 void convTransposedByFlatOperations(const Ipp32f* src, const Ipp32f* weights, Ipp32f* const* frames,
                                     const IppsConvSize_32f& size, bool depthwise);
 
+void addRowByFlatOperations(const Ipp32f* src, const Ipp32f* row, Ipp32f* dst, int numRows,
+                            int len);
+
 void denseByFlatOperations(const Ipp32f* src, const Ipp32f* weights, Ipp32f* dst, int numRows,
                            int channels);
 

@@ -281,6 +281,17 @@ IppStatus ippsConvTransposedDepthwise_32f(const Ipp32f* src, const Ipp32f* weigh
                                  : convTransposed(src, weights, panelWidth, frames, *size, true);
 }
 
+IppStatus ippsAddRow_32f(const Ipp32f* src, const Ipp32f* row, Ipp32f* dst, int numRows, int len) {
+    if (src == nullptr || row == nullptr || dst == nullptr)
+        return ippStsNullPtrErr;
+    if (!allPositive({numRows, len}))
+        return ippStsSizeErr;
+    if (!usesFlatSequences())
+        return kernels().addRow32f(src, row, dst, numRows, len);
+    sorvane::vector::addRowByFlatOperations(src, row, dst, numRows, len);
+    return ippStsNoErr;
+}
+
 IppStatus ippsDense_32f(const Ipp32f* src, const Ipp32f* weights, Ipp32f* dst, int numRows,
                         int channels) {
     if (src == nullptr || weights == nullptr || dst == nullptr)

@@ -83,6 +83,11 @@ IppStatus ippsConvTransposed_32f(const Ipp32f* src, const Ipp32f* weights, int p
 IppStatus ippsConvTransposedDepthwise_32f(const Ipp32f* src, const Ipp32f* weights, int panelWidth,
                                           Ipp32f* const* frames, const IppsConvSize_32f* size);
 
+/// A row added to each of numRows rows of `len` values, one after another.
+///
+/// Equals ippsAdd_32f(a row of src, row, a row of dst, len) for each of them.
+IppStatus ippsAddRow_32f(const Ipp32f* src, const Ipp32f* row, Ipp32f* dst, int numRows, int len);
+
 /// The product of a matrix of numRows x numRows rows of `channels` weights (not in panels) with
 /// numRows rows, each channel by itself.
 ///

@@ -58,6 +58,7 @@ struct Kernels {
     int panelWidth; // of the largest panel of weights whose sums fit the registers
     void (*correlateRows)(const Correlation*);
     void (*correlateByColumn)(const Correlation*);
+    IppStatus (*addRow32f)(const Ipp32f*, const Ipp32f*, Ipp32f*, int, int);
     IppStatus (*bands32f)(const Ipp32f*, const IppsBand_32f*, int, Ipp32f*, int);
     IppStatus (*filterFrames32f)(const Ipp32f* const*, const Ipp32f*, int, Ipp32f*, int);
     IppStatus (*filterRows32f)(const Ipp32f*, const Ipp32f*, int, Ipp32f*, int, int);

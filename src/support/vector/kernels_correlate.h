@@ -41,28 +41,41 @@ public:
         : c(correlation), column(firstColumn), count(columnCount) {}
 
     void run() const {
-        const int innerEnd = endOfInnerRows();
-        int row = 0;
-        while (row < c.outRows && rowOf(row) < 0)
-            addEdgeRow(row++);
-        if (row < innerEnd) {
-            addInnerRows(row, innerEnd);
-            row = innerEnd;
-        }
-        while (row < c.outRows)
-            addEdgeRow(row++);
+        if (!hasAdjacentFactors())
+            return addByPosition(0, c.outRows);
+        int innerBegin = 0, innerEnd = endOfInnerRows();
+        while (innerBegin < innerEnd && rowOf(innerBegin) < 0)
+            ++innerBegin;
+        const bool longSums = std::ptrdiff_t{c.numFrames} * c.positions * c.channels >= longSum;
+        if (longSums)
+            extendEdges(innerBegin, innerEnd);
+        if (innerBegin >= innerEnd)
+            innerBegin = innerEnd = c.outRows;
+        addEdgeRows(0, innerBegin, longSums);
+        addRows(innerBegin, innerEnd, {0, c.numFrames}, {0, c.positions}, c.init, c.initStep);
+        addEdgeRows(innerEnd, c.outRows, longSums);
     }
 
 private:
     static constexpr int maxRows =
         tileVectors / Columns::numVectors < 12 ? tileVectors / Columns::numVectors : 12;
 
+    /// Products of a row from which on edge rows go by position, in blocks with their neighbours: a
+    /// row by itself keeps its multiply-adds waiting for each other.
+    static constexpr int longSum = 256;
+
     struct Range {
         int begin, end;
+        bool operator==(const Range&) const = default;
     };
 
     /// The row of the frames that kernel position 0 of an output row meets.
     std::ptrdiff_t rowOf(std::ptrdiff_t outRow) const { return c.firstRow + outRow * c.stride; }
+
+    /// Whether the factors of a position follow those of the one before.
+    bool hasAdjacentFactors() const {
+        return Factors::byColumn || c.positions == 1 || c.rowStep == c.channels;
+    }
 
     /// The first output row that reaches past the frames' end.
     int endOfInnerRows() const {
@@ -71,51 +84,99 @@ private:
         return end < c.outRows ? static_cast<int>(end) : c.outRows;
     }
 
-    /// Rows that meet all positions, in blocks of nearly equal height, as low ones don't fill the
-    /// pipelines: the last ones have a row more than the others.
-    void addInnerRows(int begin, int end) const {
-        const int numRows = end - begin;
-        const int numBlocks = (numRows - 1) / maxRows + 1;
-        const int height = numRows / numBlocks, numHigher = numRows % numBlocks;
-        addProducts(begin, height, numBlocks - numHigher, {0, c.positions});
+    /// Makes whole blocks of the rows at either edge, if there are any.
+    void extendEdges(int& innerBegin, int& innerEnd) const {
+        const auto wholeBlocks = [](int rows) { return (rows + maxRows - 1) / maxRows * maxRows; };
+        innerBegin = wholeBlocks(innerBegin);
+        innerEnd = c.outRows - wholeBlocks(c.outRows - innerEnd);
+    }
+
+    /// Rows of which some meet some of the positions only.
+    void addEdgeRows(int begin, int end, bool longSums) const {
+        if (longSums)
+            return addByPosition(begin, end);
+        for (int row = begin; row < end; ++row) {
+            const std::ptrdiff_t before = -rowOf(row), after = c.numRows - rowOf(row);
+            addRows(row, row + 1, {0, c.numFrames},
+                    {before > 0 ? clipped(before) : 0, clipped(after)}, c.init, c.initStep);
+        }
+    }
+
+    int clipped(std::ptrdiff_t position) const {
+        return position < 0 ? 0 : position < c.positions ? static_cast<int>(position) : c.positions;
+    }
+
+    /// Takes each position of each frame for those rows that meet it, with the sums in memory in
+    /// between.
+    void addByPosition(int begin, int end) const {
+        const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(float);
+        for (int o = begin; c.init != c.out && o < end; ++o) {
+            float* const row = c.out + o * c.outStep + column;
+            if (c.init)
+                std::memcpy(row, c.init + o * c.initStep + column, bytes);
+            else
+                std::memset(row, 0, bytes);
+        }
+        for (int k = 0; k < c.numFrames; ++k) {
+            Range rows = {end, end};
+            for (int j = 0; j < c.positions;) {
+                // Both ends of the rows that meet a position move down as positions go up.
+                rows = rowsMeeting(j, begin, rows);
+                int next = j + 1;
+                while (next < c.positions && hasAdjacentFactors() &&
+                       rowsMeeting(next, begin, rows) == rows)
+                    ++next;
+                addRows(rows.begin, rows.end, {k, k + 1}, {j, next}, c.out, c.outStep);
+                j = next;
+            }
+        }
+    }
+
+    Range rowsMeeting(int position, int begin, Range before) const {
+        Range rows = before;
+        while (rows.begin > begin && rowOf(rows.begin - 1) + position >= 0)
+            --rows.begin;
+        while (rows.end > begin && rowOf(rows.end - 1) + position >= c.numRows)
+            --rows.end;
+        return rows;
+    }
+
+    /// Adds the products of some frames and positions to rows, in blocks of nearly equal height, as
+    /// low ones don't fill the pipelines: the last ones have a row more than the others.
+    void addRows(int begin, int end, Range frames, Range positions, const float* init,
+                 std::ptrdiff_t initStep) const {
+        if (begin >= end)
+            return;
+        const int numBlocks = (end - begin - 1) / maxRows + 1;
+        const int height = (end - begin) / numBlocks, numHigher = (end - begin) % numBlocks;
+        const int firstHigher = end - numHigher * (height + 1);
+        addBlocks(begin, height, numBlocks - numHigher, frames, positions, init, initStep);
         if (numHigher > 0)
-            addProducts(end - numHigher * (height + 1), height + 1, numHigher, {0, c.positions});
+            addBlocks(firstHigher, height + 1, numHigher, frames, positions, init, initStep);
     }
 
-    /// A row that meets some positions only.
-    void addEdgeRow(int row) const {
-        const std::ptrdiff_t first = rowOf(row), last = c.numRows - first;
-        addProducts(row, 1, 1,
-                    {first < 0 ? static_cast<int>(first > -c.positions ? -first : c.positions) : 0,
-                     last < c.positions ? static_cast<int>(last > 0 ? last : 0) : c.positions});
-    }
-
-    /// Adds the products of some positions to blocks of rows.
-    void addProducts(int begin, int height, int numBlocks, Range positions) const {
-        // Runs of adjacent factors become one.
-        const bool oneRun = Factors::byColumn || c.rowStep == c.channels;
+    void addBlocks(int begin, int height, int numBlocks, Range frames, Range positions,
+                   const float* init, std::ptrdiff_t initStep) const {
         const int numPositions =
             positions.end > positions.begin ? positions.end - positions.begin : 0;
-        const std::ptrdiff_t productsBefore = std::ptrdiff_t{positions.begin} * c.channels;
-        const std::ptrdiff_t productsLeft =
-            (std::ptrdiff_t{c.positions} - numPositions) * c.channels;
+        const std::ptrdiff_t firstPosition =
+            std::ptrdiff_t{frames.begin} * c.positions + positions.begin;
+        const std::ptrdiff_t positionWeights = c.channels * c.weightStep;
         const TileSum sum = {
-            .frames = c.frames,
-            .numFrames = numPositions > 0 ? c.numFrames : 0,
+            .frames = c.frames + frames.begin,
+            .numFrames = numPositions > 0 ? frames.end - frames.begin : 0,
             .offset = (rowOf(begin) + positions.begin) * c.rowStep + c.firstFactor +
                       (Factors::byColumn ? column : 0),
             .rowStep = c.stride * c.rowStep,
-            .numRuns = oneRun ? 1 : numPositions,
-            .runStep = c.rowStep,
-            .runLength = oneRun ? numPositions * c.channels : c.channels,
+            .numFactors = numPositions * c.channels,
             .factorStep = c.rowStep,
-            .weights = c.weights + productsBefore * c.weightStep + column,
+            .weights = c.weights + firstPosition * positionWeights + column,
             .weightStep = c.weightStep,
-            .skippedWeights = productsLeft * c.weightStep,
+            .skippedWeights = (c.positions - numPositions) * positionWeights,
         };
         const TileRows rows = {
-            .init = c.init ? c.init + begin * c.initStep + column : nullptr,
-            .initStep = c.initStep,
+            .init = init ? init + begin * initStep + column : nullptr,
+            .initStep = initStep,
             .out = c.out + begin * c.outStep + column,
             .outStep = c.outStep,
             .addsToOutput = c.addsToOutput,

@@ -63,6 +63,7 @@ inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
             static_cast<int>(maxColumnVectors * W),
             correlateRows,
             correlateByColumn,
+            addRow32f,
             bands32f,
             filterFrames32f,
             filterRows32f,

@@ -27,16 +27,14 @@ inline void unrolled(Op op) {
     }
 }
 
-/// What the rows of a tile sum up: in each frame `numRuns` runs of `runLength` factors, each factor
-/// with a row of weights. Steps count floats.
+/// What the rows of a tile sum up: `numFactors` factors of each frame, each with a row of weights.
+/// Steps count floats.
 struct TileSum {
     const float* const* frames;
     int numFrames;
     std::ptrdiff_t offset; // of the first factor of the first row, in each frame
     std::ptrdiff_t rowStep;
-    int numRuns;
-    std::ptrdiff_t runStep;
-    int runLength;
+    int numFactors;
     std::ptrdiff_t factorStep;
     const float* weights;
     std::ptrdiff_t weightStep;
@@ -197,21 +195,18 @@ void computeTiles(const TileSum& sum, const TileRows& rows, int columnCount, int
 
         const float* w = sum.weights;
         for (int k = 0; k < sum.numFrames; ++k, w += sum.skippedWeights) {
-            const float* run = sum.frames[k] + offset;
-            for (int j = 0; j < sum.numRuns; ++j, run += sum.runStep) {
-                const float* x[pointers];
-                unrolled<pointers>([&](auto g) { x[g.value] = run + 4 * g.value * rowStep; });
-                for (int m = 0; m < sum.runLength; ++m, w += weightStep) {
-                    TileVectors<Columns, 1> weights;
-                    unrolled<N>(
-                        [&](auto n) { weights.at(Index<0>{}, n) = columns.loadWeights(w, n); });
-                    forEach([&](auto r, auto n) {
-                        const float* row = x[r.value / 4] + r.value % 4 * rowStep;
-                        sums.at(r, n) = mulAdd(weights.at(Index<0>{}, n),
-                                               Factors::load(row, columns, n), sums.at(r, n));
-                    });
-                    unrolled<pointers>([&](auto g) { x[g.value] += factorStep; });
-                }
+            const float* x[pointers];
+            unrolled<pointers>(
+                [&](auto g) { x[g.value] = sum.frames[k] + offset + 4 * g.value * rowStep; });
+            for (int m = 0; m < sum.numFactors; ++m, w += weightStep) {
+                TileVectors<Columns, 1> weights;
+                unrolled<N>([&](auto n) { weights.at(Index<0>{}, n) = columns.loadWeights(w, n); });
+                forEach([&](auto r, auto n) {
+                    const float* row = x[r.value / 4] + r.value % 4 * rowStep;
+                    sums.at(r, n) = mulAdd(weights.at(Index<0>{}, n),
+                                           Factors::load(row, columns, n), sums.at(r, n));
+                });
+                unrolled<pointers>([&](auto g) { x[g.value] += factorStep; });
             }
         }
 

@@ -85,6 +85,36 @@ inline void sumWeightedRows(const float* first, float weight, float* dst, std::p
         computeColumns(FewColumns<false>(static_cast<int>(rest)));
 }
 
+template <class Columns>
+inline void addRowColumns(const float* src, const float* row, float* dst, int numRows, int len,
+                          int first, int count) {
+    const Columns columns(count);
+    F added[Columns::numVectors];
+    unrolled<Columns::numVectors>([&](auto n) { added[n.value] = columns.load(row + first, n); });
+    src += first;
+    dst += first;
+    for (int r = 0; r < numRows; ++r, src += len, dst += len) {
+        F sums[Columns::numVectors];
+        unrolled<Columns::numVectors>(
+            [&](auto n) { sums[n.value] = columns.load(src, n) + added[n.value]; });
+        unrolled<Columns::numVectors>([&](auto n) { columns.store(dst, sums[n.value], n); });
+    }
+}
+
+inline IppStatus addRow32f(const float* src, const float* row, float* dst, int numRows, int len) {
+    const int width = static_cast<int>(W);
+    int first = 0;
+    for (; len - first >= 2 * width; first += 2 * width)
+        addRowColumns<WholeVectors<2>>(src, row, dst, numRows, len, first, 2 * width);
+    if (len - first > width)
+        addRowColumns<WholeVectors<2>>(src, row, dst, numRows, len, first, len - first);
+    else if (len - first == width)
+        addRowColumns<WholeVectors<1>>(src, row, dst, numRows, len, first, width);
+    else if (len > first)
+        addRowColumns<FewColumns<false>>(src, row, dst, numRows, len, first, len - first);
+    return ippStsNoErr;
+}
+
 inline IppStatus filterFrames32f(const float* const* frames, const float* taps, int numTaps,
                                  float* dst, int len) {
     sumWeightedRows(frames[0], taps[0], dst, len,
