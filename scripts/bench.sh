@@ -8,7 +8,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install_packages.sh cmake g++ ninja-build pkg-config util-linux \
-    libbenchmark-dev libcli11-dev libdnnl-dev libfftw3-dev libgtest-dev libsndfile1-dev libsoxr-dev libxsimd-dev nlohmann-json3-dev
+    libbenchmark-dev libcli11-dev libdnnl-dev libfftw3-dev libgtest-dev libsndfile1-dev \
+    libsoxr-dev libxsimd-dev nlohmann-json3-dev
 
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
