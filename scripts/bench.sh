@@ -2,8 +2,8 @@
 # usage: scripts/bench.sh [MODEL...]
 # Installs what is missing, builds, times the engine beside other ways to do the same, pinned to one
 # core, and writes the table to docs/benchmarks.md and docs/benchmarks.json. Model files are run as
-# whole networks beside the bench's own. SORVANE_BENCH_FLAGS goes to the program, for instance
-# "--filter Chain --repetitions 5 --form SSE2".
+# whole networks beside the bench's own. SORVANE_BENCH_FORMS names the forms of the vector layer to
+# time ("AVX-512 AVX2"); SORVANE_BENCH_FLAGS goes to the program, for instance "--filter Chain".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -28,17 +28,27 @@ pinned=()
 if command -v taskset >/dev/null; then
     pinned=(taskset -c $((jobs - 1)))
 fi
-# shellcheck disable=SC2086 # flags are words
-"${pinned[@]}" build/bench/bin/sorvane_bench "${models[@]}" \
-    --markdown build/benchmarks.md --json build/benchmarks.json ${SORVANE_BENCH_FLAGS:-}
+
+# The forms to compare, the machine's best first; one that it lacks ends the run.
+forms=${SORVANE_BENCH_FORMS:-AVX-512 AVX2}
 {
-    echo "# Measured speed"
+    sed -n '/^# Measured/,/^for what/p' docs/benchmarks.md
     echo
-    echo "Made by \`scripts/bench.sh\`: one process on one core, the sides of each comparison in turns,"
-    echo "medians of all repetitions and the quiet tenth of them. A ratio is our time over that of the"
-    echo "fastest other side, or over real time. See [performance.md](performance.md) for what limits it."
-    echo
-    cat build/benchmarks.md
-} >docs/benchmarks.md
-cp build/benchmarks.json docs/
+} >build/benchmarks.md
+for form in $forms; do
+    # shellcheck disable=SC2086 # flags are words
+    "${pinned[@]}" build/bench/bin/sorvane_bench "${models[@]}" --form "$form" --repetitions 9 \
+        --markdown "build/$form.md" --json "build/$form.json" ${SORVANE_BENCH_FLAGS:-}
+    { echo "## $form"; echo; sed 's/^## /### /' "build/$form.md"; echo; } >>build/benchmarks.md
+done
+cp build/benchmarks.md docs/
+{
+    separator='{'
+    for form in $forms; do
+        echo "$separator\"$form\":"
+        cat "build/$form.json"
+        separator=','
+    done
+    echo '}'
+} >docs/benchmarks.json
 echo "Left in docs/: benchmarks.md, benchmarks.json"
