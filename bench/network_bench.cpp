@@ -110,8 +110,8 @@ void addNetworks(const std::vector<std::string>& models) {
         addChain(growth, "blocks of " + std::to_string(block), {.layers = 4}, 1, block);
     for (const int channels : {2, 6})
         addChain(growth, "host channels " + std::to_string(channels), {.layers = 4}, channels);
-    for (const int models : {2, 4})
-        addChain(growth, "models " + std::to_string(models), {.layers = 4}, 1, 480, {}, models);
+    for (const int count : {2, 4})
+        addChain(growth, "models " + std::to_string(count), {.layers = 4}, 1, 480, {}, count);
 }
 
 } // namespace sorvane::bench
