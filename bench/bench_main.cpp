@@ -23,6 +23,9 @@ class Collector : public benchmark::BenchmarkReporter {
 public:
     std::map<std::string, Times> times; // by the side's name
 
+    /// Measures by the wall clock or the calling thread's time, which noise disturbs less.
+    explicit Collector(bool wallClock) : usesWallClock(wallClock) {}
+
     bool ReportContext(const Context& /*context*/) override { return true; }
 
     void ReportRuns(const std::vector<Run>& runs) override {
@@ -32,10 +35,14 @@ public:
             if (run.error_occurred)
                 std::cerr << run.benchmark_name() << ": " << run.error_message << '\n';
             else
-                times[run.run_name.function_name].push_back(run.cpu_accumulated_time /
-                                                            static_cast<double>(run.iterations));
+                times[run.run_name.function_name].push_back(
+                    (usesWallClock ? run.real_accumulated_time : run.cpu_accumulated_time) /
+                    static_cast<double>(run.iterations));
         }
     }
+
+private:
+    bool usesWallClock;
 };
 
 /// Text as a regular expression that matches nothing else.
@@ -53,7 +60,8 @@ Result measure(const Comparison& comparison, int index) {
     const std::string prefix = std::to_string(index) + '/';
     for (const Side& side : comparison.sides)
         benchmark::RegisterBenchmark((prefix + side.name).c_str(), side.run);
-    Collector collector;
+    // Beside real time counts what the host waits for, also where other threads work.
+    Collector collector(comparison.audioSeconds > 0);
     benchmark::RunSpecifiedBenchmarks(&collector, nullptr, '^' + escaped(prefix));
     benchmark::ClearRegisteredBenchmarks();
     Result result{&comparison, {}};
