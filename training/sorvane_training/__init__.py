@@ -1,4 +1,4 @@
-"""Networks for the engine: built and trained in PyTorch, written as model files, checked against it.
+"""Networks for the engine: trained in PyTorch, written as model files, checked against it.
 
 On NumPy alone:
     model_file   the file as records, its writer and its reader

@@ -6,7 +6,7 @@ from pathlib import Path
 
 import numpy as np
 
-LIBRARY = "libSorvaneEngine.so"
+BUILT = ("lib/libSorvaneEngine.so", "lib/libSorvaneEngine.dylib", "bin/SorvaneEngine.dll")
 
 
 def find_library():
@@ -18,10 +18,10 @@ def find_library():
     if named:
         return Path(named)
     root = Path(__file__).resolve().parents[2]
-    built = sorted(root.glob(f"build/*/lib/{LIBRARY}"), key=lambda path: path.stat().st_mtime)
+    built = [path for name in BUILT for path in root.glob("build/*/" + name)]
     if not built:
-        raise FileNotFoundError(f"no {LIBRARY}: build the engine or set SORVANE_LIBRARY")
-    return built[-1]
+        raise FileNotFoundError("no library: build the engine or set SORVANE_LIBRARY")
+    return max(built, key=lambda path: path.stat().st_mtime)
 
 
 class Engine:
@@ -80,7 +80,7 @@ class EngineModel:
         return result
 
     def run(self, frames):
-        """The output [T', F', C'] of a whole stream [T, F, C], pushed frame by frame after a reset."""
+        """The output [T', F', C'] of a whole stream [T, F, C], pushed frame by frame."""
         self.engine.ResetModelState(self.handle)
         results = [self.push(frames[t:t + 1]) for t in range(len(frames))]
         results = [result for result in results if result.shape[0]]

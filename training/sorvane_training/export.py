@@ -41,7 +41,8 @@ def export(network, header, layout="BTFC", storage=Storage()):
     try:
         graph = tracer.trace(network)
     except (fx.proxy.TraceError, TypeError) as error:
-        raise ModelError(f"{type(network).__name__}: its forward() can't be traced: {error}") from error
+        name = type(network).__name__
+        raise ModelError(f"{name}: its forward() can't be traced: {error}") from error
     fx.GraphModule(network, graph)  # knows the modules, which the next step needs
     graph.eliminate_dead_code()
     builder = _Builder(network, header, layout, storage)

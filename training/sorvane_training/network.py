@@ -38,7 +38,7 @@ class FileNetwork(nn.Module):
         return values[self.output_source]
 
     def run(self, frames, step=None):
-        """The output of a stream given as an array [T, F, C]; in calls of `step` frames if given."""
+        """The output of a stream, an array [T, F, C]; in calls of `step` frames if given."""
         x = torch.as_tensor(frames).unsqueeze(0).to(next(self.parameters(), torch.zeros(0)).dtype)
         with torch.no_grad():
             if step is None:

@@ -1,4 +1,4 @@
-"""How audio becomes a network's tensors, and its tensors masks: the engine's frames and packings."""
+"""How audio becomes a network's tensors: the engine's frames, spectra and packings."""
 
 import math
 from dataclasses import dataclass

@@ -95,7 +95,7 @@ def random_frames(model, count, seed=0):
 
 
 def audio_frames(model, samples):
-    """Frames [T, F, C] of samples [channels, length] at the model's rate, as the engine packs them."""
+    """Frames [T, F, C] of samples [channels, length], mixed to the model's channels."""
     samples = np.broadcast_to(np.atleast_2d(samples).mean(axis=0),
                               (model.num_input_channels, np.shape(samples)[-1]))
     return model.input_packing.pack(

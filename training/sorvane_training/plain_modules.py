@@ -50,7 +50,7 @@ def activation(module):
 
 def is_nothing(module):
     """Whether the module does nothing outside training."""
-    return isinstance(module, (nn.Identity, nn.Dropout, nn.Dropout1d, nn.Dropout2d, nn.AlphaDropout))
+    return isinstance(module, (nn.Identity, nn.Dropout, nn.Dropout1d, nn.Dropout2d))
 
 
 def padding(module):

@@ -19,13 +19,14 @@ that lacks its last d frames. Parameters have the shapes of the model file.
 from .activation import (ELULayer, HardSigmoidLayer, LeakyReLULayer, ReLULayer, SigmoidLayer,
                          SoftplusLayer)
 from .base import Layer
-from .convolution import ConvLayer, TransposedConvLayer
+from .convolution import ConvLayer
 from .dense import DenseLayer
 from .frequency_rescale import FrequencyRescaleLayer
 from .joins import ArithmeticLayer, ConcatLayer, QueuedLayer
 from .normalisation import ARPreNormLayer, NormLayer, PreNormLayer
 from .self_attention import SelfAttentionLayer
 from .separable_convolution import SeparableChannelConvLayer
+from .transposed_convolution import TransposedConvLayer
 
 ALL = (ConvLayer, TransposedConvLayer, ReLULayer, ELULayer, SigmoidLayer, NormLayer, ConcatLayer,
        LeakyReLULayer, DenseLayer, SeparableChannelConvLayer, PreNormLayer, SoftplusLayer,

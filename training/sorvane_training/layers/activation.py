@@ -63,7 +63,7 @@ class HardSigmoidLayer(Layer):
 
 
 class SoftplusLayer(Layer):
-    """ln(1 + exp(x)), with the engine's infinity where exp(x) has left the range of single floats."""
+    """ln(1 + exp(x)), infinite where exp(x) is in single floats"""
 
     kind = 17
     LARGEST_EXPONENT = 88.722839  # the largest float whose exponential is finite

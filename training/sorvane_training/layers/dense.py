@@ -8,7 +8,8 @@ from .base import Layer, loaded, stored, uniform_weights
 class DenseLayer(Layer):
     """Each channel's positions times a matrix of its own.
 
-    `weights` [positions, positions, channels]: output, input, channel; `bias` [positions, channels].
+    `weights` [positions, positions, channels]: output, input, channel. `bias` [positions,
+    channels].
     """
 
     kind = 14

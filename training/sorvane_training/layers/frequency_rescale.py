@@ -36,7 +36,7 @@ class FrequencyRescaleLayer(Layer):
 
     @classmethod
     def from_matrix(cls, matrix, learnable=False):
-        """From [output positions, input positions]; the zeros around each row's run are left out."""
+        """From [output, input] positions; the zeros around each row's run are left out."""
         bands = []
         for row in torch.as_tensor(matrix, dtype=torch.float32):
             used = row.nonzero().reshape(-1).tolist() or [0]
