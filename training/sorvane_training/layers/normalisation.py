@@ -95,7 +95,7 @@ class ARPreNormLayer(Layer):
     otherwise, and begins at 0. All three numbers are fixed, not trained.
 
     Cost over a sequence: one loop over frames on [batch] vectors, about 5 microseconds a frame
-    in each direction whatever the batch; gradients flow through the level.
+    forward and 1.5 backward for a batch of 8. Gradients flow through the level.
     """
 
     kind = 23

@@ -95,8 +95,8 @@ class Refusals(unittest.TestCase):
                     conv("a", "input", (1,) * 4, strideF=9)),
                 "layer x (ArithmeticLayer): its inputs have different rates": network(
                     *joined, LayerRecord("x", 18, ["input", "half"], {"operation": 2})),
-                "layer x (ArithmeticLayer): its inputs have different shapes: 8 x 1, 8 x 3": network(
-                    *joined, LayerRecord("x", 18, ["input", "wide"], {"operation": 2})),
+                "layer x (ArithmeticLayer): its inputs have different shapes: 8 x 1, 8 x 3":
+                    network(*joined, LayerRecord("x", 18, ["input", "wide"], {"operation": 2})),
                 "layer x (ConcatLayer): its inputs have different positions: 8, 4": network(
                     *joined, LayerRecord("x", 9, ["input", "low"])),
                 "layer x (FrequencyRescaleLayer): band 0 reads positions 7 to 8 of 8": network(
