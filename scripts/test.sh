@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake ffmpeg g++ git ladspa-sdk lilv-utils lv2-dev ninja-build pkg-config python3 sordi sox
+packages=(cmake ffmpeg g++ git ladspa-sdk lilv-utils lv2-dev ninja-build pkg-config sordi sox
     libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev)
 strict=OFF
 case "${1:-}" in
