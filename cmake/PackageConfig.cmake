@@ -19,3 +19,6 @@ string(REGEX REPLACE "/$" "" to_prefix ${to_prefix})
 configure_file(cmake/sorvane_engine.pc.in sorvane_engine.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/sorvane_engine.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+
+install(DIRECTORY examples DESTINATION share/sorvane COMPONENT Development
+        USE_SOURCE_PERMISSIONS PATTERN __pycache__ EXCLUDE)
