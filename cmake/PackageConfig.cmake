@@ -20,5 +20,7 @@ configure_file(cmake/sorvane_engine.pc.in sorvane_engine.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/sorvane_engine.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
-install(DIRECTORY examples DESTINATION share/sorvane COMPONENT Development
-        USE_SOURCE_PERMISSIONS PATTERN __pycache__ EXCLUDE)
+set(examples isolate_stem.cpp noise_gate.py run_network.c stream_wav.c wav.h
+    CMakeLists.txt Makefile README.md)
+list(TRANSFORM examples PREPEND examples/)
+install(FILES ${examples} DESTINATION share/sorvane/examples COMPONENT Development)

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 """Writes a model without training: the spectral noise gate that ships with the engine.
 
 usage: noise_gate.py FILE
