@@ -60,6 +60,12 @@ if command -v analyseplugin >/dev/null; then
     plugins=$(analyseplugin "$prefix/lib/ladspa/sorvane_ladspa.so")
     [[ $plugins == *noise_gate_48k_mono* ]] || fail "the plug-in finds no model"
 fi
+for packages in "$libraries"/python3*/*-packages; do # where the build had the option for it
+    [ ! -d "$packages" ] || [ -z "${SORVANE_PYTHON:-}" ] ||
+        PYTHONPATH=$packages "$SORVANE_PYTHON" -c "import sorvane
+sorvane.Processor('$model', 1, 48000)
+assert sorvane.__version__ == '$version'" || fail "the Python package doesn't work"
+done
 
 cp -r "$prefix/share/sorvane/examples" "$work/examples"
 step cmake -S "$work/examples" -B "$work/examples/build" -DCMAKE_PREFIX_PATH="$prefix"
