@@ -79,7 +79,7 @@ enum {
     SORVANE_REMAINDER_LEVEL = 1,
     /** Sensitivity of bus 0; the same value as SORVANE_BUS_SENSITIVITY + 0. */
     SORVANE_SENSITIVITY = 2,
-    /** Reads 1 when masks are not extended above the model's band, which no call changes: 0. */
+    /** Reads 0: masks are extended above the model's band, and no call changes that. */
     SORVANE_BAND_EXTENSION_OFF = 3,
     /** SORVANE_BUS_GAIN + bus: linear gain of a bus, 0 to 100. Its default is 1; values below 0
      * count as 0, values above 100 are taken as they are. */
@@ -111,7 +111,8 @@ extern "C" {
  *
  * @return a handle to be released with sorvaneDeleteProcessor(), or null when the file can't be
  *         opened, is no valid model, or has sizes that no stream can run with at this rate. A
- *         negative numChannels raises std::length_error; with 0 no audio goes in or out.
+ *         negative numChannels, or a model of a negative channel count, raises std::length_error;
+ *         with a numChannels of 0 no audio goes in or out.
  *
  * Threads: any. Real time: no. */
 SORVANE_API void* sorvaneCreateProcessor(const char* modelFile, int numChannels, double sampleRate);
@@ -192,7 +193,7 @@ SORVANE_API bool sorvaneGetAudioInterleaved(void* handle, float* samples, int nu
  *
  * @param handle  a processor.
  *
- * @return samples per channel.
+ * @return samples per channel; wrong once 2^31 or more of them wait.
  *
  * Threads: not together with another audio call on this handle. Real time: yes. */
 SORVANE_API int sorvaneGetNumOfPendingSamples(void* handle);
@@ -215,7 +216,7 @@ SORVANE_API void sorvaneResetProcessorState(void* handle);
  * @param id        number of the parameter.
  * @param minValue  takes the lowest value,
  * @param maxValue  and this the highest. For ids without a range (and SORVANE_BAND_EXTENSION_OFF)
- *                  both stay as they were.
+ *                  both stay as they were; busses past the sixteenth have that of the others.
  *
  * Threads: any, also beside audio calls. Real time: yes. */
 SORVANE_API void sorvaneGetParameterRange(void* handle, int id, float* minValue, float* maxValue);
@@ -304,7 +305,7 @@ SORVANE_API void sorvaneDeleteModel(void* handle);
  * @param handle   a model.
  * @param data     the product of the dimensions in floats, last dimension fastest; copied.
  * @param numDims  the number of dimensions; networks expect 3: [T, F, C], that is frames, frequency
- *                 positions, channels. Others, and shapes that don't fit the network's weights,
+ *                 positions, channels. One or two, and shapes that don't fit the network's weights,
  *                 raise the size error; a negative count raises std::length_error.
  * @param shape    numDims dimensions, from 0.
  *
