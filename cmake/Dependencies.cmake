@@ -16,6 +16,9 @@
 #   oneDNN            benches: convolutions to compare with                     (libdnnl-dev)
 #   libsoxr           benches: a converter to compare with                     (libsoxr-dev)
 #   nlohmann-json     host program and benches: reports as JSON                (nlohmann-json3-dev)
+#   NumPy             exporter: arrays                                          (python3-numpy)
+#   PyTorch           exporter: what networks are trained with                  (python3-torch)
+#   pytest            exporter's tests with PyTorch                             (python3-pytest)
 #   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
 
 find_package(Threads REQUIRED)

@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# usage: scripts/test_docs.sh [--all | BUILD]
+# Checks the documents: links, names of files and functions, and every command block that is quick,
+# with the program and library of BUILD, or of build/release, which it then builds first. With --all
+# it goes on in a fresh clone with the blocks that build and test, as a new user would run them.
+# Ends with the counts; the exit code tells whether all went well.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+# quick BUILD: runs the quick blocks where everything of the project is, and some audio.
+quick() {
+    local build=$1 base=$folder/base
+    mkdir -p "$base/build"
+    for name in cmake CMakeLists.txt CMakePresets.json docs models scripts src tests; do
+        ln -s "$PWD/$name" "$base/$name"
+    done
+    ln -s "$build" "$base/build/release"
+    cp models/*.model "$base"
+    (
+        cd "$base"
+        ffmpeg -v error -f lavfi -i 'anoisesrc=d=1:a=0.1:r=48000:s=1' -ac 1 talk.wav
+        ffmpeg -v error -i talk.wav -ac 2 stereo.wav
+        ffmpeg -v error -i talk.wav talk.mp3
+        ffmpeg -v error -i talk.wav -f f32le noisy.f32
+    )
+    export PATH=$build/bin:$PATH
+    export LADSPA_PATH=$build/lib/ladspa LV2_PATH=$build/lib/lv2:/usr/lib/lv2
+    python3 tests/docs/documents.py run test "$base"
+}
+
+python3 tests/docs/documents.py check
+python3 tests/docs/documents.py list
+case "${1:-}" in
+--all)
+    git clone --quiet . "$folder/clone"
+    cd "$folder/clone"
+    python3 tests/docs/documents.py run long "$PWD"
+    quick "$PWD/build/release"
+    ;;
+"")
+    scripts/install_packages.sh cmake ffmpeg g++ git ladspa-sdk libcli11-dev libgtest-dev \
+        libsndfile1-dev libxsimd-dev lv2-dev ninja-build nlohmann-json3-dev pkg-config python3 sox
+    mkdir -p build
+    cmake --preset release >build/release.log || { cat build/release.log; exit 1; }
+    cmake --build --preset release -j "$(nproc)" -- --quiet
+    quick "$PWD/build/release"
+    ;;
+*)
+    quick "$(cd "$1" && pwd)"
+    ;;
+esac
