@@ -1,10 +1,13 @@
-# Run by CPack before it packs: puts the licence and the changelog into each Debian package, which are
-# required there.
+# Run by CPack before it packs: puts licences and a changelog into each Debian package, where Debian
+# requires them, instead of the licences in one folder for all.
 if(NOT CPACK_GENERATOR STREQUAL DEB)
     return()
 endif()
 
-file(READ ${CPACK_RESOURCE_FILE_LICENSE} licence)
+set(licences ${CPACK_TEMPORARY_DIRECTORY}/Library/usr/${CPACK_SORVANE_DOCDIR})
+file(READ ${licences}/LICENSE licence)
+file(READ ${licences}/NOTICES notices)
+file(REMOVE_RECURSE ${licences})
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # that of SOURCE_DATE_EPOCH, where it is set
 set(version ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 
@@ -12,7 +15,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     string(TOUPPER ${component} upper)
     set(folder ${CPACK_TEMPORARY_DIRECTORY}/${component}/usr/share/doc)
     string(APPEND folder /${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
-    set(text "${licence}")
+    set(text "${licence}\n${notices}")
     if(component STREQUAL Models)
         string(APPEND text "\nLicences and sources of each model: "
             "/usr/share/sorvane/models/README.md\n")

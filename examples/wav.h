@@ -46,10 +46,10 @@ static inline bool wavReadFormat(Wav* wav, uint32_t size) {
     const uint32_t rate = wavNumber(format + 4, 4);
     const uint32_t bits = wavNumber(format + 14, 2);
     wav->channels = (int)wavNumber(format + 2, 2);
-    wav->rate = (int)(rate & INT32_MAX);
+    wav->rate = rate <= 768000 ? (int)rate : 0; /* more than any converter has */
     wav->bytesPerSample = (int)(bits / 8);
     wav->isFloat = kind == 3 && bits == 32;
-    return wav->channels > 0 && wav->rate > 0 && rate <= INT32_MAX &&
+    return wav->channels > 0 && wav->rate > 0 &&
            (wav->isFloat || (kind == 1 && (bits == 16 || bits == 24)));
 }
 

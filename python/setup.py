@@ -30,6 +30,7 @@ class BuildByCMake(build_ext):
             ["-S", source, "-B", build, "-DCMAKE_BUILD_TYPE=Release", "-DSORVANE_BUILD_TOOLS=OFF",
              "-DSORVANE_BUILD_PLUGINS=OFF", "-DSORVANE_BUILD_TESTS=OFF", "-DSORVANE_BUILD_PYTHON=ON",
              "-DSORVANE_PYTHON_FOLDER=.", f"-DCMAKE_INSTALL_LIBDIR={package.name}",
+             f"-DCMAKE_INSTALL_DOCDIR={package.name}",
              f"-DPython_EXECUTABLE={sys.executable}", *pybind11_options()],
             ["--build", build, "--config", "Release", "--parallel", str(os.cpu_count())],
             *(["--install", build, "--config", "Release", "--prefix", package.parent, "--strip",
