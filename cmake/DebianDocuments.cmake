@@ -8,7 +8,8 @@ set(licences ${CPACK_TEMPORARY_DIRECTORY}/Library/usr/${CPACK_SORVANE_DOCDIR})
 file(READ ${licences}/LICENSE licence)
 file(READ ${licences}/NOTICES notices)
 file(REMOVE_RECURSE ${licences})
-string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # that of SOURCE_DATE_EPOCH, where it is set
+# The time is that of SOURCE_DATE_EPOCH, where it is set.
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 set(version ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)

@@ -1,5 +1,5 @@
-# Lets TARGET, which is installed in FOLDER, find the library that is installed with it, wherever the
-# installation is moved.
+# Lets TARGET, which is installed in FOLDER, find the library that is installed with it, wherever
+# the installation is moved.
 function(find_library_from folder target)
     file(RELATIVE_PATH to_library
         ${CMAKE_INSTALL_PREFIX}/${folder} ${CMAKE_INSTALL_FULL_LIBDIR})

@@ -1,5 +1,5 @@
-# Packages: `cpack -G TGZ` in a build gives a tarball that runs wherever it is unpacked; `cpack -G DEB` in
-# one of the preset `debian`, whose folders are Debian's, gives five Debian packages.
+# Packages: `cpack -G TGZ` in a build gives a tarball that runs wherever it is unpacked; `cpack -G
+# DEB` in one of the preset `debian`, whose folders are Debian's, gives five Debian packages.
 set(CPACK_PACKAGE_NAME sorvane-engine)
 set(CPACK_PACKAGE_VENDOR "the SorvaneEngine developers")
 set(CPACK_PACKAGE_CONTACT "SorvaneEngine developers <developers@sorvane.example>")
@@ -52,7 +52,7 @@ debian_package(Plugins sorvane-plugins sound
     "The plug-ins bring the models of SorvaneEngine to programs that host LADSPA or\n\
 LV2 plug-ins.")
 
-# Packages that link with the library depend on the one that it comes in; the loader's cache is renewed.
+# Packages that link with the library depend on its package; the loader's cache is renewed.
 set(control_folder ${PROJECT_BINARY_DIR}/debian-control)
 file(WRITE ${control_folder}/shlibs "libSorvaneEngine ${PROJECT_VERSION_MAJOR} "
     "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (>= ${PROJECT_VERSION})\n")

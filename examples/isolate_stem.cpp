@@ -1,5 +1,5 @@
-// Isolates a stem while audio runs: plays a WAV file at its own speed, as a sound card would ask for
-// it, and a second thread fades the other busses out between 0.5 and 1 s.
+// Isolates a stem while audio runs: plays a WAV file at its own speed, as a sound card would ask
+// for it, and a second thread fades the other busses out between 0.5 and 1 s.
 // usage: isolate_stem MODEL BUS INPUT.wav OUTPUT.wav
 
 #include "wav.h"

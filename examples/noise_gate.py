@@ -2,9 +2,9 @@
 
 usage: noise_gate.py FILE
 
-The network sees the magnitudes of 513 bins of each frame. It averages them over three frames and three
-bins, and a sigmoid makes the mean a mask: 1 where a frequency is loud, 0 where only quiet, steady noise
-is. The order of the fields is that of docs/model-format.md.
+The network sees the magnitudes of 513 bins of each frame. It averages them over three frames and
+three bins, and a sigmoid makes the mean a mask: 1 where a frequency is loud, 0 where only quiet,
+steady noise is. The order of the fields is that of docs/model-format.md.
 """
 
 import struct
@@ -62,7 +62,7 @@ def noise_gate():
     mean = tensor([3, 3, 1, 1], [1 / 9] * 9)
     return model(
         [
-            # With a delay of one frame the three frames are the one before, this, and the one after.
+            # With a delay of one frame they are the frame before, this one and the one after.
             convolution("mean", "input", mean, NOTHING, delay=1),
             # The mask is 1/2 where the mean is 4/3.
             convolution("level", "mean", tensor([1, 1, 1, 1], [6.0]), tensor([1], [-8.0])),

@@ -1,9 +1,9 @@
-/* Sends a WAV file through a model in blocks and leaves out the remainder, the last bus: what is left
- * of the noise gate's is the voice.
+/* Sends a WAV file through a model in blocks and leaves out the remainder, the last bus: what is
+ * left of the noise gate's is the voice.
  * usage: stream_wav MODEL INPUT.wav OUTPUT.wav
  *
- * A sound card's callback would do the same: push what came, pull what is ready. An exception of the
- * engine ends a C program; a host that wants to go on calls the engine from C++. */
+ * A sound card's callback would do the same: push what came, pull what is ready. An exception of
+ * the engine ends a C program; a host that wants to go on calls the engine from C++. */
 
 #include "wav.h"
 

@@ -12,7 +12,7 @@
 #include <stdbool.h>
 #endif
 
-/* An open file. A reader's `remaining` counts down the bytes of samples, a writer's `written` up. */
+/* An open file. A reader's `remaining` counts bytes of samples down, a writer's `written` up. */
 typedef struct Wav {
     FILE* file;
     int channels;
@@ -129,7 +129,7 @@ static inline bool wavCreate(Wav* wav, const char* path, const Wav* like) {
     return true;
 }
 
-/* Appends `count` samples per channel. Returns false when the disk is full, or the file at 4 GiB. */
+/* Appends `count` samples per channel. False when the disk, or the file at 4 GiB, is full. */
 static inline bool wavWrite(Wav* wav, const float* samples, int count) {
     for (int i = 0; i < count * wav->channels; ++i) {
         if (wav->written > UINT32_MAX - 64)

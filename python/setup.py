@@ -1,4 +1,4 @@
-"""Builds the package with CMake, the engine's library in it: pip install ./python, from the repository."""
+"""Builds the package with CMake, with the engine's library in it."""
 
 import os
 import pathlib
@@ -28,8 +28,9 @@ class BuildByCMake(build_ext):
         build = pathlib.Path(self.build_temp).resolve()
         for command in (
             ["-S", source, "-B", build, "-DCMAKE_BUILD_TYPE=Release", "-DSORVANE_BUILD_TOOLS=OFF",
-             "-DSORVANE_BUILD_PLUGINS=OFF", "-DSORVANE_BUILD_TESTS=OFF", "-DSORVANE_BUILD_PYTHON=ON",
-             "-DSORVANE_PYTHON_FOLDER=.", f"-DCMAKE_INSTALL_LIBDIR={package.name}",
+             "-DSORVANE_BUILD_PLUGINS=OFF", "-DSORVANE_BUILD_TESTS=OFF",
+             "-DSORVANE_BUILD_PYTHON=ON", "-DSORVANE_PYTHON_FOLDER=.",
+             f"-DCMAKE_INSTALL_LIBDIR={package.name}",
              f"-DCMAKE_INSTALL_DOCDIR={package.name}",
              f"-DPython_EXECUTABLE={sys.executable}", *pybind11_options()],
             ["--build", build, "--config", "Release", "--parallel", str(os.cpu_count())],

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # usage: scripts/test_install.sh [BUILD_FOLDER]
-# Installs to an empty folder, moves that elsewhere, and tries what is there: what the library needs, the
-# program and a plug-in, and the examples, built by CMake and by pkg-config. Installs from a build, or
-# without one from a clean checkout, which it builds and deletes before it tries anything.
+# Installs to an empty folder, moves that elsewhere, and tries what is there: what the library
+# needs, the program and a plug-in, and the examples, built by CMake and by pkg-config. Installs
+# from a build, or without one from a clean checkout, which it builds and deletes before it tries
+# anything.
 set -euo pipefail
 source=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:+$(cd "$1" && pwd)}
@@ -45,7 +46,8 @@ grep -qE 'RPATH|RUNPATH' <<<"$dynamic" && fail "the library looks for others in 
 export PKG_CONFIG_PATH=$libraries/pkgconfig
 version=$(pkg-config --modversion sorvane_engine)
 grep -q "SONAME.*\[libSorvaneEngine.so.${version%%.*}\]" <<<"$dynamic" || fail "soname: $dynamic"
-[ "$(readlink -f "$library")" = "$libraries/libSorvaneEngine.so.$version" ] || fail "version in $library"
+[ "$(readlink -f "$library")" = "$libraries/libSorvaneEngine.so.$version" ] ||
+    fail "version of the library"
 [ "$("$prefix/bin/sorvane" --version)" = "sorvane $version" ] || fail "version of the program"
 
 # Descriptions and pages name no folder of the build.
@@ -71,8 +73,13 @@ cp -r "$prefix/share/sorvane/examples" "$work/examples"
 step cmake -S "$work/examples" -B "$work/examples/build" -DCMAKE_PREFIX_PATH="$prefix"
 step cmake --build "$work/examples/build"
 step make -C "$work/examples"
+runs=()
 for built in "$work/examples/build" "$work/examples"; do
     used=$(ldd "$built/stream_wav" | grep -oP 'libSorvaneEngine.* => \K\S+')
     [ "$(readlink -f "$used")" = "$(readlink -f "$library")" ] || fail "an example runs with $used"
-    python3 "$source/tests/install/examples_test.py" "$prefix" "$built"
+    python3 "$source/tests/install/examples_test.py" "$prefix" "$built" &
+    runs+=($!)
+done
+for run in "${runs[@]}"; do
+    wait "$run"
 done

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # usage: scripts/test_packages.sh
-# Installs what is missing, builds the Debian packages and the tarball, lets lintian judge the packages,
-# installs them, tries the program, its manual page, the plug-ins and a host of one's own, and removes
-# them again. Works as root. The packages are left in build/debian, the tarball in build/tarball.
+# Installs what is missing, builds the Debian packages and the tarball, lets lintian judge the
+# packages, installs them, tries the program, its manual page, the plug-ins and a host of one's own,
+# and removes them again. Works as root. The packages are left in build/debian, the tarball in
+# build/tarball.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -36,7 +37,8 @@ step cmake --preset debian
 step cmake --build build/debian -j "$jobs"
 rm -f build/debian/*.deb
 (cd build/debian && step cpack -G DEB)
-lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs build/debian/*.deb
+lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs \
+    build/debian/*.deb
 
 step dpkg --install build/debian/*.deb
 [ "$(installed | grep -c '^installed')" = ${#names[@]} ] || fail "installed: $(installed)"
@@ -44,7 +46,8 @@ cd "$work"
 sorvane info /usr/share/sorvane/models/noise-gate-48k.model | grep -q Speech || fail "sorvane info"
 man --pager=cat sorvane-process | grep -q -- --sensitivity || fail "manual page of the program"
 man --pager=cat 3 sorvane_engine | grep -q sorvaneAddAudio || fail "manual page of the library"
-analyseplugin /usr/lib/ladspa/sorvane_ladspa.so | grep -q noise_gate_48k_mono || fail "LADSPA plug-in"
+analyseplugin /usr/lib/ladspa/sorvane_ladspa.so | grep -q noise_gate_48k_mono ||
+    fail "LADSPA plug-in"
 cp /usr/share/sorvane/examples/stream_wav.c /usr/share/sorvane/examples/wav.h .
 # shellcheck disable=SC2046 # flags are words
 cc -std=c99 -o host stream_wav.c $(pkg-config --cflags --libs sorvane_engine)

@@ -2,9 +2,9 @@
 
 usage: draw_mask.py MODEL OUTPUT.png [INPUT.wav]
 
-For models whose network sees the magnitudes of all bins, as noise-gate-48k.model. Without an input it
-makes one: a gliding tone with overtones, in noise. The parts between the lines of %% are cells for
-editors that know them.
+For models whose network sees the magnitudes of all bins, as noise-gate-48k.model. Without an input
+it makes one: a gliding tone with overtones, in noise. The parts between the lines of %% are cells
+for editors that know them.
 """
 
 # %% What to draw

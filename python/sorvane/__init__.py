@@ -1,14 +1,14 @@
 """Runs trained neural networks on streaming audio.
 
-`Processor` sends audio through a model; `Model` drives a model's network with tensors. Both are context
-managers. What the engine throws arrives as RuntimeError, MemoryError or ValueError.
+`Processor` sends audio through a model; `Model` drives a model's network with tensors. Both are
+context managers. What the engine throws arrives as RuntimeError, MemoryError or ValueError.
 """
 
 import importlib
 import threading
 
-# The thread that loads the engine flushes denormals from then on. Python's own thread is to go on as it
-# was: numpy and others count on it.
+# The thread that loads the engine flushes denormals from then on. Python's own thread is to go on
+# as it was: numpy and others count on it.
 _loader = threading.Thread(target=importlib.import_module, args=(f"{__name__}._engine",))
 _loader.start()
 _loader.join()

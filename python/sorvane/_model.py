@@ -15,8 +15,8 @@ class Model:
     with Model("noise-gate-48k.model") as model:
         mask = model.run(magnitudes)
 
-    Tensors have the shape (T, F, C): frames, frequency positions, channels. One call runs at a time,
-    without Python's lock; others wait.
+    Tensors have the shape (T, F, C): frames, frequency positions, channels. One call runs at a
+    time, without Python's lock; others wait.
     """
 
     def __init__(self, model: str | os.PathLike[str]) -> None:
@@ -25,8 +25,8 @@ class Model:
         Raises OSError when it can't be opened, and ValueError when it is no valid model.
         """
         self._engine = _engine.Model(readable_path(model))
-        info = self._engine.info()
-        self._rate, self._channels, self._fft_length, self._frame_length, self._hop, self._ahead = info
+        (self._rate, self._channels, self._fft_length, self._frame_length, self._hop,
+         self._latency_frames) = self._engine.info()
 
     @property
     def rate(self) -> float:
@@ -56,14 +56,14 @@ class Model:
     @property
     def latency_frames(self) -> int:
         """Frames that the network looks ahead."""
-        return self._ahead
+        return self._latency_frames
 
     def run(self, tensor: npt.ArrayLike) -> FloatArray | None:
         """Runs the network on floats (T, F, C) and gives its result in the same layout.
 
-        Gives None while the network holds frames back: the first frame that comes out belongs to the
-        first that went in. Raises RuntimeError when the shape doesn't fit the network; its history may
-        be out of step until `reset`.
+        Gives None while the network holds frames back: the first frame that comes out belongs to
+        the first that went in. Raises RuntimeError when the shape doesn't fit the network; its
+        history may be out of step until `reset`.
         """
         array = float_array(tensor, "a tensor")
         if array.ndim != 3:

@@ -25,15 +25,16 @@ class Processor:
             play(processor.process(block))
         play(processor.finish())
 
-    Audio has the shape (channels, samples), full scale at 1. One call of `process`, `finish` and `reset`
-    runs at a time, without Python's lock; others wait. Busses may be steered on other threads meanwhile.
+    Audio has the shape (channels, samples), full scale at 1. One call of `process`, `finish` and
+    `reset` runs at a time, without Python's lock; others wait. Busses may be steered on other
+    threads meanwhile.
     """
 
     def __init__(self, model: str | os.PathLike[str], channels: int, rate: float) -> None:
         """Loads the model file `model` for audio of `channels` channels at `rate` hertz.
 
-        Neither need be the model's own. Raises OSError when the file can't be opened, and ValueError
-        when it is no valid model or can't run at this rate.
+        Neither need be the model's own. Raises OSError when the file can't be opened, and
+        ValueError when it is no valid model or can't run at this rate.
         """
         channels = operator.index(channels)
         rate = float(rate)
@@ -79,7 +80,8 @@ class Processor:
         if array.ndim == 1 and self._channels == 1:
             array = array[np.newaxis]
         if array.ndim != 2 or array.shape[0] != self._channels:
-            raise ValueError(f"a block has the shape ({self._channels}, samples), not {array.shape}")
+            shape = f"({self._channels}, samples)"
+            raise ValueError(f"a block has the shape {shape}, not {array.shape}")
         result = self._engine.process(array)
         self._missing += array.shape[1] - result.shape[1]
         return result

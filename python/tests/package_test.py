@@ -66,7 +66,8 @@ class ProcessorTest(Folder):
                 whole = processed(processor, audio, [audio.shape[1]])
                 self.assertEqual(whole.shape, audio.shape)
                 self.assertEqual(whole.dtype, np.float32)
-                for sizes in ([480], [1, 0, 7, 5000]):  # on one object: each end begins a new stream
+                # On one object: each end begins a new stream.
+                for sizes in ([480], [1, 0, 7, 5000]):
                     with self.subTest(rate=rate, sizes=sizes):
                         np.testing.assert_array_equal(processed(processor, audio, sizes), whole)
 
@@ -93,7 +94,8 @@ class ProcessorTest(Folder):
         audio = noise(2, 4000).astype(np.float32)
         with gate() as processor:
             expected = processed(processor, audio, [4000])
-            for name, same in {"double": audio.astype(float), "columns first": np.asfortranarray(audio),
+            for name, same in {"double": audio.astype(float),
+                               "columns first": np.asfortranarray(audio),
                                "backwards": audio[:, ::-1].copy()[:, ::-1]}.items():
                 with self.subTest(name):
                     np.testing.assert_array_equal(processed(processor, same, [4000]), expected)

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the built examples and compares what they give with the host program and with plain computations.
+"""Runs the built examples and compares what they give with the host program and with plain
+computations.
 
 usage: examples_test.py PREFIX FOLDER_OF_BUILT_EXAMPLES
 """
@@ -37,14 +38,15 @@ def write_wav(path, rows, kind):
         data = b"".join(round(x * scale).to_bytes(size, "little", signed=True) for x in samples)
     size = len(data) // len(samples)
     frame = size * len(rows)
-    form = struct.pack("<HHIIHH", 3 if kind == "float32" else 1, len(rows), RATE, RATE * frame, frame,
-                       8 * size)
+    tag = 3 if kind == "float32" else 1
+    form = struct.pack("<HHIIHH", tag, len(rows), RATE, RATE * frame, frame, 8 * size)
     if kind == "pcm24":  # the extensible form
-        form = struct.pack("<H", 0xFFFE) + form[2:] + struct.pack("<HHIH", 22, 24, 0, 1) + bytes.fromhex(
-            "000000001000800000aa00389b71")
+        more = struct.pack("<HHIH", 22, 24, 0, tag) + bytes.fromhex("000000001000800000aa00389b71")
+        form = struct.pack("<H", 0xFFFE) + form[2:] + more
     odd = b"LIST" + struct.pack("<I", 3) + b"abc\0"  # an unknown chunk of odd length
-    chunks = b"fmt " + struct.pack("<I", len(form)) + form + odd + b"data" + struct.pack("<I", len(data))
-    path.write_bytes(b"RIFF" + struct.pack("<I", 4 + len(chunks) + len(data)) + b"WAVE" + chunks + data)
+    chunks = b"fmt " + struct.pack("<I", len(form)) + form + odd
+    chunks += b"data" + struct.pack("<I", len(data)) + data
+    path.write_bytes(b"RIFF" + struct.pack("<I", 4 + len(chunks)) + b"WAVE" + chunks)
 
 
 def read_floats(path):
@@ -127,13 +129,15 @@ class Examples(unittest.TestCase):
         self.assertLess(difference(result[:some], rows[0][:some]), 1e-5)
         isolated = self.expected()[: len(result)]
         self.assertLess(difference(result[-some:], isolated[-some:]), 1e-6)
-        self.assertGreater(difference(result[-some:], rows[0][len(result) - some : len(result)]), 0.01)
+        end = rows[0][len(result) - some : len(result)]
+        self.assertGreater(difference(result[-some:], end), 0.01)
 
     def test_failures_of_the_engine_let_the_audio_pass(self):
         gate = noise_gate
         broken = self.folder / "broken.model"  # its layer expects two channels
         mean = gate.tensor([3, 3, 2, 1], [0.1] * 18)
-        broken.write_bytes(gate.model([gate.convolution("mean", "input", mean, gate.NOTHING)], "mean"))
+        layer = gate.convolution("mean", "input", mean, gate.NOTHING)
+        broken.write_bytes(gate.model([layer], "mean"))
         rows = noise(8192, 2)
         write_wav(self.input, rows, "float32")
         result = self.run_example("isolate_stem", broken, "Speech", self.input, self.output, code=1)
