@@ -211,7 +211,7 @@ void useModel(const char* path, const NeuralModel<float>& header, Script& script
         return;
     SorvaneModelInfo info{};
     sorvane::sorvaneGetProcessorInfo(model.get(), &info);
-    const std::array sizes = {1, std::clamp(header.packedRows, 0, 16), 2, 3, 4, 9, 0, -1};
+    const std::array sizes = {1, std::clamp(header.packedRows, 0, 16), 2, 3, 4, 8, 0, -1};
     const std::array ranks = {3, 3, 3, 3, 3, 0, 1, 2, 4, -1};
     for (int i = 0; i < 6; ++i) {
         const int numDims = script.oneOf(ranks);

@@ -14,8 +14,8 @@ FileTensor tensor(const std::vector<int>& shape, int storage = 1) {
 
 ModelFile tinyFile(int version) {
     ModelFile file{.version = version, .modelTag = "", .outputNames = {"", ""}};
-    file.inputPacking.bins = 9;
-    file.outputPacking.bins = 9;
+    file.inputPacking.bins = 8;
+    file.outputPacking.bins = 8;
     file.fftLength = 16;
     file.frameLength = 16;
     file.hop = 8;
@@ -35,15 +35,16 @@ void addLayers(std::vector<TinyModel>& models) {
     };
     const FileTensor one = tensor({1, 1, 1, 1});
     add("conv", {conv("a", "input", tensor({2, 3, 1, 1}), tensor({1}))});
-    add("conv-strides", {conv("a", "input", tensor({1, 2, 1, 2}, 0), {},
-                              {.strideT = 2, .strideF = 2, .dilationT = 2, .delay = 1})});
+    const ConvParameters strides{.strideT = 2, .strideF = 2, .dilationT = 2, .delay = 1};
+    add("conv-strides", {conv("a", "input", tensor({2, 2, 1, 1}, 0), {}, strides),
+                         transposedConv("b", "a", tensor({2, 2, 1, 1}, 0), {}, 1, strides)});
     add("conv-depthwise",
         {conv("a", "input", tensor({1, 1, 1, 2}), {}), conv("b", "a", tensor({2, 1, 1, 2}), {}),
          conv("c", "b", tensor({1, 1, 2, 1}), {})});
     add("transposed", {transposedConv("a", "input", tensor({2, 3, 1, 1}), tensor({1}), 1)});
-    add("transposed-strides", {conv("a", "input", one, {}, {.strideT = 2, .strideF = 2}),
-                               transposedConv("b", "a", tensor({3, 2, 1, 1}, 0), {}, 1,
-                                              {.strideT = 2, .strideF = 2, .delay = 1})});
+    add("transposed-depthwise", {conv("a", "input", tensor({1, 1, 1, 2}), {}),
+                                 transposedConv("b", "a", tensor({2, 1, 1, 2}), tensor({2}), 2),
+                                 conv("c", "b", tensor({1, 1, 2, 1}), {})});
     add("transposed-old", {transposedConv("a", "input", one, {}, 1)}, 0x1007);
     add("relu", {activation("a", 4, "input")});
     add("elu", {activation("a", 5, "input")});
@@ -56,16 +57,16 @@ void addLayers(std::vector<TinyModel>& models) {
     add("norm-old", {norm("a", "input", 0, tensor({1}), tensor({1}))}, 0x1009);
     add("concat", {concat("a", {"input", "input"}), concat("b", {"input"})});
     add("arithmetic", {activation("a", 4, "input"), arithmetic("b", {"input", "a"}, 1)});
-    add("dense", {dense("a", "input", tensor({9, 9, 1}, 0), tensor({9, 1}, 0))});
+    add("dense", {dense("a", "input", tensor({8, 8, 1}, 0), tensor({8, 1}, 0))});
     add("separable", {separableChannelConv("a", "input", tensor({3}), tensor({3}))});
     add("pre-norm", {preNorm("a", "input", tensor({3}))});
     add("ar-pre-norm", {arPreNorm("a", "input", 0.5F, 0.5F, 0.1F)});
     add("attention",
-        {selfAttention("a", "input", tensor({1, 1}), tensor({9, 1}, 0), 1, tensor({2, 1}))});
-    add("attention-old", {selfAttention("a", "input", tensor({1, 1}), tensor({9, 1}), 0, {})},
+        {selfAttention("a", "input", tensor({1, 1}), tensor({8, 1}, 0), 1, tensor({2, 1}))});
+    add("attention-old", {selfAttention("a", "input", tensor({1, 1}), tensor({8, 1}), 0, {})},
         0x1006);
-    add("rescale", {frequencyRescale("a", "input", {{0, tensor({2})}, {7, tensor({2})}}),
-                    frequencyRescale("b", "a", std::vector<RescaleBand>(9, {1, tensor({1})}))});
+    add("rescale", {frequencyRescale("a", "input", {{0, tensor({2})}, {6, tensor({2})}}),
+                    frequencyRescale("b", "a", std::vector<RescaleBand>(8, {1, tensor({1})}))});
     add("storage-unknown", {conv("a", "input", tensor({1, 1, 1, 1}, 2), {})});
 }
 
@@ -78,10 +79,10 @@ void addHeaders(std::vector<TinyModel>& models) {
         file.magic = version == 0x1005 ? "KLEVO.model" : "Wexo.model";
         add("version-" + std::to_string(version - 0x1000), file);
     }
-    const FilePacking packings[] = {{.code = 2, .split = 3, .rest = 6},
-                                    {.code = 4, .bins = 9},
-                                    {.code = 5, .split = 3, .rest = 6, .frames = 2},
-                                    {.code = 6, .split = 3, .rest = 6, .pool = 2}};
+    const FilePacking packings[] = {{.code = 2, .split = 3, .rest = 5},
+                                    {.code = 4, .bins = 8},
+                                    {.code = 5, .split = 3, .rest = 5, .frames = 2},
+                                    {.code = 6, .split = 2, .rest = 6, .pool = 2}};
     for (const FilePacking& packing : packings) {
         ModelFile file = tinyFile(0x100A);
         file.inputPacking = packing;
@@ -97,6 +98,8 @@ void addHeaders(std::vector<TinyModel>& models) {
     names.modelTag = names.modelNote = "t";
     names.numMasks = 2;
     names.outputNames = {"a", "b", "c"};
+    names.layers = {conv("a", "input", tensor({1, 1, 1, 2}), {})};
+    names.outputSource = "a";
     // The frame is longer than three hops and the transform longer than the frame.
     names.fftLength = 32;
     names.hop = 4;
