@@ -91,6 +91,7 @@ TEST(Setup, EveryRateCountAndSizeHasAnOutcome) {
         {"no channels, 1e300 Hz", silent, 1e300, 0},
         {"-1 channels", raises, 48000.0, -1},
         {"channels without a layout", runs, 48000.0, 11},
+        {"windows of 4 GB", raises, 48000.0, 1000000, {1024, 1024, 512}},
         {"transform of 48", runs, 48000.0, 1, {48, 16, 8}},
         {"transform of 17", runs, 48000.0, 2, {17, 16, 8}},
         {"transform of 0", null, 48000.0, 1, {0, 16, 8}},
@@ -136,6 +137,16 @@ TEST(Setup, EveryRateCountAndSizeHasAnOutcome) {
         SCOPED_TRACE(entry.name);
         EXPECT_EQ(static_cast<int>(outcomeOf(entry)), static_cast<int>(entry.outcome));
     }
+}
+
+TEST(Setup, AMillionChannelsAreCountedAndAdded) {
+    const ModelFile file{.fftLength = 16, .frameLength = 16, .hop = 8};
+    const ProcessorHandle processor = makeProcessor(file, 1000000, 48000.0);
+    ASSERT_NE(processor, nullptr);
+    const float sample = 1.0F;
+    const std::vector<const float*> rows(1000000, &sample);
+    sorvaneAddAudio(processor.get(), rows.data(), 1);
+    EXPECT_EQ(sorvaneGetNumOfPendingSamples(processor.get()), 0);
 }
 
 } // namespace sorvane::test
