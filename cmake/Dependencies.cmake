@@ -13,6 +13,8 @@
 #   oneDNN            benches: convolutions to compare with                     (libdnnl-dev)
 #   libsoxr           benches: a converter to compare with                     (libsoxr-dev)
 #   nlohmann-json     host program and benches: reports as JSON                (nlohmann-json3-dev)
+#   libFuzzer         fuzzers, with clang's sanitizers                         (libclang-rt-dev)
+#   gcovr             coverage of lines                                        (gcovr)
 #   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
 
 find_package(Threads REQUIRED)

@@ -3,6 +3,6 @@
 #include "targets.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    sorvane::fuzz::SORVANE_FUZZ_TARGET({data, size});
+    sorvane::test::SORVANE_FUZZ_TARGET({data, size});
     return 0;
 }

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace sorvane::fuzz {
+namespace sorvane::test {
 
 namespace {
 
@@ -236,17 +236,17 @@ void useModel(const char* path, const NeuralModel<float>& header, Script& script
 
 } // namespace
 
-void interface(Bytes data) {
+void fuzzInterface(Bytes data) {
     const std::vector<std::uint8_t> bytes(data.begin(), data.end());
     NeuralModel<float> header;
     attempt([&] {
-        test::MemoryStream stream(bytes);
+        MemoryStream stream(bytes);
         RecordReader reader(stream);
         header.readHeader(reader);
     });
     if (isHuge(header))
         return;
-    static const test::TempFile file(".model");
+    static const TempFile file(".model");
     file.write(bytes);
     Script script(data);
     const int which = script.next() % 4;
@@ -256,4 +256,4 @@ void interface(Bytes data) {
         useModel(file.c_str(), header, script);
 }
 
-} // namespace sorvane::fuzz
+} // namespace sorvane::test

@@ -5,13 +5,13 @@
 
 #include <memory>
 
-namespace sorvane::fuzz {
+namespace sorvane::test {
 
-void loader(Bytes data) {
+void fuzzLoader(Bytes data) {
     NeuralModel<float> model;
     const std::vector<std::uint8_t> file(data.begin(), data.end());
-    if (model.load(std::make_shared<test::MemoryStream>(file)))
+    if (model.load(std::make_shared<MemoryStream>(file)))
         model.reset();
 }
 
-} // namespace sorvane::fuzz
+} // namespace sorvane::test

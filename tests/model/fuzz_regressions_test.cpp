@@ -17,8 +17,8 @@ TEST(FuzzRegressions, NoInputDoesHarm) {
     for (const auto& entry : std::filesystem::directory_iterator(SORVANE_FUZZ_REGRESSIONS))
         inputs.push_back(TempFile::readFile(entry.path().string()));
     for (const std::vector<std::uint8_t>& input : inputs) {
-        fuzz::loader(input);
-        fuzz::interface(input);
+        fuzzLoader(input);
+        fuzzInterface(input);
     }
 }
 
