@@ -19,6 +19,8 @@
 #   NumPy             exporter: arrays                                          (python3-numpy)
 #   PyTorch           exporter: what networks are trained with                  (python3-torch)
 #   pytest            exporter's tests with PyTorch                             (python3-pytest)
+#   libFuzzer         fuzzers, with clang's sanitizers                         (libclang-rt-dev)
+#   gcovr             coverage of lines                                        (gcovr)
 #   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
 
 find_package(Threads REQUIRED)

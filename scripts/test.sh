@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # usage: scripts/test.sh [--all]
 # Installs what is missing, builds, and runs all tests. With --all it first checks the formatting, and
-# builds and tests under the sanitizers too, with both compilers and with warnings as errors.
+# builds and tests under the sanitizers too, with both compilers and with warnings as errors, and fuzzes
+# for a minute each.
 # Ends with the test runner's summary; the exit code tells whether all went well.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -14,10 +15,10 @@ case "${1:-}" in
 "") ;;
 --all)
     strict=ON
-    packages+=(clang clang-format)
+    packages+=(clang clang-format libclang-rt-dev)
     ;;
 *)
-    sed -n '2,5s/^# //p' "$0" >&2
+    sed -n '2,6s/^# //p' "$0" >&2
     exit 2
     ;;
 esac
@@ -53,5 +54,8 @@ if [ $strict = ON ]; then
     fi
     run tsan tsan
     prefix=(env)
+
+    echo "== fuzz"
+    scripts/fuzz.sh all 60 build/fuzz-corpus
 fi
 run release release -DSORVANE_BUILD_PYTHON=ON -DPython_EXECUTABLE=/usr/bin/python3

@@ -200,7 +200,7 @@ ModelOutline loadOutline(const std::string& path) {
     ModelOutline outline;
     try {
         FileStream stream;
-        if (stream.open(path.c_str(), 0, 0) && stream.isRegularFile()) {
+        if (stream.openRegularFile(path.c_str())) {
             NeuralModel<float> loaded;
             outline = readOutline(stream);
             if (loadModelFile(loaded, path.c_str())) {

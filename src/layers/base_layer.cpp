@@ -89,13 +89,12 @@ int BaseLayer<T>::successorScale(int scale) const {
 }
 
 template <typename T>
-std::size_t BaseLayer<T>::spreadScales() {
-    if (scaleDivisor == 0)
+void BaseLayer<T>::spreadScales() {
+    if (!latencies.empty() && scaleDivisor == 0)
         throw std::domain_error("stride of 0");
     for (const auto& [scale, latency] : latencies)
         for (BaseLayer* successor : successors)
             successor->addScale(successorScale(scale));
-    return latencies.size();
 }
 
 template <typename T>

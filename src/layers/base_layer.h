@@ -95,10 +95,14 @@ public:
     /// Layers on the longest chain from here on, this one included.
     [[nodiscard]] int depth() const { return longestChain; }
 
+    /// Scales past the first that spreadScales() will tell, summed over the successors.
+    [[nodiscard]] std::size_t numExtraScales() const {
+        return latencies.empty() ? 0 : (latencies.size() - 1) * successors.size();
+    }
+
     /// Tells the successors at which scales their latency will be asked, given those of this layer.
-    /// Returns the number of scales of this layer. std::domain_error for a stride of 0, by which a
-    /// scale would be divided.
-    std::size_t spreadScales();
+    /// std::domain_error for a stride of 0, by which a scale would be divided.
+    void spreadScales();
 
     /// Makes `scale` one of those at which this layer's latency will be asked.
     void addScale(int scale) { latencies.emplace(scale, 0); }

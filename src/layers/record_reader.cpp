@@ -12,6 +12,7 @@ static_assert(std::endian::native == std::endian::little,
 RecordReader::RecordReader(BinaryInputStream& source) : stream(source) {
     stream.seek(0);
     remaining = stream.size();
+    claimable = remaining + (std::int64_t{64} << 10);
 }
 
 std::string RecordReader::string() {
@@ -39,6 +40,12 @@ void RecordReader::bytes(void* destination, std::int64_t count) {
         target += done;
         count -= done;
     }
+}
+
+void RecordReader::claimMemory(std::int64_t count) {
+    if (count > claimable)
+        throw std::length_error("more memory than the file stands for");
+    claimable -= count;
 }
 
 void RecordReader::requireBytes(std::int64_t count) const {

@@ -33,12 +33,17 @@ public:
     /// Raises the error of a file that ends early unless `count` bytes are left.
     void requireBytes(std::int64_t count) const;
 
+    /// Counts memory for which no bytes stand in the file. std::length_error once it would come to
+    /// more than the file's own size and 64 KiB.
+    void claimMemory(std::int64_t count);
+
     /// The generation of the file's format, set once the header has told it.
     int version = 0;
 
 private:
     BinaryInputStream& stream;
     std::int64_t remaining;
+    std::int64_t claimable;
 };
 
 } // namespace sorvane

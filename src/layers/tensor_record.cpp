@@ -48,17 +48,18 @@ Tensor32 readTensor(RecordReader& reader) {
     if (count <= 0)
         return tensor;
 
-    // Data of an unknown storage isn't read, but even then no tensor may be larger than the file.
-    const std::int64_t elementSize = storage == storageSingle ? 4 : 2;
     if (count > std::numeric_limits<int>::max() / 4)
         throw std::length_error("tensor too long");
-    reader.requireBytes(count * elementSize);
+    if (storage == storageSingle || storage == storageHalf)
+        reader.requireBytes(count * (storage == storageSingle ? 4 : 2));
+    else
+        reader.claimMemory(count * 4);
     tensor.data = std::make_shared<TensorData<float>>(count);
     float* destination = tensor.data->data;
     if (!destination)
         throw std::bad_alloc();
     if (storage == storageSingle)
-        reader.bytes(destination, count * elementSize);
+        reader.bytes(destination, count * 4);
     else if (storage == storageHalf)
         readHalves(reader, destination, count);
     else

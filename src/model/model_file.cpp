@@ -8,7 +8,7 @@ namespace sorvane {
 
 bool loadModelFile(NeuralModel<float>& model, const char* path) {
     auto stream = std::make_shared<FileStream>();
-    return stream->open(path, 0, 0) && stream->isRegularFile() && model.load(std::move(stream));
+    return stream->openRegularFile(path) && model.load(std::move(stream));
 }
 
 } // namespace sorvane

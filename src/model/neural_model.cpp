@@ -81,9 +81,10 @@ void NeuralModel<T>::computeLatency() {
     std::size_t numScales = 0;
     inputLayer->addScale(1);
     for (const auto& layer : allLayers) {
-        numScales += layer->spreadScales();
+        numScales += layer->numExtraScales();
         if (numScales > maxLatencyScales)
             throw std::length_error("too many paths of different strides");
+        layer->spreadScales();
     }
     for (auto layer = allLayers.rbegin(); layer != allLayers.rend(); ++layer)
         (*layer)->computeLatencies();

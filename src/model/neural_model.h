@@ -17,8 +17,8 @@ namespace sorvane {
 /// stack frame of some 100 to 300 bytes in a run.
 inline constexpr int maxChainLength = 10002;
 
-/// Scales, over all layers, at which the latency of a network that loads is worked out. Only paths
-/// of many different strides that meet again make more than one a layer.
+/// Scales past the first of each layer, over all edges, at which the latency of a network that loads
+/// is worked out. Only paths of many different strides that meet again make more than one a layer.
 inline constexpr std::size_t maxLatencyScales = std::size_t{1} << 20;
 
 /// One network and the header values of its file. A default object passes tensors through; load()

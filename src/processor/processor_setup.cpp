@@ -59,6 +59,9 @@ bool SorvaneProcessor::loadModels(const std::vector<std::string>& paths) {
 bool SorvaneProcessor::loadModel(NeuralModel<float>& model, const std::string& path) {
     if (!loadModelFile(model, path.c_str()))
         return false;
+    // Tensors may go through such a network, but no audio has fewer channels than none.
+    if (model.numInputChannels < 0 || model.numOutputChannels < 0)
+        return false;
     // As long as no model had a frame length, the next one sets both sizes.
     for (const NeuralModel<float>* other = models.data(); other != &model; ++other) {
         if (other->frameLength == 0)

@@ -23,8 +23,10 @@ bool FileStream::open(const char* path, int access, int creation) {
     return handle != platform::noFile;
 }
 
-bool FileStream::isRegularFile() const {
-    return platform::isRegularFile(handle);
+bool FileStream::openRegularFile(const char* path) {
+    FileStream::close();
+    handle = platform::openRegularFile(path);
+    return handle != platform::noFile;
 }
 
 std::uint32_t FileStream::read(void* buffer, std::uint32_t count) {

@@ -19,8 +19,9 @@ public:
     /// must exist, 1 it is created if it doesn't, 2 it must not exist. Returns success.
     bool open(const char* path, int access, int creation);
 
-    /// True while a regular file is open, as opposed to a directory, a pipe or a device.
-    [[nodiscard]] bool isRegularFile() const;
+    /// Opens an existing file for reading, and fails at once for what isn't a regular file: a
+    /// directory, a pipe, a device.
+    bool openRegularFile(const char* path);
 
     std::uint32_t read(void* buffer, std::uint32_t count) override;
     std::uint32_t write(const void* buffer, std::uint32_t count) override;

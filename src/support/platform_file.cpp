@@ -29,13 +29,17 @@ FileHandle openFile(const char* path, int access, int creation) {
                     FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
+FileHandle openRegularFile(const char* path) {
+    const FileHandle file = openFile(path, 0, 0);
+    if (file == noFile || GetFileType(native(file)) == FILE_TYPE_DISK)
+        return file;
+    closeFile(file);
+    return noFile;
+}
+
 void closeFile(FileHandle file) {
     if (file != noFile)
         CloseHandle(native(file));
-}
-
-bool isRegularFile(FileHandle file) {
-    return GetFileType(native(file)) == FILE_TYPE_DISK;
 }
 
 std::int64_t readFile(FileHandle file, void* buffer, std::uint32_t count) {
@@ -99,17 +103,24 @@ FileHandle openFile(const char* path, int access, int creation) {
         flags |= O_CREAT | O_EXCL;
     else if (creation != 0)
         return noFile;
-    return open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+    return open(path, flags | O_CLOEXEC | O_NOCTTY, 0666);
+}
+
+FileHandle openRegularFile(const char* path) {
+    // Without waiting for the other end of a pipe; regular files take no notice of that.
+    const int file = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (file < 0)
+        return noFile;
+    struct stat status {};
+    if (fstat(file, &status) == 0 && S_ISREG(status.st_mode))
+        return file;
+    close(file);
+    return noFile;
 }
 
 void closeFile(FileHandle file) {
     if (file != noFile)
         close(native(file));
-}
-
-bool isRegularFile(FileHandle file) {
-    struct stat status {};
-    return fstat(native(file), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 std::int64_t readFile(FileHandle file, void* buffer, std::uint32_t count) {

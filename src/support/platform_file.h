@@ -14,12 +14,13 @@ inline constexpr FileHandle noFile = -1;
 
 /// Opens `path`, shared with other readers and writers. `access`: 0 reading, 1 writing, 2 both,
 /// other values neither. `creation`: 0 the file must exist, 1 it is created if it doesn't, 2 it
-/// must not exist; other values fail. Never waits for the other end of a pipe.
+/// must not exist; other values fail. Waits for the other end of a pipe.
 FileHandle openFile(const char* path, int access, int creation);
-void closeFile(FileHandle file);
 
-/// True for a file that has a length and a position; false for directories, pipes and devices.
-bool isRegularFile(FileHandle file);
+/// Opens an existing file for reading, and only one that has a length and a position: fails at once
+/// for directories, pipes and devices.
+FileHandle openRegularFile(const char* path);
+void closeFile(FileHandle file);
 
 /// Bytes transferred, or -1.
 std::int64_t readFile(FileHandle file, void* buffer, std::uint32_t count);

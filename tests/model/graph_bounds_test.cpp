@@ -77,6 +77,12 @@ TEST(GraphBounds, LatenciesAreWorkedOutOnceForEachScale) {
     addDiamonds(different, 60, {2,  3,  5,  7,  11, 13, 17, 19, 23, 29,  31,  37,  41,  43,  47, 53,
                                 59, 61, 67, 71, 73, 79, 83, 89, 97, 101, 103, 107, 109, 113, 127});
     EXPECT_FALSE(loads(different.bytes()));
+
+    // Eleven diamonds make two thousand scales, and each has to be told to every reader.
+    ModelFile wide;
+    addDiamonds(wide, 11, {2, 3, 5, 7, 11, 13, 17, 19, 23, 29, 31});
+    wide.layers.push_back(concat("wide", Inputs(30000, wide.outputSource)));
+    EXPECT_FALSE(loads(wide.bytes()));
 }
 
 } // namespace sorvane::test

@@ -44,8 +44,8 @@ public:
 
     void write(const std::vector<std::uint8_t>& bytes) const {
         std::ofstream file(m_path, std::ios::binary | std::ios::trunc);
-        for (const std::uint8_t byte : bytes)
-            file.put(static_cast<char>(byte));
+        file.write(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
         if (!file.flush())
             throw std::runtime_error("can't write " + m_path);
     }

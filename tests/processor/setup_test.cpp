@@ -1,0 +1,152 @@
+#include "util/processor_handle.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace sorvane::test {
+
+namespace {
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+struct Sizes {
+    int fftLength = 16;
+    int frameLength = 16;
+    int hop = 8;
+};
+
+enum class Outcome {
+    null,      // of the creator
+    raises,    // at creation
+    lateRaise, // at the first full frame
+    silent,    // takes audio and gives none: not a frame was full
+    passes,    // audio goes through as it is
+    runs,      // whole hops, finite
+};
+
+struct SetupCase {
+    const char* name;
+    Outcome outcome;
+    double rate = 48000.0;
+    int numChannels = 1;
+    Sizes sizes{};
+    std::function<void(ModelFile&)> change = [](ModelFile&) {};
+};
+
+Outcome outcomeOf(const SetupCase& entry) {
+    ModelFile file{.fftLength = entry.sizes.fftLength,
+                   .frameLength = entry.sizes.frameLength,
+                   .hop = entry.sizes.hop};
+    file.inputPacking.bins = file.outputPacking.bins = 9;
+    entry.change(file);
+    ProcessorHandle processor;
+    try {
+        processor = makeProcessor(file, entry.numChannels, entry.rate);
+    } catch (const std::exception&) {
+        return Outcome::raises;
+    }
+    if (!processor)
+        return Outcome::null;
+    const AudioRows audio = noise(std::max(entry.numChannels, 1), 333, 1);
+    AudioRows result;
+    try {
+        result = process(processor.get(), audio, 100);
+        sorvaneResetProcessorState(processor.get());
+        const AudioRows again = process(processor.get(), audio, 37);
+        // A longer hop than the frame drops what is there of the next one, which depends on the block.
+        if (entry.sizes.hop <= entry.sizes.frameLength) {
+            EXPECT_EQ(again, result);
+        }
+    } catch (const std::exception&) {
+        return Outcome::lateRaise;
+    }
+    for (const float sample : result[0])
+        EXPECT_TRUE(std::isfinite(sample));
+    if (result[0].empty())
+        return Outcome::silent;
+    return result == audio ? Outcome::passes : Outcome::runs;
+}
+
+} // namespace
+
+TEST(Setup, EveryRateCountAndSizeHasAnOutcome) {
+    using enum Outcome;
+    const SetupCase cases[] = {
+        {"as the model", runs},
+        {"half the rate", runs, 24000.0},
+        {"rate of 0", lateRaise, 0.0},
+        {"negative rate", lateRaise, -48000.0},
+        {"no rate", lateRaise, nan},
+        {"infinite rate", null, infinity},
+        {"1 Hz", passes, 1.0},
+        {"a rate that scales the hop to 0", null, 48000.0 / 16},
+        {"a rate that scales the hop to 1", runs, 48000.0 / 8},
+        {"1e9 Hz", silent, 1e9},
+        {"1e300 Hz", null, 1e300},
+        {"1e-300 Hz", passes, 1e-300},
+        {"no channels", silent, 48000.0, 0},
+        {"no channels, 1e300 Hz", silent, 1e300, 0},
+        {"-1 channels", raises, 48000.0, -1},
+        {"channels without a layout", runs, 48000.0, 11},
+        {"windows of 4 GB", raises, 48000.0, 1000000, {1024, 1024, 512}},
+        {"transform of 48", runs, 48000.0, 1, {48, 16, 8}},
+        {"transform of 17", runs, 48000.0, 2, {17, 16, 8}},
+        {"transform of 0", null, 48000.0, 1, {0, 16, 8}},
+        {"transform shorter than the frame", null, 48000.0, 1, {15, 16, 8}},
+        {"negative transform", null, 48000.0, 1, {-16, 16, 8}},
+        {"hop of 0", null, 48000.0, 1, {16, 16, 0}},
+        {"negative hop", null, 48000.0, 1, {16, 16, -8}},
+        {"hop of 1", runs, 48000.0, 1, {16, 16, 1}},
+        {"hop above half the frame", runs, 48000.0, 2, {16, 16, 11}},
+        {"hop above the frame", runs, 48000.0, 2, {16, 16, 40}},
+        {"largest hop", runs, 48000.0, 1, {16, 16, 32767}},
+        {"frame of 0", passes, 48000.0, 2, {16, 0, 8}},
+        {"frame and hop of 0", passes, 48000.0, 2, {0, 0, 0}},
+        {"negative frame", passes, 48000.0, 2, {16, -16, 8}},
+        {"frame of 1", runs, 48000.0, 1, {1, 1, 1}},
+        {"largest sizes", silent, 48000.0, 1, {32767, 32767, 16384}},
+        {"model rate of 0", null, 48000.0, 1, {}, [](ModelFile& m) { m.sampleRate = 0.0; }},
+        {"negative model rate", null, 48000.0, 1, {}, [](ModelFile& m) { m.sampleRate = -1.0; }},
+        {"no model rate", null, 48000.0, 1, {}, [](ModelFile& m) { m.sampleRate = nan; }},
+        {"infinite model rate",
+         null,
+         48000.0,
+         1,
+         {},
+         [](ModelFile& m) { m.sampleRate = infinity; }},
+        {"smallest model rate", null, 48000.0, 1, {}, [](ModelFile& m) { m.sampleRate = 1e-320; }},
+        {"no model input", null, 48000.0, 1, {}, [](ModelFile& m) { m.numInputChannels = 0; }},
+        {"negative model input",
+         null,
+         48000.0,
+         1,
+         {},
+         [](ModelFile& m) { m.numInputChannels = -1; }},
+        {"no model output", null, 48000.0, 1, {}, [](ModelFile& m) { m.numOutputChannels = 0; }},
+        {"negative model output",
+         null,
+         48000.0,
+         1,
+         {},
+         [](ModelFile& m) { m.numOutputChannels = -128; }},
+    };
+    for (const SetupCase& entry : cases) {
+        SCOPED_TRACE(entry.name);
+        EXPECT_EQ(static_cast<int>(outcomeOf(entry)), static_cast<int>(entry.outcome));
+    }
+}
+
+TEST(Setup, AMillionChannelsAreCountedAndAdded) {
+    const ModelFile file{.fftLength = 16, .frameLength = 16, .hop = 8};
+    const ProcessorHandle processor = makeProcessor(file, 1000000, 48000.0);
+    ASSERT_NE(processor, nullptr);
+    const float sample = 1.0F;
+    const std::vector<const float*> rows(1000000, &sample);
+    sorvaneAddAudio(processor.get(), rows.data(), 1);
+    EXPECT_EQ(sorvaneGetNumOfPendingSamples(processor.get()), 0);
+}
+
+} // namespace sorvane::test
