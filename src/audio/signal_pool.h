@@ -12,7 +12,7 @@ namespace sorvane {
 
 /// Blocks that are used again, so that a steady stream allocates none. A signal is given when it
 /// has been written, also while others still share its block; it is taken again once they have let
-/// go of it. Keeps up to 16 blocks, the newest, of up to a megabyte each.
+/// go of it. Keeps up to 64 blocks, the newest, of up to a megabyte each.
 ///
 /// Threads: one at a time. Whoever shares a block on another thread must have told this one, by
 /// whatever synchronises the two, that it has read it.
@@ -36,7 +36,8 @@ public:
 
     void give(Signal signal) {
         // A block that could not be had is no use to anyone.
-        if (!signal.row(0) || bytesOf(signal) > maxBytes)
+        const bool isThere = signal.data && (signal.length < 1 || signal.row(0));
+        if (!isThere || bytesOf(signal) > maxBytes)
             return;
         if (spares.size() == capacity)
             spares.erase(spares.begin());
@@ -49,7 +50,7 @@ private:
                static_cast<std::int64_t>(sizeof(*signal.row(0)));
     }
 
-    static constexpr std::size_t capacity = 16;
+    static constexpr std::size_t capacity = 64;
     static constexpr std::int64_t maxBytes = 1 << 20;
     std::vector<Signal> spares; // oldest first
 };

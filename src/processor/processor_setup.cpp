@@ -119,7 +119,8 @@ int SorvaneProcessor::getLatency(int blockSize) {
 void SorvaneProcessor::reset() {
     BaseSpectralProcessor::reset();
     pendingFrames.clear();
-    busQueues.assign(numQueues(), {});
+    for (RecycledList<ComplexSignal32>& queue : busQueues)
+        queue.clear();
     for (NeuralModel<float>& model : models)
         model.reset();
 }
