@@ -57,7 +57,7 @@ void OutputLayer<T>::collect(Tensor<T>& result) {
         result = none;
         return;
     }
-    const ListClearer clearer{waiting};
+    const ListClearer<RecycledList<Tensor<T>>> clearer{waiting};
     const Tensor<T>& first = waiting.front();
     dimsOf(first);
     if (waiting.size() == 1 && first.shape.size() == 3 &&

@@ -194,8 +194,10 @@ TEST(ShapeChecks, WhatDoesNotFitIsRefusedBeforeAnythingIsTouched) {
     }
 }
 
-// A tensor that memory ran out for.
+// A tensor that memory ran out for, and a bias that a file leaves out where it must not.
 TEST(ShapeChecks, AMissingBufferIsNoticedAtItsFirstUse) {
+    NeuralModel<float> unbiased = modelOf({"", {norm("a", "input", 0, ones({2}), {})}, {}, {}});
+    EXPECT_EQ(errorOf(unbiased, tensorOf({1, 3, 2}, 1)), nullError);
     for (const ShapeCase& entry : shapeCases) {
         if (entry.good.empty())
             continue;
