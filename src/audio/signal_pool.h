@@ -38,8 +38,8 @@ public:
         const bool isThere = signal.data && (signal.length < 1 || signal.row(0));
         if (!isThere || bytesOf(signal) > maxBytes)
             return;
-        numBytes += bytesOf(signal);
         spares.push_back(std::move(signal));
+        numBytes += bytesOf(spares.back());
         for (; spares.size() > capacity || numBytes > maxBytes; spares.erase(spares.begin()))
             numBytes -= bytesOf(spares.front());
     }
