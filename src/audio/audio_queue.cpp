@@ -2,8 +2,6 @@
 
 #include "support/vector_rows.h"
 
-#include <algorithm>
-
 namespace sorvane {
 
 void AudioQueue::add(const Signal32& block) {
@@ -30,40 +28,30 @@ Signal32 AudioQueue::read(int count) const {
     if (numChannels < 1)
         return {};
     Signal32 result(numChannels, count);
-    copyTo(result, count);
+    visit(count, [&](const Signal32& block, int start, int length, int position) {
+        result.copyRange(position, block, start, start + length);
+    });
     return result;
 }
 
 void AudioQueue::discard(int count) {
     if (count >= numPending) {
-        while (!blocks.empty())
-            blocks.pop_front();
+        blocks.clear();
         numPending = 0;
         readOffset = 0;
         return;
     }
     consume(count);
-    numPending -= count;
 }
 
 Signal32 AudioQueue::pop(int count) {
     if (numChannels < 1)
         return {};
     Signal32 result(numChannels, count);
-    popTo(result);
-    return result;
-}
-
-void AudioQueue::popTo(Signal32& result) {
-    copyTo(result, result.length);
-    consume(result.length);
-    numPending -= result.length;
-}
-
-void AudioQueue::copyTo(Signal32& result, int count) const {
-    visit(count, [&](const Signal32& block, int start, int length, int position) {
+    pop(count, [&](const Signal32& block, int start, int length, int position) {
         result.copyRange(position, block, start, start + length);
     });
+    return result;
 }
 
 void AudioQueue::readTimes(const float* window, Signal32& result, int offset, int count) const {
@@ -83,21 +71,8 @@ void AudioQueue::readTimes(const float* window, Signal32& result, int offset, in
     });
 }
 
-template <typename Use>
-void AudioQueue::visit(int count, Use use) const {
-    int start = readOffset;
-    int position = 0;
-    for (const Signal32& block : blocks) {
-        const int length = std::min(block.length - start, count - position);
-        use(block, start, length, position);
-        position += length;
-        if (position == count)
-            return;
-        start = 0;
-    }
-}
-
 void AudioQueue::consume(int count) {
+    numPending -= count;
     int remaining = count;
     while (remaining > 0 && !blocks.empty()) {
         const int held = blocks.front().length - readOffset;

@@ -3,6 +3,7 @@
 #include "audio/signal.h"
 #include "support/recycled_list.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace sorvane {
@@ -40,19 +41,31 @@ public:
     /// Takes the oldest `count` samples, which must not be more than are pending.
     [[nodiscard]] Signal32 pop(int count);
 
-    /// The same, as many samples as `result` has, into a signal of the stream's channels.
-    void popTo(Signal32& result);
+    /// The same without a signal: calls `use(block, start, length, position)` for each stretch of
+    /// the samples, `length` of them in `block` from `start` on, `position` after the oldest. When
+    /// it raises, the queue is unchanged.
+    template <typename Use>
+    void pop(int count, Use use) {
+        visit(count, use);
+        consume(count);
+    }
 
 private:
-    /// Calls `use(block, start, count, position)` for each block of the oldest `count` samples:
-    /// `count` samples of the block from `start` on, which are `position` after the oldest.
     template <typename Use>
-    void visit(int count, Use use) const;
+    void visit(int count, Use use) const {
+        int start = readOffset;
+        int position = 0;
+        for (const Signal32& block : blocks) {
+            const int length = std::min(block.length - start, count - position);
+            use(block, start, length, position);
+            position += length;
+            if (position == count)
+                return;
+            start = 0;
+        }
+    }
 
-    /// Copies until `count` samples are in `result`.
-    void copyTo(Signal32& result, int count) const;
-
-    /// Lets go of the oldest `count` samples, block by block.
+    /// Lets go of the oldest `count` samples, block by block; there must be as many.
     void consume(int count);
 
     std::int64_t numPending = 0;   // the lengths of all blocks less readOffset

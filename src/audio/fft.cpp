@@ -1,8 +1,20 @@
 #include "audio/fft.h"
 
-#include "support/vector_status.h"
+#include "support/vector_rows.h"
 
 namespace sorvane {
+
+namespace {
+
+/// Null only for a size of 0.
+Ipp8u* takeBuffer(int size) {
+    Ipp8u* const buffer = ippsMalloc_8u(size);
+    if (size > 0)
+        requireMemory(buffer);
+    return buffer;
+}
+
+} // namespace
 
 FFT32::~FFT32() {
     ippsFree(specMemory);
@@ -27,9 +39,9 @@ void FFT32::rebuild(int length) {
     int workSize = 0;
     ippsFFTGetSize_R_32f(order, IPP_FFT_NODIV_BY_ANY, ippAlgHintFast, &specSize, &initSize,
                          &workSize);
-    specMemory = ippsMalloc_8u(specSize);
-    workBuffer = ippsMalloc_8u(workSize);
-    initBuffer = ippsMalloc_8u(initSize);
+    specMemory = takeBuffer(specSize);
+    workBuffer = takeBuffer(workSize);
+    initBuffer = takeBuffer(initSize);
     ippsFFTInit_R_32f(&spec, order, IPP_FFT_NODIV_BY_ANY, ippAlgHintFast, specMemory, initBuffer);
 }
 

@@ -7,8 +7,9 @@ namespace sorvane {
 /// Real transform of whole signals, row by row. Built at first use for the length that arrives, and
 /// rebuilt only when the length changes. Neither direction scales: forward then inverse gives N
 /// times the input. For a length that isn't a power of two only the largest power of two below it
-/// takes part, and what the transform doesn't write is 0. Threads: one at a time. Real time:
-/// allocates when the length changes, and results that aren't given.
+/// takes part, and what the transform doesn't write is 0. The null-pointer error
+/// without memory for the transform. Threads: one at a time. Real time: allocates when the length
+/// changes, and results that aren't given.
 class FFT32 {
 public:
     FFT32() = default;

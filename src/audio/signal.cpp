@@ -188,13 +188,17 @@ void ComplexSignal32::add(const ComplexSignal32& other) {
 
 ComplexSignal32 ComplexSignal32::sumChannels() const {
     ComplexSignal32 sum(1, length);
+    sumChannels(sum);
+    return sum;
+}
+
+void ComplexSignal32::sumChannels(ComplexSignal32& sum) const {
     if (length < 1 || channels < 1)
-        return sum;
+        return;
     Complex* destination = sum.channelData(0);
     copyElements(row(0), destination, length);
     for (int c = 1; c < channels; ++c)
         check(ippsAdd_32fc(destination, row(c), destination, length));
-    return sum;
 }
 
 } // namespace sorvane

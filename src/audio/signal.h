@@ -14,6 +14,7 @@
 // one value by one thread at a time. Real time: making a signal, and the first write to a shared one, allocates.
 
 #include "audio/signal_data.h"
+#include "support/shared_block.h"
 
 #include <complex>
 #include <memory>
@@ -37,7 +38,7 @@ public:
     [[nodiscard]] bool isEmpty() const { return !data || channels == 0 || length == 0; }
 
     /// True while another value has the same block.
-    [[nodiscard]] bool isShared() const { return data && data.use_count() > 1; }
+    [[nodiscard]] bool isShared() const { return data && !isSoleOwner(data); }
 
     /// Row `channel` for reading, null without a block.
     [[nodiscard]] const T* row(int channel) const { return start(channel); }
@@ -137,6 +138,9 @@ public:
 
     /// One channel: the sum of all rows.
     [[nodiscard]] ComplexSignal32 sumChannels() const;
+
+    /// The same into a signal of one channel and this length.
+    void sumChannels(ComplexSignal32& sum) const;
 };
 
 extern template class SignalBase<float>;

@@ -125,7 +125,7 @@ void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
     output = outputs.take(outputFormat.numChannels(), static_cast<int>(numHops) * hop);
     for (int k = 0; k < static_cast<int>(numHops); ++k) {
         sumOldestHop(output, hop * k);
-        frames.give(outputFrames.pop_front());
+        frames.give(outputFrames.take_front());
     }
     outputs.give(output);
 }
@@ -173,9 +173,11 @@ void BaseSpectralProcessor::processFrame() {
     ComplexSignal32 spectrum = spectra.take(frame.channels, FFT32::numBins(frame.length));
     fft.forward(frame, spectrum);
     frames.give(std::move(frame));
-    std::list<ComplexSignal32> results = processSpectrum(spectrum);
+    stageResults.clear(); // of a frame that failed
+    processSpectrum(spectrum, stageResults);
     spectra.give(std::move(spectrum));
-    for (ComplexSignal32& result : results) {
+    while (!stageResults.empty()) {
+        ComplexSignal32 result = stageResults.take_front();
         outputFrames.push_back(finish(result), maxSignalsInList);
         spectra.give(std::move(result));
     }

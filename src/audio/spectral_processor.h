@@ -2,11 +2,10 @@
 
 #include "audio/audio_processor.h"
 #include "audio/audio_queue.h"
+#include "audio/block_pool.h"
 #include "audio/fft.h"
 #include "audio/signal_pool.h"
 #include "support/recycled_list.h"
-
-#include <list>
 
 namespace sorvane {
 
@@ -32,13 +31,15 @@ public:
     void process(Signal32& output, const Signal32& input) override;
 
 protected:
-    /// Takes a spectrum of the input channels; gives zero or more of the output channels, in order.
-    virtual std::list<ComplexSignal32> processSpectrum(const ComplexSignal32& frame) = 0;
+    /// Takes a spectrum of the input channels; appends zero or more of the output channels to
+    /// `results`, which is empty, in order.
+    virtual void processSpectrum(const ComplexSignal32& frame,
+                                 RecycledList<ComplexSignal32>& results) = 0;
 
     /// Makes both windows for the sizes and formats; nothing without a set output format.
     virtual void makeWindows();
 
-    /// Blocks for spectra; those that processSpectrum() returns go back there when they were used.
+    /// Blocks for spectra; those that processSpectrum() gives go back there when they were used.
     SignalPool<ComplexSignal32> spectra;
 
     int fftLength = 0;
@@ -63,9 +64,10 @@ private:
     Signal32 analysisWindow;  // a row per input channel, frameLength samples
     Signal32 synthesisWindow; // a row per output channel, frameLength samples
     FFT32 fft;
-    RecycledList<Signal32> outputFrames; // processed, oldest first
+    RecycledList<ComplexSignal32> stageResults; // of the frame in progress
+    RecycledList<Signal32> outputFrames;        // processed, oldest first
     SignalPool<Signal32> frames;
-    SignalPool<Signal32> outputs; // what process() gave
+    BlockPool outputs; // what process() gave
     AudioQueue inputQueue;
 };
 

@@ -3,6 +3,7 @@
 // Tensors as cheap values: a shape and a shared buffer. Copying shares the buffer; detach() makes
 // it private before a write. Reading goes through elements(), writing through writableElements().
 
+#include "support/shared_block.h"
 #include "support/vector/ipps.h"
 
 #include <cstdint>
@@ -52,7 +53,7 @@ public:
     }
 
     /// True while another value has the same buffer.
-    [[nodiscard]] bool isShared() const { return data && data.use_count() > 1; }
+    [[nodiscard]] bool isShared() const { return data && !isSoleOwner(data); }
 
     /// Makes the buffer private to this value by copying it, if it is shared.
     void detach();

@@ -3,6 +3,7 @@
 #include "support/vector_rows.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 using sorvane::ProcessorState;
@@ -16,19 +17,21 @@ Signal32 makeBlock(ProcessorState& state, int numSamples) {
     return state.blocks.take(state.numInputChannels, std::max(numSamples, 0));
 }
 
-/// Pops `numSamples` samples and calls `deliver(block)` with them, if there are any to deliver.
+/// Pops `numSamples` samples and calls `deliver(row, channel, count, position)` for each stretch of
+/// each of the host's channels: `count` samples, `position` after the oldest.
 template <typename Deliver>
 bool getBlock(ProcessorState& state, int numSamples, Deliver deliver) {
     if (numSamples < 0 || numSamples > state.outputQueue.pending())
         return false;
-    const int channels = state.outputQueue.channels();
-    if (channels < 1)
+    if (numSamples == 0 || state.outputQueue.channels() < 1)
         return true;
-    Signal32 block = state.blocks.take(channels, numSamples);
-    state.outputQueue.popTo(block);
-    if (numSamples > 0 && block.channels >= state.numOutputChannels)
-        deliver(block);
-    state.blocks.give(std::move(block));
+    state.outputQueue.pop(numSamples,
+                          [&](const Signal32& block, int start, int count, int position) {
+                              for (int c = 0; c < state.numOutputChannels; ++c) {
+                                  sorvane::requireMemory(block.row(c));
+                                  deliver(block.row(c) + start, c, count, position);
+                              }
+                          });
     return true;
 }
 
@@ -39,7 +42,7 @@ void sorvaneAddAudio(void* handle, const float* const* channels, int numSamples)
     Signal32 block = makeBlock(state, numSamples);
     for (int c = 0; numSamples > 0 && c < block.channels; ++c)
         sorvane::copyElements(channels[c], block.channelData(c), numSamples);
-    state.addBlock(std::move(block));
+    state.addBlock(block);
 }
 
 void sorvaneAddAudioInterleaved(void* handle, const float* samples, int numSamples) {
@@ -52,24 +55,22 @@ void sorvaneAddAudioInterleaved(void* handle, const float* samples, int numSampl
             for (float* row : rows)
                 row[i] = *samples++;
     }
-    state.addBlock(std::move(block));
+    state.addBlock(block);
 }
 
 bool sorvaneGetAudio(void* handle, float* const* channels, int numSamples) {
     ProcessorState& state = stateOf(handle);
-    return getBlock(state, numSamples, [&](const Signal32& block) {
-        for (int c = 0; c < state.numOutputChannels; ++c)
-            sorvane::copyElements(block.row(c), channels[c], numSamples);
+    return getBlock(state, numSamples, [&](const float* row, int c, int count, int position) {
+        sorvane::copyElements(row, channels[c] + position, count);
     });
 }
 
 bool sorvaneGetAudioInterleaved(void* handle, float* samples, int numSamples) {
     ProcessorState& state = stateOf(handle);
-    return getBlock(state, numSamples, [&](Signal32& block) {
-        const auto& rows = block.channelPointers();
-        for (int i = 0; i < numSamples; ++i)
-            for (const float* row : rows)
-                *samples++ = row[i];
+    const std::ptrdiff_t step = state.numOutputChannels;
+    return getBlock(state, numSamples, [&](const float* row, int c, int count, int position) {
+        for (int i = 0; i < count; ++i)
+            samples[(position + i) * step + c] = row[i];
     });
 }
 

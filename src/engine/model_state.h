@@ -9,7 +9,8 @@ namespace sorvane {
 /// The record behind a model handle.
 struct ModelState {
     NeuralModel<float> model;
-    Tensor32 resultTensor; // of the latest push
+    OutputTensor<float> input; // the latest push
+    Tensor32 resultTensor;     // and what came of it
 };
 
 inline ModelState& modelStateOf(void* handle) {

@@ -30,10 +30,10 @@ bool ProcessorState::initialise(int numModels, const char* const* modelFiles, in
     return true;
 }
 
-void ProcessorState::addBlock(Signal32 block) {
+void ProcessorState::addBlock(const Signal32& block) {
     Signal32 output;
     processor.process(output, block);
-    blocks.give(std::move(block));
+    blocks.give(block);
     outputQueue.add(output);
 }
 

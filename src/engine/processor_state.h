@@ -16,7 +16,7 @@ public:
 
     /// Runs a block through the processor, and last of all queues what comes out, whole hops,
     /// possibly none: an exception leaves the queue as it was.
-    void addBlock(Signal32 block);
+    void addBlock(const Signal32& block);
 
     /// Writes the range of a parameter, the same for every object; nothing for an id without one.
     SORVANE_API void getParameterRange(int id, float* minValue, float* maxValue);
@@ -24,8 +24,8 @@ public:
     int numInputChannels = 0;
     int numOutputChannels = 0;
     SorvaneProcessor processor;
-    AudioQueue outputQueue;      // processed audio that waits to be fetched
-    SignalPool<Signal32> blocks; // audio on its way in and out
+    AudioQueue outputQueue; // processed audio that waits to be fetched
+    BlockPool blocks;       // audio on its way in
 };
 
 inline ProcessorState& stateOf(void* handle) {

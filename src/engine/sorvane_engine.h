@@ -27,10 +27,10 @@
  * at once.
  *
  * Real time. What a real-time thread may call is said at each function as "Real time". The thread
- * that loads the library gets its floating-point state set to treat denormals as zero; no later
- * call changes the state of any thread. A network is run by recursion: its longest chain of layers,
- * at most 10,000, takes some 100 to 300 bytes of stack for each on the calling thread and, with two
- * or more models, on worker threads with the system's default stack.
+ * that loads the library gets its floating-point state set to treat denormals as zero; no later call
+ * changes the state of any thread. A network is run by recursion: its longest chain of layers, at
+ * most 10,000, takes 60 to 310 bytes of stack for each (3 MB for the longest) on the calling thread
+ * and, with two or more models, on worker threads with the system's default stack.
  *
  * Units. Samples are linear floats with full scale at 1. "Samples" always counts samples per
  * channel. Rates are in hertz. Paths are byte strings that reach the operating system unchanged. */
@@ -153,9 +153,14 @@ SORVANE_API void sorvaneDeleteProcessor(void* handle);
  * @param channels    numChannels pointers, each to numSamples floats; read only.
  * @param numSamples  samples per channel, any count; 0 or below adds nothing.
  *
+ * What waits is not bounded: audio that nobody pulls, and, until a reset, the input of a network
+ * that gives fewer frames than it takes (none, where two paths that meet never both deliver) or the
+ * results of one that gives more.
+ *
  * Threads: not together with another audio call on this handle. Real time: yes with one model,
- * after the first frames: no lock, no file access, a bounded number of small allocations a frame.
- * With more models the call waits for worker threads. */
+ * after the first frames: no lock, no file access, no allocation while no more of the stream waits
+ * than did before. With more models the call waits for worker threads, with two locks and some ten
+ * small allocations for each model and frame. */
 SORVANE_API void sorvaneAddAudio(void* handle, const float* const* channels, int numSamples);
 
 /** Pushes interleaved samples; otherwise as sorvaneAddAudio().
@@ -177,7 +182,7 @@ SORVANE_API void sorvaneAddAudioInterleaved(void* handle, const float* samples, 
  * @return false, with nothing written, when fewer samples are pending or numSamples is negative.
  *
  * Threads: not together with another audio call on this handle.
- * Real time: yes; two copies, and an allocation where numSamples differs from call to call. */
+ * Real time: yes; one copy. */
 SORVANE_API bool sorvaneGetAudio(void* handle, float* const* channels, int numSamples);
 
 /** Pops finished samples into an interleaved buffer; otherwise as sorvaneGetAudio().
@@ -310,7 +315,7 @@ SORVANE_API void sorvaneDeleteModel(void* handle);
  * @param shape    numDims dimensions, from 0.
  *
  * Threads: one at a time for each model handle. Real time: yes after the first calls of a shape: no
- * lock, no file access, a few allocations a call. */
+ * lock, no file access, no allocation. */
 SORVANE_API void sorvaneAddTensor(void* handle, const float* data, int numDims, const int* shape);
 
 /** Tells the dimensions of the latest result.

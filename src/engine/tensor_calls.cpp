@@ -3,6 +3,8 @@
 #include "support/vector_rows.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -14,10 +16,10 @@ void sorvaneAddTensor(void* handle, const float* data, int numDims, const int* s
     ModelState& state = modelStateOf(handle);
     if (numDims < 0)
         throw std::length_error("vector too long");
-    Tensor32 tensor(std::vector<int>(shape, shape + numDims));
-    sorvane::copyElements(data, tensor.writableElements(), sorvane::elementCount(tensor.shape));
-    state.model.inputLayer->forward(tensor, nullptr);
-    state.resultTensor = state.model.outputLayer->collect();
+    float* elements = state.input.renew(std::span(shape, static_cast<std::size_t>(numDims)));
+    sorvane::copyElements(data, elements, sorvane::elementCount(state.input.shape));
+    state.model.inputLayer->forward(state.input, nullptr);
+    state.model.outputLayer->collect(state.resultTensor);
 }
 
 bool sorvaneGetResultTensorShape(void* handle, int numDims, int* shape) {

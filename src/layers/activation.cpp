@@ -6,10 +6,10 @@ namespace sorvane {
 
 template <typename T>
 bool ActivationLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
-    output.setShape(input.shape);
+    T* out = output.renew(input.shape);
     scratch.setShape(input.shape);
     if (const auto count = static_cast<int>(input.numAvailable()); count > 0)
-        compute(input.elements(), output.writableElements(), scratch.writableElements(), count);
+        compute(input.elements(), out, scratch.writableElements(), count);
     return this->forwardToSuccessors(output);
 }
 

@@ -17,7 +17,7 @@ protected:
     virtual void compute(const T* in, T* out, T* work, int count) = 0;
 
 private:
-    Tensor<T> output;
+    OutputTensor<T> output;
     Tensor<T> scratch;
 };
 

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "audio/tensor.h"
+#include "audio/output_tensor.h"
 #include "layers/record_reader.h"
+#include "support/vector_rows.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -56,8 +57,8 @@ using LayerMap = std::map<std::string, std::shared_ptr<BaseLayer<T>>>;
 /// text, with the size error for tensors that don't fit each other; the frame in progress is then
 /// lost.
 /// Threads: one at a time drives a graph.
-/// Real time: after the first frames of a shape no allocation but for frames that someone keeps, and in
-/// layers with several inputs, which allocate a few blocks for each frame.
+/// Real time: after the first frames of a shape no allocation, but for frames that wait in numbers
+/// that have not been met before.
 template <typename T>
 class BaseLayer {
 public:
@@ -149,21 +150,30 @@ private:
 template <typename T>
 BaseLayer<T>& findLayer(LayerMap<T>& layers, const std::string& name);
 
+/// Raises the null-pointer error for a tensor whose buffer could not be had.
+inline void requireElements(const Tensor32& tensor, const TensorDims& dims) {
+    if (dims.frames > 0 && dims.frameSize() > 0)
+        requireMemory(tensor.elements());
+}
+
 /// Notices when the shape of a layer's input changes, so that tensors are held against each other
 /// once a shape rather than once a frame.
 class ShapeGuard {
 public:
     /// Calls `verify(dimensions)` for a shape that differs from the last one that passed. What it
-    /// raises leaves the shape unpassed. Returns the dimensions.
+    /// raises leaves the shape unpassed. The null-pointer error for a tensor whose buffer could not
+    /// be had. Returns the dimensions.
     template <typename Verify>
     TensorDims operator()(const Tensor32& input, Verify&& verify) {
         if (!passed || input.shape != shape) {
             passed = false;
             dims = dimsOf(input);
+            requireElements(input, dims);
             verify(std::as_const(dims));
             shape = input.shape;
             passed = true;
         }
+        requireElements(input, dims);
         return dims;
     }
 

@@ -123,9 +123,9 @@ bool ConvLayer<T>::produce() {
         return false;
     }
     const int outRows = history.shape[1] / strideF;
-    output.setShape({1, outRows, outChannels});
+    T* out = output.renew({1, outRows, outChannels});
     if (outRows > 0 && outChannels > 0)
-        convolve(output.writableElements(), outRows);
+        convolve(out, outRows);
     return this->forwardToSuccessors(output);
 }
 

@@ -45,10 +45,10 @@ private:
     int unusedParameter = 0;
     std::int64_t frameCount = 0; // input frames since the reset
     int delay = 0;
-    Tensor<T> weights; // [Kt, Kf, Cin, Cout], Cout in panels
-    Tensor<T> bias;    // Cout values, or empty
-    Tensor<T> history; // ring [span, F, width], built at first use and not reshaped
-    Tensor<T> output;  // [1, F / strideF, Cout]
+    Tensor<T> weights;      // [Kt, Kf, Cin, Cout], Cout in panels
+    Tensor<T> bias;         // Cout values, or empty
+    Tensor<T> history;      // ring [span, F, width], built at first use and not reshaped
+    OutputTensor<T> output; // [1, F / strideF, Cout]
     int kernelT;
     std::int64_t span = 1; // frames in the ring
     int kernelF;

@@ -34,8 +34,7 @@ bool DenseLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
     const TensorDims dims = guard(input, [&](const TensorDims& shape) { verify(shape); });
     if (dims.frames > 0 && (dims.rows != matrixSize || dims.channels != 1))
         unpackColumns(weights, matrixSize, matrixSize, panelWidth);
-    output.setShape(input.shape);
-    T* out = output.writableElements();
+    T* out = output.renew(input.shape);
     const std::int64_t frameSize = dims.frameSize();
     const T* frame = input.elements();
     for (int t = 0; frameSize > 0 && t < dims.frames; ++t, frame += frameSize, out += frameSize) {

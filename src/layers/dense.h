@@ -20,7 +20,7 @@ private:
 
     Tensor<T> weights; // [F out, F in, C], walked as a flat array; with one channel F out in panels
     Tensor<T> bias;    // F * C values, or empty
-    Tensor<T> output;
+    OutputTensor<T> output;
     int matrixSize = 0; // F of weights in panels
     int panelWidth = 0; // 0 for weights that aren't
     ShapeGuard guard;

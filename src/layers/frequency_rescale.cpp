@@ -38,10 +38,9 @@ void FrequencyRescaleLayer<T>::verify(const TensorDims& input) const {
 template <typename T>
 bool FrequencyRescaleLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
     const TensorDims dims = guard(input, [&](const TensorDims& shape) { verify(shape); });
-    output.setShape({dims.frames, static_cast<int>(bands.size()), dims.channels});
-    const T* frame = input.elements();
-    T* out = output.writableElements();
     const auto numBands = static_cast<int>(bands.size());
+    T* out = output.renew({dims.frames, numBands, dims.channels});
+    const T* frame = input.elements();
     if (numBands < 1 || dims.channels < 1)
         return this->forwardToSuccessors(output);
     for (int t = 0; t < dims.frames; ++t) {

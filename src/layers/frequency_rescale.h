@@ -22,7 +22,7 @@ private:
 
     std::vector<Tensor<T>> weights;  // of each band
     std::vector<IppsBand_32f> bands; // what the operation takes of them
-    Tensor<T> output;
+    OutputTensor<T> output;
     ShapeGuard guard;
 };
 

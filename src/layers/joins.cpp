@@ -25,16 +25,20 @@ ArithmeticLayer<T>::ArithmeticLayer(LayerMap<T>& layers, RecordReader& reader)
 
 template <typename T>
 bool ArithmeticLayer<T>::process(const std::vector<Tensor<T>>& frames,
-                                 std::vector<BaseLayer<T>*> /*sources*/) {
+                                 const std::vector<BaseLayer<T>*>& /*sources*/) {
     const Operation apply = operationOf(operation);
     const std::int64_t count = frames.front().numAvailable();
     for (const Tensor<T>& next : frames)
         requireSize(apply ? count : 0, next.numAvailable());
 
-    output = frames.front();
-    T* accumulated = output.writableElements();
-    for (std::size_t i = 1; apply && count > 0 && i < frames.size(); ++i)
-        check(apply(accumulated, frames[i].elements(), accumulated, vectorLength(count)));
+    T* out = output.renew(frames.front().shape);
+    const T* accumulated = frames.front().elements();
+    for (std::size_t i = 1; apply && count > 0 && i < frames.size(); ++i) {
+        check(apply(accumulated, frames[i].elements(), out, vectorLength(count)));
+        accumulated = out;
+    }
+    if (accumulated != out)
+        copyElements(accumulated, out, count);
     return this->forwardToSuccessors(output);
 }
 
@@ -44,7 +48,7 @@ ConcatLayer<T>::ConcatLayer(LayerMap<T>& layers, RecordReader& reader)
 
 template <typename T>
 bool ConcatLayer<T>::process(const std::vector<Tensor<T>>& frames,
-                             std::vector<BaseLayer<T>*> /*sources*/) {
+                             const std::vector<BaseLayer<T>*>& /*sources*/) {
     const TensorDims first = dimsOf(frames.front());
     std::int64_t total = 0;
     for (const Tensor<T>& frame : frames) {
@@ -54,8 +58,7 @@ bool ConcatLayer<T>::process(const std::vector<Tensor<T>>& frames,
     }
     requireSize(total, std::numeric_limits<int>::max());
 
-    output.setShape({first.frames, first.rows, static_cast<int>(total)});
-    T* destination = output.writableElements();
+    T* destination = output.renew({first.frames, first.rows, static_cast<int>(total)});
     for (const Tensor<T>& frame : frames) {
         const int channels = frame.shape[2];
         for (int f = 0; f < first.rows; ++f)

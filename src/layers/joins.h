@@ -16,11 +16,12 @@ public:
     ArithmeticLayer(LayerMap<T>& layers, RecordReader& reader);
 
 protected:
-    bool process(const std::vector<Tensor<T>>& frames, std::vector<BaseLayer<T>*> sources) override;
+    bool process(const std::vector<Tensor<T>>& frames,
+                 const std::vector<BaseLayer<T>*>& sources) override;
 
 private:
     int operation;
-    Tensor<T> output;
+    OutputTensor<T> output;
 };
 
 /// Joins its inputs along the channels, those of the first input first.
@@ -31,10 +32,11 @@ public:
     ConcatLayer(LayerMap<T>& layers, RecordReader& reader);
 
 protected:
-    bool process(const std::vector<Tensor<T>>& frames, std::vector<BaseLayer<T>*> sources) override;
+    bool process(const std::vector<Tensor<T>>& frames,
+                 const std::vector<BaseLayer<T>*>& sources) override;
 
 private:
-    Tensor<T> output;
+    OutputTensor<T> output;
 };
 
 extern template class ArithmeticLayer<float>;

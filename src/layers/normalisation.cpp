@@ -53,10 +53,10 @@ void NormLayer<T>::verify(const TensorDims& input) const {
 template <typename T>
 bool NormLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
     const TensorDims dims = guard(input, [&](const TensorDims& shape) { verify(shape); });
-    const TensorData<T>* buffer = output.data.get();
-    output.setShape(input.shape);
-    T* out = output.writableElements();
-    if (mode == 0 || mode == 1) {
+    if (mode != 0 && mode != 1) {
+        passOnBuffer(input);
+    } else {
+        T* out = output.renew(input.shape);
         const T* in = input.elements();
         const std::int64_t numRows = std::int64_t{dims.frames} * dims.rows;
         for (std::int64_t row = 0; dims.channels > 0 && row < numRows; ++row) {
@@ -64,11 +64,17 @@ bool NormLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
             in += dims.channels;
             out += dims.channels;
         }
-    } else if (output.data.get() != buffer) {
-        // What the buffer held is passed on; a new one must hold something.
-        zeroElements(out, output.numAvailable());
     }
     return this->forwardToSuccessors(output);
+}
+
+/// What the buffer held is passed on; a new one must hold something.
+template <typename T>
+void NormLayer<T>::passOnBuffer(const Tensor<T>& input) {
+    const TensorData<T>* buffer = output.data.get();
+    output.setShape(input.shape);
+    if (output.data.get() != buffer)
+        zeroElements(output.writableElements(), output.numAvailable());
 }
 
 template <typename T>
@@ -99,10 +105,9 @@ bool PreNormLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) 
     const TensorDims dims = guard(input, [&](const TensorDims& shape) {
         requireShape(shape.frames == 0 || levels.numAvailable() > 0);
     });
-    output.setShape(input.shape);
+    T* out = output.renew(input.shape);
     const std::int64_t frameSize = dims.frameSize();
     const T* in = input.elements();
-    T* out = output.writableElements();
     T* ring = levels.writableElements();
     for (int t = 0; t < dims.frames; ++t) {
         const auto slot = static_cast<int>(position % windowLength);
@@ -148,10 +153,10 @@ ARPreNormLayer<T>::ARPreNormLayer(LayerMap<T>& layers, RecordReader& reader)
 template <typename T>
 bool ARPreNormLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
     const TensorDims dims = dimsOf(input);
-    output.setShape(input.shape);
+    requireElements(input, dims);
+    T* out = output.renew(input.shape);
     const std::int64_t frameSize = dims.frameSize();
     const T* in = input.elements();
-    T* out = output.writableElements();
     for (int t = 0; t < dims.frames; ++t) {
         const T rms = rootMeanSquare(in, frameSize);
         const T coefficient = rms > level ? attack : release;

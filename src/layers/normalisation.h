@@ -20,11 +20,12 @@ public:
 private:
     void verify(const TensorDims& input) const;
     void normaliseRow(const T* in, T* out, int channels) const;
+    void passOnBuffer(const Tensor<T>& input);
 
     int mode = 0;
     Tensor<T> bias;  // C values; may be empty in mode 1
     Tensor<T> scale; // C values
-    Tensor<T> output;
+    OutputTensor<T> output;
     ShapeGuard guard;
 };
 
@@ -45,7 +46,7 @@ private:
 
     Tensor<T> window; // N weights
     Tensor<T> levels; // ring [N]
-    Tensor<T> output;
+    OutputTensor<T> output;
     std::int64_t position = 0; // frames since the reset
     int windowLength;
     ShapeGuard guard;
@@ -67,7 +68,7 @@ private:
     T attack;
     T release;
     T epsilon; // added to the level before the division
-    Tensor<T> output;
+    OutputTensor<T> output;
     T level = 0;
 };
 

@@ -1,7 +1,6 @@
 #include "layers/queued_layer.h"
 
 #include "layers/tensor_operations.h"
-#include "support/bounded_list.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -19,6 +18,7 @@ BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader)
         firstQueues.emplace(&source, &inputQueues.back());
         sources.push_back(&source);
     }
+    joining.resize(inputQueues.size());
 }
 
 template <typename T>
@@ -28,10 +28,11 @@ bool BaseQueuedLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* source) {
         return false;
 
     const TensorDims dims = dimsOf(input);
-    stage.setShape({1, dims.rows, dims.channels});
+    requireElements(input, dims);
     for (int t = 0; t < dims.frames; ++t) {
-        copyElements(frameOf(input, t), stage.writableElements(), dims.frameSize());
-        appendBounded(queue->second->frames, stage, maxTensorsInList);
+        T* frame = stage.renew({1, dims.rows, dims.channels});
+        copyElements(frameOf(input, t), frame, dims.frameSize());
+        queue->second->frames.push_back(stage, maxTensorsInList);
     }
     return runReadyFrames();
 }
@@ -44,13 +45,12 @@ bool BaseQueuedLayer<T>::runReadyFrames() {
 
     bool reached = false;
     for (; ready > 0; --ready) {
-        std::vector<Tensor<T>> frames;
-        frames.reserve(inputQueues.size());
+        auto frame = joining.begin();
         for (InputQueue& queue : inputQueues) {
-            frames.push_back(std::move(queue.frames.front()));
+            *frame++ = queue.frames.front();
             queue.frames.pop_front();
         }
-        reached |= process(frames, sources);
+        reached |= process(joining, sources);
     }
     return reached;
 }

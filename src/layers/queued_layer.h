@@ -1,6 +1,7 @@
 #pragma once
 
 #include "layers/base_layer.h"
+#include "support/recycled_list.h"
 
 #include <list>
 #include <unordered_map>
@@ -28,20 +29,21 @@ protected:
     /// Computes one frame: `frames` has a tensor [1, F, C] per input, in input order. Returns true
     /// when a frame reached an output.
     virtual bool process(const std::vector<Tensor<T>>& frames,
-                         std::vector<BaseLayer<T>*> sources) = 0;
+                         const std::vector<BaseLayer<T>*>& sources) = 0;
 
 private:
     bool runReadyFrames();
 
     struct InputQueue {
-        std::list<Tensor<T>> frames; // each [1, F, C]
+        RecycledList<Tensor<T>> frames; // each [1, F, C]
         BaseLayer<T>* source;
     };
 
     std::vector<BaseLayer<T>*> sources;
     std::list<InputQueue> inputQueues;                          // one an input, in file order
     std::unordered_map<BaseLayer<T>*, InputQueue*> firstQueues; // of each source
-    Tensor<T> stage;                                            // a frame on its way into a queue
+    OutputTensor<T> stage;                                      // a frame on its way into a queue
+    std::vector<Tensor<T>> joining;                             // one frame of each input
 };
 
 extern template class BaseQueuedLayer<float>;

@@ -75,10 +75,7 @@ bool SelfAttentionLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*sour
     const TensorDims dims = guard(input, [&](const TensorDims& shape) { verify(shape); });
     if (dims.frames > 0 && dims.frameSize() > 0)
         fitPanels(dims.channels);
-    if (delay > 0)
-        output.setShape({1, dims.rows, dims.channels});
-    else
-        output.setShape(input.shape);
+    T* out = delay > 0 ? output.renew({1, dims.rows, dims.channels}) : output.renew(input.shape);
     if (hasTaps() && history.numAvailable() == 0)
         makeZeros(history, {numTaps, dims.rows, dims.channels});
     if (hasTaps() && filtered.numAvailable() == 0)
@@ -86,7 +83,6 @@ bool SelfAttentionLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*sour
 
     const std::int64_t frameSize = dims.frameSize();
     const T* in = input.elements();
-    T* out = output.writableElements();
     bool reached = false;
     for (int t = 0; t < dims.frames; ++t) {
         if (frameSize > 0)

@@ -37,7 +37,7 @@ private:
     Tensor<T> filtered;  // [F, C]
     int delay = 0;
     std::int64_t frameCount = 0;
-    Tensor<T> output;
+    OutputTensor<T> output;
     int numTaps = 0; // K
     int attentionPanelWidth = 0;
     int tapPanelWidth = 0;

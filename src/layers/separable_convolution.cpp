@@ -62,8 +62,9 @@ void SeparableChannelConvLayer<T>::filter(const TensorDims& dims) {
     T* filtered = scratch.writableElements();
     check(ippsFilterFrames_32f(tapFrames.data(), timeTaps.elements(), kernelT, filtered,
                                vectorLength(dims.frameSize())));
-    check(ippsFilterRows_32f(filtered, freqTaps.elements(), kernelF, output.writableElements(),
-                             dims.rows, dims.channels));
+    check(ippsFilterRows_32f(filtered, freqTaps.elements(), kernelF,
+                             output.renew({1, dims.rows, dims.channels}), dims.rows,
+                             dims.channels));
 }
 
 template <typename T>

@@ -24,11 +24,11 @@ private:
     void verify(const TensorDims& input) const;
     void filter(const TensorDims& dims);
 
-    Tensor<T> timeTaps; // Kt values
-    Tensor<T> freqTaps; // Kf values
-    Tensor<T> output;   // [1, F, C]
-    Tensor<T> history;  // ring [Kt, F, C], built at first use
-    Tensor<T> scratch;  // [1, F, C], what the time filter gives
+    Tensor<T> timeTaps;     // Kt values
+    Tensor<T> freqTaps;     // Kf values
+    OutputTensor<T> output; // [1, F, C]
+    Tensor<T> history;      // ring [Kt, F, C], built at first use
+    Tensor<T> scratch;      // [1, F, C], what the time filter gives
     std::int64_t frameCount = 0;
     int kernelT;
     int kernelF;

@@ -1,11 +1,21 @@
 #include "layers/terminal_layers.h"
 
-#include "support/bounded_list.h"
 #include "support/vector_rows.h"
 
 #include <limits>
 
 namespace sorvane {
+
+namespace {
+
+/// Empties a list at the end of a scope, also when an exception ends it.
+template <typename List>
+struct ListClearer {
+    List& list;
+    ~ListClearer() { list.clear(); }
+};
+
+} // namespace
 
 template <typename T>
 InputLayer<T>::InputLayer() : BaseLayer<T>(inputKind) {}
@@ -24,7 +34,7 @@ OutputLayer<T>::OutputLayer(LayerMap<T>& layers, RecordReader& reader)
 
 template <typename T>
 bool OutputLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
-    appendBounded(waiting, input, maxTensorsInList);
+    waiting.push_back(input, maxTensorsInList);
     return true;
 }
 
@@ -35,33 +45,53 @@ void OutputLayer<T>::reset() {
 
 template <typename T>
 Tensor<T> OutputLayer<T>::collect() {
-    if (waiting.empty())
-        return {};
-    std::list<Tensor<T>> tensors;
-    tensors.swap(waiting);
+    Tensor<T> result;
+    collect(result);
+    return result;
+}
 
-    const TensorDims first = dimsOf(tensors.front());
-    if (tensors.size() == 1 && tensors.front().shape.size() == 3 &&
-        tensors.front().numAvailable() == elementCount(tensors.front().shape))
-        return std::move(tensors.front());
+template <typename T>
+void OutputLayer<T>::collect(Tensor<T>& result) {
+    if (waiting.empty()) {
+        const Tensor<T> none;
+        result = none;
+        return;
+    }
+    const ListClearer<RecycledList<Tensor<T>>> clearer{waiting};
+    const Tensor<T>& first = waiting.front();
+    dimsOf(first);
+    if (waiting.size() == 1 && first.shape.size() == 3 &&
+        first.numAvailable() == elementCount(first.shape)) {
+        result = first;
+        return;
+    }
+    join();
+    result = joined;
+}
+
+template <typename T>
+void OutputLayer<T>::join() {
+    const TensorDims first = dimsOf(waiting.front());
     std::int64_t numFrames = 0;
     std::int64_t numElements = 0;
-    for (const Tensor<T>& tensor : tensors) {
-        numFrames += dimsOf(tensor).frames;
+    for (const Tensor<T>& tensor : waiting) {
+        const TensorDims dims = dimsOf(tensor);
+        requireElements(tensor, dims);
+        numFrames += dims.frames;
         numElements += tensor.numAvailable();
     }
     requireSize(numFrames, std::numeric_limits<int>::max());
-    Tensor<T> result({static_cast<int>(numFrames), first.rows, first.channels});
-    requireSize(numElements, elementCount(result.shape));
-
-    T* destination = result.writableElements();
-    for (const Tensor<T>& tensor : tensors) {
+    T* destination = joined.renew({static_cast<int>(numFrames), first.rows, first.channels});
+    const std::int64_t room = elementCount(joined.shape);
+    requireSize(numElements, room);
+    if (room > 0)
+        requireMemory(destination);
+    for (const Tensor<T>& tensor : waiting) {
         copyElements(tensor.elements(), destination, tensor.numAvailable());
         destination += tensor.numAvailable();
     }
     // Later tensors of fewer positions or channels than the first leave a rest.
-    zeroElements(destination, elementCount(result.shape) - numElements);
-    return result;
+    zeroElements(destination, room - numElements);
 }
 
 template class InputLayer<float>;

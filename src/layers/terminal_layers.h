@@ -1,8 +1,7 @@
 #pragma once
 
 #include "layers/base_layer.h"
-
-#include <list>
+#include "support/recycled_list.h"
 
 namespace sorvane {
 
@@ -14,7 +13,7 @@ public:
     bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;
 };
 
-/// Where results wait until they are collected.
+/// Where results wait until they are collected. While nobody collects, they wait without bound.
 template <typename T>
 class OutputLayer : public BaseLayer<T> {
 public:
@@ -32,8 +31,14 @@ public:
     /// leave room for, all are dropped with the size error; with fewer the rest is 0.
     Tensor<T> collect();
 
+    /// The same into a tensor that keeps its capacity. It stays as it was when there is an error.
+    void collect(Tensor<T>& result);
+
 private:
-    std::list<Tensor<T>> waiting;
+    void join();
+
+    RecycledList<Tensor<T>> waiting;
+    OutputTensor<T> joined;
 };
 
 extern template class InputLayer<float>;

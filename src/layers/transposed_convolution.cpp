@@ -4,7 +4,6 @@
 #include "layers/tensor_operations.h"
 #include "layers/tensor_record.h"
 #include "layers/weight_panels.h"
-#include "support/bounded_list.h"
 #include "support/vector/ipps_compound.h"
 
 #include <algorithm>
@@ -132,15 +131,14 @@ void TransposedConvLayer<T>::emitFrames(int outRows) {
         static_cast<int>(std::clamp<std::int64_t>(frameCount - delay + strideT, 0, strideT));
     if (count == 0)
         return;
-    emitFrame.setShape({1, outRows, outputChannels});
     for (int m = 0; m < count; ++m) {
-        T* out = emitFrame.writableElements();
+        T* out = emitFrame.renew({1, outRows, outputChannels});
         const T* frame = frameOf(accumulator, (frameCount + strideT - count + m) % ringLength());
         if (bias.numAvailable() > 0 && outputChannels > 0 && outRows > 0)
             check(ippsAddRow_32f(frame, bias.elements(), out, outRows, outputChannels));
         else
             copyElements(frame, out, std::int64_t{outRows} * outputChannels);
-        appendBounded(pending, emitFrame, maxTensorsInList);
+        pending.push_back(emitFrame, maxTensorsInList);
         this->noteBurstChange();
     }
 }
@@ -161,10 +159,12 @@ template <typename T>
 bool TransposedConvLayer<T>::drain() {
     while (!pending.empty()) {
         // Taken out first: a frame whose passage fails is lost, as everywhere.
-        std::list<Tensor<T>> front;
-        front.splice(front.begin(), pending, pending.begin());
+        leaving = pending.front();
+        pending.pop_front();
         this->noteBurstChange();
-        if (this->forwardToSuccessors(front.front()))
+        const bool reached = this->forwardToSuccessors(leaving);
+        leaving.data.reset();
+        if (reached)
             return true;
     }
     return false;

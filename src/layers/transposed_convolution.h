@@ -1,9 +1,9 @@
 #pragma once
 
 #include "layers/base_layer.h"
+#include "support/recycled_list.h"
 
 #include <cstdint>
-#include <list>
 #include <vector>
 
 namespace sorvane {
@@ -47,12 +47,13 @@ private:
     int unusedParameter = 0;
     std::int64_t frameCount = 0; // output frames since the reset
     int delay = 0;
-    Tensor<T> weights;     // the output channels (depthwise: all channels) in panels
-    Tensor<T> bias;        // Cout values, or empty
-    Tensor<T> accumulator; // ring [ringLength, strideF * F, Cout], built at first use
-    Tensor<T> inputFrame;  // [1, F, Cin]
-    Tensor<T> emitFrame;   // [1, strideF * F, Cout]
-    std::list<Tensor<T>> pending;
+    Tensor<T> weights;         // the output channels (depthwise: all channels) in panels
+    Tensor<T> bias;            // Cout values, or empty
+    Tensor<T> accumulator;     // ring [ringLength, strideF * F, Cout], built at first use
+    Tensor<T> inputFrame;      // [1, F, Cin]
+    OutputTensor<T> emitFrame; // [1, strideF * F, Cout]
+    RecycledList<Tensor<T>> pending;
+    Tensor<T> leaving; // taken out of `pending`
     int kernelT;
     int kernelF;
     int inChannels;

@@ -102,7 +102,8 @@ private:
     // Every layer in order of construction, those included whose name a later record took over:
     // they still stand among the successors of their source.
     std::vector<std::shared_ptr<BaseLayer<T>>> allLayers;
-    Tensor<T> packed;                    // of the frame in progress
+    OutputTensor<T> packed;              // of the frame in progress
+    Tensor<T> collected;                 // what came out for it
     SignalPool<Signal32> scratch;        // columns of packed frames, and magnitudes
     SignalPool<ComplexSignal32> results; // what unpackTensor() gave
     std::vector<ComplexSignal32> unpacked;

@@ -199,24 +199,24 @@ const std::vector<ComplexSignal32>& NeuralModel<T>::runModel(const ComplexSignal
         frameHistory.back() = frame;
     }
     inputLayer->forward(packFrames(frameHistory), nullptr);
-    return unpackTensor(outputLayer->collect(), frame.length);
+    outputLayer->collect(collected);
+    unpackTensor(collected, frame.length);
+    collected.data.reset(); // the layer that made it writes it again
+    return unpacked;
 }
 
 template <typename T>
 const Tensor<T>& NeuralModel<T>::packFrames(const std::list<ComplexSignal32>& frames) {
-    // A layer that still holds the last frame keeps it.
-    if (packed.isShared())
-        packed = {};
     packed.setShape({});
     if (frames.empty())
         return packed;
     const Layout layout{inputPacking, frames.front().length, packedBins, lowBins, bandGroup};
     const bool complex = isComplexPacking(inputPacking);
     const int columns = (complex ? 2 : historyLength) * numInputChannels;
-    packed.setShape({1, packedRows, columns});
+    // A layer that still holds the last frame keeps it.
+    T* elements = packed.renew({1, packedRows, columns});
     if (elementCount(packed.shape) <= 0)
         return packed;
-    T* elements = packed.writableElements();
     requireMemory(elements);
     requireShape(inputPacking != 6 || bandGroup > 0);
     if (!complex && inputPacking != 1 && inputPacking != 2)

@@ -122,7 +122,8 @@ int SorvaneProcessor::getLatency(int blockSize) {
 void SorvaneProcessor::reset() {
     BaseSpectralProcessor::reset();
     pendingFrames.clear();
-    busQueues.assign(numQueues(), {});
+    for (RecycledList<ComplexSignal32>& queue : busQueues)
+        queue.clear();
     for (NeuralModel<float>& model : models)
         model.reset();
 }

@@ -24,8 +24,10 @@ namespace sorvane {
 /// Threads: parameters on any thread at any time; all else on one at a time. With two or more
 /// models each runs on a pool thread of its own while process() waits.
 ///
-/// With two or more models there are more queues than masks, so that audio goes in and never comes
-/// out: what waits grows with every frame.
+/// What grows by design, until a reset: the input frames that wait, of a network that gives fewer
+/// frames than it takes; the results that wait, of one that gives more. With two or more models there
+/// are more queues than masks, so that audio goes in and never comes out, and both grow with every
+/// frame.
 class SorvaneProcessor : public BaseSpectralProcessor {
 public:
     /// Busses that have parameters; those past them have a gain of 1 and a sensitivity of 0.
@@ -59,7 +61,8 @@ public:
     SorvaneProcessor();
 
 protected:
-    std::list<ComplexSignal32> processSpectrum(const ComplexSignal32& frame) override;
+    void processSpectrum(const ComplexSignal32& frame,
+                         RecycledList<ComplexSignal32>& results) override;
 
 private:
     bool loadModel(NeuralModel<float>& model, const std::string& path);
@@ -69,11 +72,12 @@ private:
     void runModels(const ComplexSignal32& modelFrame);
     [[nodiscard]] bool canMakeFrame() const;
     ComplexSignal32 makeFrame();
-    void recycle(ComplexSignal32 mask);
+    void recycle(ComplexSignal32 signal);
     ComplexSignal32 mixSpectra(const ComplexSignal32& input);
     ComplexSignal32 mixMasks(const ComplexSignal32& input);
     ComplexSignal32 sumMasks();
-    [[nodiscard]] ComplexSignal32 frontMask(std::size_t bus) const;
+    ComplexSignal32 adaptChannels(const ComplexSignal32& signal, int channels);
+    [[nodiscard]] ComplexSignal32 frontMask(std::size_t bus);
     [[nodiscard]] ComplexSignal32 bentMask(std::size_t bus);
     void distributeResults(std::size_t firstBus, int numMasks,
                            const std::vector<ComplexSignal32>& results);
@@ -88,9 +92,5 @@ private:
     RecycledList<ComplexSignal32> pendingFrames; // input frames that wait for their results
     std::vector<RecycledList<ComplexSignal32>> busQueues; // results; one a bus but the last
 };
-
-/// A signal of `channels` rows: the same when the count agrees, otherwise copies of the mean of all
-/// rows. Below 2 channels the mean itself.
-ComplexSignal32 adaptChannels(const ComplexSignal32& signal, int channels);
 
 } // namespace sorvane

@@ -53,7 +53,8 @@ void addScaledRows(ComplexSignal32& sum, const ComplexSignal32& signal, float fa
 
 } // namespace
 
-std::list<ComplexSignal32> SorvaneProcessor::processSpectrum(const ComplexSignal32& frame) {
+void SorvaneProcessor::processSpectrum(const ComplexSignal32& frame,
+                                       RecycledList<ComplexSignal32>& results) {
     pendingFrames.push_back(frame, maxSignalsInList);
     const ComplexSignal32 modelFrame = adaptChannels(frame, modelInputFormat.numChannels());
     const bool extend = bandExtension.load() != 0.0F;
@@ -61,10 +62,8 @@ std::list<ComplexSignal32> SorvaneProcessor::processSpectrum(const ComplexSignal
         model.extendBand = extend;
     runModels(modelFrame);
 
-    std::list<ComplexSignal32> made;
     while (canMakeFrame())
-        made.push_back(makeFrame());
-    return made;
+        results.push_back(makeFrame(), maxSignalsInList);
 }
 
 void SorvaneProcessor::runModels(const ComplexSignal32& modelFrame) {
@@ -118,7 +117,7 @@ bool SorvaneProcessor::canMakeFrame() const {
 }
 
 ComplexSignal32 SorvaneProcessor::makeFrame() {
-    const ComplexSignal32 input = pendingFrames.pop_front();
+    ComplexSignal32 input = pendingFrames.take_front();
     // A model without masks has nothing to apply: the frame is empty, and its audio silent.
     if (numQueues() == 0)
         return {};
@@ -127,14 +126,15 @@ ComplexSignal32 SorvaneProcessor::makeFrame() {
         requireShape(queue.front().length == input.length);
     ComplexSignal32 mix = models.front().outputMode != 0 ? mixSpectra(input) : mixMasks(input);
     for (RecycledList<ComplexSignal32>& queue : busQueues)
-        recycle(queue.pop_front());
+        recycle(queue.take_front());
+    recycle(std::move(input));
     return mix;
 }
 
-/// A mask may share its block with the model that gave it, which uses it again by itself.
-void SorvaneProcessor::recycle(ComplexSignal32 mask) {
-    if (!mask.isShared())
-        spectra.give(std::move(mask));
+/// A block that is still shared is used again by whoever else has it, a model or the pool itself.
+void SorvaneProcessor::recycle(ComplexSignal32 signal) {
+    if (!signal.isShared())
+        spectra.give(std::move(signal));
 }
 
 /// The stems and what they leave of the input, by their gains: the remainder's gain on the input,
@@ -198,7 +198,7 @@ ComplexSignal32 SorvaneProcessor::sumMasks() {
 }
 
 /// The oldest mask or stem of a bus, with the host's channels or with one for all of them.
-ComplexSignal32 SorvaneProcessor::frontMask(std::size_t bus) const {
+ComplexSignal32 SorvaneProcessor::frontMask(std::size_t bus) {
     const ComplexSignal32& mask = busQueues[bus].front();
     return mask.channels == outputFormat.numChannels() ? mask : adaptChannels(mask, 1);
 }
@@ -222,18 +222,24 @@ float SorvaneProcessor::sensitivityOf(std::size_t bus) const {
     return bus < busSensitivities.size() ? busSensitivities[bus].load() : 0.0F;
 }
 
-ComplexSignal32 adaptChannels(const ComplexSignal32& signal, int channels) {
+/// A signal of `channels` rows: the same when the count agrees, otherwise copies of the mean of all
+/// rows. Below 2 channels the mean itself.
+ComplexSignal32 SorvaneProcessor::adaptChannels(const ComplexSignal32& signal, int channels) {
     if (signal.channels == channels)
         return signal;
-    ComplexSignal32 mono =
-        signal.channels < 2
-            ? signal
-            : signal.sumChannels().scaled(1.0F / static_cast<float>(signal.channels));
+    ComplexSignal32 mono = signal;
+    if (signal.channels > 1) {
+        mono = spectra.take(1, signal.length);
+        signal.sumChannels(mono);
+        mono.multiply(1.0F / static_cast<float>(signal.channels));
+        spectra.give(mono);
+    }
     if (channels < 2)
         return mono;
-    ComplexSignal32 result(channels, mono.length);
+    ComplexSignal32 result = spectra.take(channels, mono.length);
     for (int c = 0; c < channels; ++c)
         copyElements(mono.row(0), result.channelData(c), mono.length);
+    spectra.give(result);
     return result;
 }
 

@@ -4,15 +4,18 @@
 
 #include <cstddef>
 #include <list>
-#include <utility>
 
 namespace sorvane {
 
-/// First in, first out, in nodes that are used again: a steady stream allocates none, and a long one
-/// that was worked off keeps 64. Copies and assignments take the elements alone. Threads: one at a time.
+/// First in, first out, in nodes that are used again, so that a steady stream allocates none. Keeps
+/// as many as were needed at once, up to 32,768. An element that was removed leaves its capacity
+/// (of a shape, say) to the one that comes into its node. Copies and assignments take the elements
+/// alone. Threads: one at a time.
 template <typename T>
 class RecycledList {
 public:
+    using const_iterator = typename std::list<T>::const_iterator;
+
     RecycledList() = default;
     RecycledList(const RecycledList& other) : items(other.items) {}
     RecycledList(RecycledList&&) noexcept = default;
@@ -24,33 +27,48 @@ public:
     ~RecycledList() = default;
 
     /// std::length_error "list too long", and nothing changes, when there are `maximum` elements.
-    void push_back(T value, std::size_t maximum) {
+    void push_back(const T& value, std::size_t maximum) {
         requireRoom(items.size(), maximum);
         if (spares.empty())
             spares.emplace_back();
-        spares.front() = std::move(value);
+        spares.front() = value;
         items.splice(items.end(), spares, spares.begin());
     }
 
-    T pop_front() {
-        T value = std::exchange(items.front(), T());
-        if (spares.size() < maxSpares)
-            spares.splice(spares.end(), items, items.begin());
-        else
-            items.pop_front();
+    /// Removes the oldest element.
+    void pop_front() { remove(items.begin()); }
+
+    /// Removes an element and returns it.
+    T take(const_iterator position) {
+        T value = *position;
+        remove(position);
         return value;
     }
+    T take_front() { return take(items.begin()); }
 
-    void clear() { items.clear(); }
+    void clear() {
+        while (!items.empty())
+            pop_front();
+    }
 
     [[nodiscard]] const T& front() const { return items.front(); }
     [[nodiscard]] bool empty() const { return items.empty(); }
     [[nodiscard]] std::size_t size() const { return items.size(); }
-    [[nodiscard]] auto begin() const { return items.begin(); }
-    [[nodiscard]] auto end() const { return items.end(); }
+    [[nodiscard]] const_iterator begin() const { return items.begin(); }
+    [[nodiscard]] const_iterator end() const { return items.end(); }
 
 private:
-    static constexpr std::size_t maxSpares = 64;
+    void remove(const_iterator position) {
+        if (spares.size() == maxSpares) {
+            items.erase(position);
+            return;
+        }
+        spares.splice(spares.begin(), items, position);
+        const T none{};
+        spares.front() = none; // a copy: a move would take the capacity away
+    }
+
+    static constexpr std::size_t maxSpares = 32768;
     std::list<T> items; // oldest first
     std::list<T> spares;
 };

@@ -30,7 +30,8 @@ public:
     virtual ~ThreadPool();
 
     /// Gives a job to the pool; any thread. std::length_error "list too long" when the queue is
-    /// full. Costs a lock and two allocations.
+    /// full. Costs a lock here and one in the worker, the wake-up, and five allocations: the task, its
+    /// state and result, its function and the list's node.
     template <typename Job>
     auto enqueue(Job job) -> std::future<std::invoke_result_t<Job>> {
         using Result = std::invoke_result_t<Job>;

@@ -33,15 +33,17 @@ public:
     }
 
 protected:
-    std::list<ComplexSignal32> processSpectrum(const ComplexSignal32& frame) override {
+    void processSpectrum(const ComplexSignal32& frame,
+                         RecycledList<ComplexSignal32>& results) override {
         ComplexSignal32 swapped(frame.channels, frame.length);
         for (int c = 0; c < frame.channels; ++c)
             std::copy_n(frame.row(frame.channels - 1 - c), frame.length, swapped.channelData(c));
         held.push_back(swapped);
-        std::list<ComplexSignal32> result;
-        if (held.size() == static_cast<std::size_t>(frames))
-            result.swap(held);
-        return result;
+        if (held.size() < static_cast<std::size_t>(frames))
+            return;
+        for (const ComplexSignal32& result : held)
+            results.push_back(result, maxSignalsInList);
+        held.clear();
     }
 
 private:

@@ -347,7 +347,7 @@ TEST(ProcessorCalls, ParameterRanges) {
 TEST(ProcessorCalls, ParametersMayBeUsedBesideAudio) {
     const ProcessorHandle handle = makeProcessor(delayedModel(), 1, 48000.0);
     std::atomic<bool> done = false;
-    std::thread other([&] {
+    const auto useParameters = [&] {
         for (int i = 0; !done; ++i) {
             for (const int id : {1, 2, 3, 256, 257, 512, 513}) {
                 sorvaneSetParameterValue(handle.get(), id, static_cast<float>(i % 90));
@@ -358,10 +358,14 @@ TEST(ProcessorCalls, ParametersMayBeUsedBesideAudio) {
             SorvaneModelInfo info;
             ::sorvaneGetProcessorInfo(handle.get(), &info);
         }
-    });
+    };
+    std::vector<std::thread> others;
+    for (int i = 0; i < 4; ++i)
+        others.emplace_back(useParameters);
     const AudioRows result = process(handle.get(), noise(1, 20000, 6));
     done = true;
-    other.join();
+    for (std::thread& other : others)
+        other.join();
     for (const float sample : result[0])
         ASSERT_TRUE(std::isfinite(sample));
 }

@@ -1,0 +1,188 @@
+#include "faults/interposer.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <new>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <system_error>
+
+namespace {
+
+using sorvane::test::Fault;
+
+struct Counters {
+    std::atomic<std::int64_t> allocations{0};
+    std::atomic<std::int64_t> releases{0};
+    std::atomic<std::int64_t> locks{0};
+    std::atomic<std::int64_t> waits{0};
+    std::atomic<std::int64_t> fileCalls{0};
+    std::atomic<std::int64_t> threads{0};
+};
+
+Counters counters;
+std::atomic<bool> counting = false;
+std::atomic<std::int64_t> live = 0;
+
+std::atomic<bool> planned = false;
+Fault plannedKind;
+bool plannedForever;
+std::atomic<int> callsLeft = 0; // until the first that fails
+std::atomic<bool> failed = false;
+
+void count(std::atomic<std::int64_t> Counters::*counter) {
+    if (counting)
+        ++(counters.*counter);
+}
+
+bool mustFail(Fault kind) {
+    if (!planned || plannedKind != kind)
+        return false;
+    const int left = --callsLeft;
+    const bool now = left == 0 || (plannedForever && left < 0);
+    if (now)
+        failed = true;
+    return now;
+}
+
+} // namespace
+
+extern "C" {
+
+void* __real_malloc(std::size_t size);
+void __real_free(void* block);
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __real_open(const char* path, int flags, int mode);
+int __real_close(int file);
+ssize_t __real_read(int file, void* buffer, std::size_t size);
+off_t __real_lseek(int file, off_t offset, int origin);
+int __real_fstat(int file, struct stat* status);
+
+void* __wrap_malloc(std::size_t size) {
+    count(&Counters::allocations);
+    void* const block = mustFail(Fault::allocation) ? nullptr : __real_malloc(size);
+    if (block)
+        ++live;
+    return block;
+}
+
+void __wrap_free(void* block) {
+    if (block) {
+        count(&Counters::releases);
+        --live;
+    }
+    __real_free(block);
+}
+
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+    count(&Counters::locks);
+    return __real_pthread_mutex_lock(mutex);
+}
+
+int __wrap_open(const char* path, int flags, int mode) {
+    count(&Counters::fileCalls);
+    return __real_open(path, flags, mode);
+}
+
+int __wrap_close(int file) {
+    count(&Counters::fileCalls);
+    return __real_close(file);
+}
+
+ssize_t __wrap_read(int file, void* buffer, std::size_t size) {
+    count(&Counters::fileCalls);
+    if (mustFail(Fault::read)) {
+        errno = EIO;
+        return -1;
+    }
+    return __real_read(file, buffer, size);
+}
+
+off_t __wrap_lseek(int file, off_t offset, int origin) {
+    count(&Counters::fileCalls);
+    return __real_lseek(file, offset, origin);
+}
+
+int __wrap_fstat(int file, struct stat* status) {
+    count(&Counters::fileCalls);
+    return __real_fstat(file, status);
+}
+
+// std::thread's start, std::condition_variable's wait and a future's: what they are called by the
+// linker. An argument of a class with a destructor comes as a pointer to it, as the ABI has it.
+#define SORVANE_THREAD_START                                                                       \
+    _ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE
+#define SORVANE_CONDITION_WAIT _ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE
+#define SORVANE_JOIN(a, b) a##b
+#define SORVANE_WRAPPED(name) SORVANE_JOIN(__wrap_, name)
+#define SORVANE_REAL(name) SORVANE_JOIN(__real_, name)
+
+void SORVANE_REAL(SORVANE_THREAD_START)(void* thread, void* state, void (*depend)());
+void SORVANE_REAL(SORVANE_CONDITION_WAIT)(void* condition, void* lock);
+
+void SORVANE_WRAPPED(SORVANE_THREAD_START)(void* thread, void* state, void (*depend)()) {
+    count(&Counters::threads);
+    if (mustFail(Fault::thread))
+        throw std::system_error(EAGAIN, std::generic_category());
+    SORVANE_REAL(SORVANE_THREAD_START)(thread, state, depend);
+}
+
+void SORVANE_WRAPPED(SORVANE_CONDITION_WAIT)(void* condition, void* lock) {
+    count(&Counters::waits);
+    SORVANE_REAL(SORVANE_CONDITION_WAIT)(condition, lock);
+}
+
+} // extern "C"
+
+// The forms for arrays, and those that don't raise, call these. Blocks that need more than the usual
+// alignment come from elsewhere: the engine has none.
+void* operator new(std::size_t size) {
+    if (void* const block = __wrap_malloc(size > 0 ? size : 1))
+        return block;
+    throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+    __wrap_free(block);
+}
+void operator delete(void* block, std::size_t /*size*/) noexcept {
+    __wrap_free(block);
+}
+
+namespace sorvane::test {
+
+void startCounting() {
+    for (auto* counter : {&counters.allocations, &counters.releases, &counters.locks,
+                          &counters.waits, &counters.fileCalls, &counters.threads})
+        *counter = 0;
+    counting = true;
+}
+
+SystemCalls stopCounting() {
+    counting = false;
+    return {counters.allocations, counters.releases,  counters.locks,
+            counters.waits,       counters.fileCalls, counters.threads};
+}
+
+FaultPlan::FaultPlan(Fault kind, int first, bool forever) {
+    plannedKind = kind;
+    plannedForever = forever;
+    callsLeft = first;
+    failed = false;
+    planned = true;
+}
+
+FaultPlan::~FaultPlan() {
+    planned = false;
+}
+
+bool FaultPlan::happened() const {
+    return failed;
+}
+
+std::int64_t liveBlocks() {
+    return live;
+}
+
+} // namespace sorvane::test
