@@ -53,8 +53,8 @@ ModelFile richModel(int version, int storage) {
 // Its file can be read up to a byte, and then no more.
 class BreakingStream : public MemoryStream {
 public:
-    BreakingStream(const std::vector<std::uint8_t>& bytes, std::uint32_t readable)
-        : MemoryStream(bytes), left(readable) {}
+    BreakingStream(const std::vector<std::uint8_t>& content, std::uint32_t readable)
+        : MemoryStream(content), left(readable) {}
 
     std::uint32_t read(void* buffer, std::uint32_t count) override {
         const std::uint32_t done = MemoryStream::read(buffer, std::min(count, left));
