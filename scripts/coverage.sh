@@ -11,10 +11,12 @@ if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
 fi
 mkdir -p build
-cmake --preset coverage "$@" >build/coverage.log || { cat build/coverage.log; exit 1; }
-cmake --build build/coverage -j "$jobs" --target sorvane_tests -- --quiet
+cmake --preset coverage -DSORVANE_BUILD_TOOLS=OFF -DSORVANE_BUILD_PLUGINS=OFF \
+    >build/coverage.log || { cat build/coverage.log; exit 1; }
+cmake --build build/coverage -j "$jobs" -- --quiet
 find build/coverage -name '*.gcda' -delete
-build/coverage/bin/sorvane_tests --gtest_brief=1
+ctest --test-dir build/coverage -j "$jobs" --output-on-failure >build/coverage-tests.log ||
+    { cat build/coverage-tests.log; exit 1; }
 
 report() {
     gcovr --root . --object-directory build/coverage "$@"

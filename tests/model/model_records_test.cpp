@@ -53,8 +53,8 @@ ModelFile richModel(int version, int storage) {
 // Its file can be read up to a byte, and then no more.
 class BreakingStream : public MemoryStream {
 public:
-    BreakingStream(const std::vector<std::uint8_t>& bytes, std::uint32_t readable)
-        : MemoryStream(bytes), left(readable) {}
+    BreakingStream(const std::vector<std::uint8_t>& content, std::uint32_t readable)
+        : MemoryStream(content), left(readable) {}
 
     std::uint32_t read(void* buffer, std::uint32_t count) override {
         const std::uint32_t done = MemoryStream::read(buffer, std::min(count, left));
@@ -251,19 +251,28 @@ TEST(ModelRecords, LatencyFollowsTheLongestPath) {
         const char* name;
         std::vector<FileLayer> layers;
         int latency;
+        int atFour; // where an input frame counts four
     } cases[] = {
-        {"none", {activation("a", 4, "input")}, 0},
-        {"a dead end counts", {delayed("a", "input", 2, 1)}, 2},
-        {"strides scale", {delayed("a", "input", 1, 2), delayed("b", "a", 3, 1)}, 7},
+        {"none", {activation("a", 4, "input")}, 0, 0},
+        {"a dead end counts", {delayed("a", "input", 2, 1)}, 2, 8},
+        {"strides scale", {delayed("a", "input", 1, 2), delayed("b", "a", 3, 1)}, 7, 28},
         {"two branches",
          {delayed("a", "input", 3, 1), delayed("b", "input", 1, 3), delayed("c", "b", 1, 1)},
-         4},
-        {"negative", {delayed("a", "input", -5, 1)}, -5},
+         4,
+         16},
+        {"negative; later the output stands beside it", {delayed("a", "input", -5, 1)}, -5, 0},
+        {"attention, which doesn't scale", {selfAttention("a", "input", {}, {}, 2, {})}, 2, 2},
+        {"transposed, which divides",
+         {transposedConv("a", "input", one, {}, 1, {.strideT = 2, .delay = 1}),
+          delayed("b", "a", 1, 1)},
+         1,
+         6},
     };
     for (const auto& entry : cases) {
         NeuralModel<float> model;
         ASSERT_TRUE(load(model, ModelFile{.layers = entry.layers}.bytes()));
         EXPECT_EQ(model.latencyFrames, entry.latency) << entry.name;
+        EXPECT_EQ(model.inputLayer->latency(4), entry.atFour) << entry.name;
     }
 }
 

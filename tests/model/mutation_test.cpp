@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -55,6 +56,12 @@ bool runTensors(const char* path) {
         }
     }
     return true;
+}
+
+std::string testNameOf(const testing::TestParamInfo<TinyModel>& entry) {
+    std::string name = entry.param.name;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
 }
 
 class Mutation : public testing::TestWithParam<TinyModel> {
@@ -113,11 +120,7 @@ TEST_P(Mutation, NoChangeDoesHarm) {
     EXPECT_GT(numRefused, 100);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Mutation, testing::ValuesIn(tinyModels()), [](const auto& info) {
-    std::string name = info.param.name;
-    std::replace(name.begin(), name.end(), '-', '_');
-    return name;
-});
+INSTANTIATE_TEST_SUITE_P(All, Mutation, testing::ValuesIn(tinyModels()), testNameOf);
 
 void PrintTo(const TinyModel& model, std::ostream* out) {
     *out << model.name;

@@ -1,3 +1,4 @@
+#include "processor/sorvane_processor.h"
 #include "util/processor_handle.h"
 
 #include <gtest/gtest.h>
@@ -137,6 +138,17 @@ TEST(Setup, EveryRateCountAndSizeHasAnOutcome) {
         SCOPED_TRACE(entry.name);
         EXPECT_EQ(static_cast<int>(outcomeOf(entry)), static_cast<int>(entry.outcome));
     }
+}
+
+TEST(Setup, ModelsThatAreLoadedAnewBringTheirSizes) {
+    const TempFile small = ModelFile{.fftLength = 16, .frameLength = 16, .hop = 8}.write();
+    const TempFile large = ModelFile{.fftLength = 64, .frameLength = 64, .hop = 32}.write();
+    const AudioFormat format = defaultFormat(1, 48000.0);
+    SorvaneProcessor processor;
+    ASSERT_TRUE(processor.loadModels({small.path()}) && processor.setFormats(format, format));
+    EXPECT_EQ(processor.getLatency(1), 16);
+    EXPECT_TRUE(processor.loadModels({large.path()}));
+    EXPECT_EQ(processor.getLatency(1), 64);
 }
 
 TEST(Setup, AMillionChannelsAreCountedAndAdded) {

@@ -54,6 +54,10 @@ TEST(SeveralModels, MustAgreeInAllButTheTransformLength) {
                   entry.accepted)
             << entry.name;
     }
+    // As long as no model has a frame, the next one sets the sizes.
+    ModelFile without;
+    without.frameLength = without.hop = 0;
+    EXPECT_NE(makeProcessor(std::vector<ModelFile>{without, {}, {}}, 1, 48000.0), nullptr);
 }
 
 // Every job of a frame is waited for, and then the first model's failure is the one that is raised.

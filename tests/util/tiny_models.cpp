@@ -55,6 +55,7 @@ void addLayers(std::vector<TinyModel>& models) {
     add("norm", {norm("a", "input", 0, tensor({1}), tensor({1}))});
     add("norm-level", {norm("a", "input", 1, tensor({1}, 0), {})});
     add("norm-old", {norm("a", "input", 0, tensor({1}), tensor({1}))}, 0x1009);
+    add("norm-other", {norm("a", "input", 2, {}, {})});
     add("concat", {concat("a", {"input", "input"}), concat("b", {"input"})});
     add("arithmetic", {activation("a", 4, "input"), arithmetic("b", {"input", "a"}, 1)});
     add("dense", {dense("a", "input", tensor({8, 8, 1}, 0), tensor({8, 1}, 0))});
