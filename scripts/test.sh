@@ -6,8 +6,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake ffmpeg g++ git ladspa-sdk lilv-utils lv2-dev ninja-build pkg-config sordi sox
-    libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev)
+packages=(cmake ffmpeg g++ git ladspa-sdk lilv-utils lv2-dev make ninja-build pkg-config sordi sox
+    libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev
+    pybind11-dev python3-dev python3-matplotlib python3-numpy)
 strict=OFF
 case "${1:-}" in
 "") ;;
@@ -53,4 +54,4 @@ if [ $strict = ON ]; then
     run tsan tsan
     prefix=(env)
 fi
-run release release
+run release release -DSORVANE_BUILD_PYTHON=ON -DPython_EXECUTABLE=/usr/bin/python3

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <thread>
 
 namespace sorvane::test {
@@ -47,7 +48,7 @@ double plainOutput(const std::vector<float>& input, double inputRate, double out
         const auto first = static_cast<int>(std::floor(grid / 64.0)) - taps / 2;
         for (int i = std::max(first, 0); i < first + taps; ++i) {
             const double x = i - grid / 64.0;
-            const double a = cutoff * M_PI * x;
+            const double a = cutoff * std::numbers::pi * x;
             const double sinc = a == 0.0 ? 1.0 : std::sin(a) / a;
             sum += static_cast<double>(input[static_cast<std::size_t>(i)]) * cutoff * sinc *
                    std::exp(-0.5 * x * x / (sigma * sigma));

@@ -1,8 +1,9 @@
 #!/bin/sh
 # Compares what the library exports with what its public header declares.
-# usage: check_exports.sh NM LIBRARY HEADER
+# usage: check_exports.sh TOOL LIBRARY HEADER
+# TOOL is nm, or objdump for a DLL.
 set -eu
-nm=$1
+tool=$1
 library=$2
 header=$3
 
@@ -13,9 +14,15 @@ declared=$(
     echo 'sorvane::sorvaneGetProcessorInfo(void*, SorvaneModelInfo*)'
 )
 declared=$(echo "$declared" | sort -u)
-# Type A is the name of a symbol version.
-exported=$("$nm" -D --defined-only "$library" | awk '$2 != "A" { print $3 }' | sed 's/@.*//' |
-    c++filt | sort -u)
+case $tool in
+*objdump) # the table of names
+    names=$("$tool" -p "$library" | sed -n '/^\[Ordinal/,/^$/s/^\t.*\] //p')
+    ;;
+*) # type A is the name of a symbol version
+    names=$("$tool" -D --defined-only "$library" | awk '$2 != "A" { print $3 }' | sed 's/@.*//')
+    ;;
+esac
+exported=$(echo "$names" | c++filt | sort -u)
 
 count=$(echo "$declared" | wc -l)
 if [ "$count" -ne 24 ]; then

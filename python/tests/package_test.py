@@ -1,0 +1,254 @@
+import importlib.util
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+import numpy as np
+
+import noise_gate  # examples/noise_gate.py, which writes models
+import sorvane
+
+GATE = ""  # path of noise-gate-48k.model, set by run.py
+RATE = 48000
+
+
+def noise(channels, samples):
+    """Noise whose level rises and falls, so that the gate opens and closes."""
+    level = 0.3 * np.sin(np.arange(samples) / 3000) ** 2
+    return level * np.random.default_rng(1).uniform(-1, 1, (channels, samples))
+
+
+def gate(channels=2, rate=RATE):
+    processor = sorvane.Processor(GATE, channels, rate)
+    processor.busses["Noise"].gain = 0.0
+    return processor
+
+
+def processed(processor, audio, sizes):
+    """`audio` through `processor` in blocks of `sizes`, again and again, with its end."""
+    results = []
+    start = 0
+    while start < audio.shape[1]:
+        for size in sizes:
+            results.append(processor.process(audio[:, start : start + size]))
+            start += size
+    results.append(processor.finish())
+    return np.concatenate(results, axis=1)
+
+
+class Folder(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def write(self, data):
+        path = self.folder / "a.model"
+        path.write_bytes(data)
+        return path
+
+    def misfit(self):
+        """A model that loads, and whose layer expects more channels than it gets."""
+        weights = noise_gate.tensor([1, 1, 2, 1], [1.0, 1.0])
+        layer = noise_gate.convolution("a", "input", weights, noise_gate.NOTHING)
+        return self.write(noise_gate.model([layer], "a"))
+
+
+class ProcessorTest(Folder):
+    def test_any_blocks_give_the_same_as_long_as_the_input(self):
+        audio = noise(2, 40000)
+        for rate in (RATE, 44100, 96000):
+            with gate(rate=rate) as processor:
+                whole = processed(processor, audio, [audio.shape[1]])
+                self.assertEqual(whole.shape, audio.shape)
+                self.assertEqual(whole.dtype, np.float32)
+                for sizes in ([480], [1, 0, 7, 5000]):  # on one object: each end begins a new stream
+                    with self.subTest(rate=rate, sizes=sizes):
+                        np.testing.assert_array_equal(processed(processor, audio, sizes), whole)
+
+    def test_gains_choose_what_comes_out(self):
+        audio = noise(1, 20000)
+        with sorvane.Processor(GATE, 1, RATE) as processor:
+            self.assertEqual(processor.latency, 1536)
+            self.assertEqual(processor.busses.names, ["Speech", "Noise"])
+            same = processed(processor, audio, [1000])
+            np.testing.assert_allclose(same, audio, atol=1e-6)
+            parts = []
+            for bus in processor.busses:
+                for other in processor.busses:
+                    other.gain = float(other is bus)
+                parts.append(processed(processor, audio, [1000]))
+            np.testing.assert_allclose(parts[0] + parts[1], audio, atol=1e-6)
+            self.assertGreater(np.abs(parts[0]).max(), 0.1)
+            self.assertGreater(np.abs(parts[1]).max(), 0.01)
+            processor.busses["Speech"].sensitivity = 100
+            self.assertEqual(processor.busses[0].sensitivity, 100)
+            self.assertGreater(np.abs(processed(processor, audio, [1000]) - parts[1]).max(), 1e-4)
+
+    def test_layouts_of_arrays(self):
+        audio = noise(2, 4000).astype(np.float32)
+        with gate() as processor:
+            expected = processed(processor, audio, [4000])
+            for name, same in {"double": audio.astype(float), "columns first": np.asfortranarray(audio),
+                               "backwards": audio[:, ::-1].copy()[:, ::-1]}.items():
+                with self.subTest(name):
+                    np.testing.assert_array_equal(processed(processor, same, [4000]), expected)
+        with gate(1) as mono:
+            expected = processed(mono, audio[:1], [4000])
+            first = mono.process(audio[0])
+            np.testing.assert_array_equal(np.hstack([first, mono.finish()]), expected)
+
+    def test_a_reset_begins_anew(self):
+        audio = noise(2, 8000)
+        with gate() as processor:
+            expected = processed(processor, audio, [8000])
+            processor.process(audio[:, ::-1])
+            processor.reset()
+            np.testing.assert_array_equal(processed(processor, audio, [8000]), expected)
+            self.assertEqual(processor.busses["Noise"].gain, 0)
+
+    def test_bad_arguments(self):
+        processor = gate()
+        self.addCleanup(processor.close)
+        bus = processor.busses[0]
+        cases = [
+            (FileNotFoundError, lambda: sorvane.Processor(self.folder / "missing", 1, RATE)),
+            (IsADirectoryError, lambda: sorvane.Processor(self.folder, 1, RATE)),
+            (ValueError, lambda: sorvane.Processor(GATE + "\0", 1, RATE)),
+            (ValueError, lambda: sorvane.Processor(self.write(b"sorvane"), 1, RATE)),
+            (ValueError, lambda: sorvane.Processor(GATE, 0, RATE)),
+            (ValueError, lambda: sorvane.Processor(GATE, -1, RATE)),
+            (TypeError, lambda: sorvane.Processor(GATE, 1.5, RATE)),
+            (TypeError, lambda: sorvane.Processor(GATE, 2**40, RATE)),
+            (ValueError, lambda: sorvane.Processor(GATE, 1, 0)),
+            (ValueError, lambda: sorvane.Processor(GATE, 1, float("nan"))),
+            (ValueError, lambda: processor.process(np.zeros((3, 10)))),
+            (ValueError, lambda: processor.process(np.zeros(10))),
+            (TypeError, lambda: processor.process(np.zeros((2, 10), int))),
+            (TypeError, lambda: processor.process(np.zeros((2, 10), complex))),
+            (TypeError, lambda: processor.process(None)),
+            (KeyError, lambda: processor.busses["Music"]),
+            (IndexError, lambda: processor.busses[2]),
+            (ValueError, lambda: setattr(bus, "gain", -1)),
+            (ValueError, lambda: setattr(bus, "gain", float("nan"))),
+            (ValueError, lambda: setattr(bus, "sensitivity", 101)),
+        ]
+        for number, (error, call) in enumerate(cases):
+            with self.subTest(number=number), self.assertRaises(error):
+                call()
+        self.assertEqual((bus.gain, bus.sensitivity), (1, 0))
+
+    def test_what_the_engine_throws(self):
+        with sorvane.Processor(self.misfit(), 1, RATE) as processor:
+            for _ in range(2):
+                with self.assertRaisesRegex(RuntimeError, "^IPP exception: ippStsSizeErr"):
+                    processor.process(noise(1, 4096))
+                processor.reset()
+                self.assertEqual(processor.finish().shape, (1, 0))
+
+    def test_a_model_without_output_ends(self):
+        layer = noise_gate.convolution("a", "input", noise_gate.tensor([1, 1, 1, 1], [1.0]),
+                                       noise_gate.NOTHING)
+        delayed = layer + b"".join([noise_gate.text("late"), struct.pack("<h", 19),
+                                    noise_gate.text("a"), noise_gate.tensor([1, 1], [1.0]),
+                                    noise_gate.tensor([513, 1], [0.0] * 513), b"\xff",
+                                    noise_gate.NOTHING])
+        data = noise_gate.model([delayed], "late").replace(
+            struct.pack("<i", 1) + layer, struct.pack("<i", 2) + layer)
+        with sorvane.Processor(self.write(data), 1, RATE) as processor:
+            self.assertEqual(processor.process(noise(1, 4096)).shape, (1, 0))
+            with self.assertRaisesRegex(RuntimeError, "no output"):
+                processor.finish()
+
+    def test_closed(self):
+        for name, use in [("process", lambda p: p.process(np.zeros((2, 1)))),
+                          ("finish", lambda p: p.finish()), ("reset", lambda p: p.reset()),
+                          ("latency", lambda p: p.latency), ("gain", lambda p: p.busses[0].gain)]:
+            with self.subTest(name):
+                with gate() as processor:
+                    pass
+                processor.close()
+                with self.assertRaisesRegex(ValueError, "closed"):
+                    use(processor)
+
+    def test_threads(self):
+        """Calls overlap with each other and with a close: none is lost, and nothing breaks."""
+        processor = gate()
+        audio = noise(2, 48000)
+        received, ended = [], []
+
+        def run():
+            try:
+                for _ in range(1000):
+                    received.append(processor.process(audio).shape[1])
+            except ValueError as error:
+                ended.append(str(error))
+
+        threads = [threading.Thread(target=run) for _ in range(3)]
+        for thread in threads:
+            thread.start()
+        while len(received) < 6:
+            processor.busses[1].gain = len(received) / 10
+            processor.busses[0].sensitivity = len(received)
+        processor.close()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(len(ended), 3)
+        self.assertTrue(all("closed" in text for text in ended))
+        self.assertLess(abs(sum(received) - len(received) * 48000), 3 * 1536)
+
+
+    def test_the_import_leaves_small_numbers_alone(self):
+        code = "import sorvane; assert 1e-310 / 2 > 0"
+        subprocess.run([sys.executable, "-c", code], check=True)
+
+
+class ModelTest(Folder):
+    def test_the_mask_of_the_gate(self):
+        magnitudes = np.random.default_rng(2).uniform(0, 4, (20, 513, 1))
+        padded = np.pad(magnitudes[:, :, 0], 1)
+        means = sum(padded[i : i + 20, j : j + 513] for i in range(3) for j in range(3)) / 9
+        expected = 1 / (1 + np.exp(8 - 6 * means[:-1]))
+        with sorvane.Model(GATE) as model:
+            self.assertEqual(
+                (model.rate, model.channels, model.fft_length, model.frame_length, model.hop,
+                 model.latency_frames), (48000, 1, 1024, 1024, 512, 1))
+            whole = model.run(magnitudes)
+            self.assertEqual((whole.dtype, whole.shape), (np.float32, (19, 513, 1)))
+            np.testing.assert_allclose(whole[:, :, 0], expected, atol=1e-4)
+            model.reset()
+            single = [model.run(frame[np.newaxis]) for frame in magnitudes]
+            self.assertIsNone(single[0])
+            np.testing.assert_allclose(np.concatenate(single[1:]), whole, atol=1e-6)
+
+    def test_failures(self):
+        model = sorvane.Model(self.misfit())
+        frame = np.zeros((1, 513, 1))
+        cases = [
+            (FileNotFoundError, lambda: sorvane.Model(self.folder / "missing")),
+            (ValueError, lambda: sorvane.Model(__file__)),
+            (RuntimeError, lambda: model.run(frame)),
+            (ValueError, lambda: model.run(frame[0])),
+            (ValueError, lambda: model.run(np.zeros((0, 2**31, 1)))),
+            (TypeError, lambda: model.run(frame.astype(int))),
+        ]
+        for number, (error, call) in enumerate(cases):
+            with self.subTest(number=number), self.assertRaises(error):
+                call()
+        model.close()
+        for use in (model.run, lambda _: model.reset()):
+            with self.assertRaisesRegex(ValueError, "closed"):
+                use(frame)
+
+
+@unittest.skipUnless(importlib.util.find_spec("matplotlib"), "matplotlib is missing")
+class DrawingTest(Folder):
+    def test_the_example_draws(self):
+        script = pathlib.Path(__file__).parents[1] / "examples/draw_mask.py"
+        picture = self.folder / "mask.png"
+        subprocess.run([sys.executable, script, GATE, picture], check=True)
+        self.assertEqual(picture.read_bytes()[:8], b"\x89PNG\r\n\x1a\n")

@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# usage: scripts/test_packages.sh
+# Installs what is missing, builds the Debian packages and the tarball, lets lintian judge the packages,
+# installs them, tries the program, its manual page, the plug-ins and a host of one's own, and removes
+# them again. Works as root. The packages are left in build/debian, the tarball in build/tarball.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install_packages.sh cmake file g++ lintian man-db ninja-build pkg-config \
+    ladspa-sdk libcli11-dev libsndfile1-dev libxsimd-dev lv2-dev nlohmann-json3-dev
+
+if command -v ccache >/dev/null; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
+fi
+jobs=$(nproc 2>/dev/null || getconf _NPROCESSORS_ONLN)
+work=$(mktemp -d)
+names=(libsorvaneengine0 libsorvaneengine-dev sorvane sorvane-models sorvane-plugins)
+installed() {
+    dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${names[@]}" 2>/dev/null |
+        grep -v '^not-installed' || true
+}
+present=$(installed)
+[ -z "$present" ] || { echo "remove first what is there: $present" >&2; exit 1; }
+trap 'rm -rf "$work"; dpkg --purge "${names[@]}" >/dev/null 2>&1 || true' EXIT
+
+# step COMMAND...: runs quietly, and shows what it wrote if that fails.
+step() {
+    "$@" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+}
+fail() {
+    echo "$*" >&2
+    exit 1
+}
+
+step cmake --preset debian
+step cmake --build build/debian -j "$jobs"
+rm -f build/debian/*.deb
+(cd build/debian && step cpack -G DEB)
+lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs build/debian/*.deb
+
+step dpkg --install build/debian/*.deb
+[ "$(installed | grep -c '^installed')" = ${#names[@]} ] || fail "installed: $(installed)"
+cd "$work"
+sorvane info /usr/share/sorvane/models/noise-gate-48k.model | grep -q Speech || fail "sorvane info"
+man --pager=cat sorvane-process | grep -q -- --sensitivity || fail "manual page of the program"
+man --pager=cat 3 sorvane_engine | grep -q sorvaneAddAudio || fail "manual page of the library"
+analyseplugin /usr/lib/ladspa/sorvane_ladspa.so | grep -q noise_gate_48k_mono || fail "LADSPA plug-in"
+cp /usr/share/sorvane/examples/stream_wav.c /usr/share/sorvane/examples/wav.h .
+# shellcheck disable=SC2046 # flags are words
+cc -std=c99 -o host stream_wav.c $(pkg-config --cflags --libs sorvane_engine)
+ldd host | grep -q '/libSorvaneEngine.so.0 ' || fail "a host doesn't find the library"
+cd - >/dev/null
+
+step dpkg --purge "${names[@]}"
+[ -z "$(installed)" ] || fail "still there: $(installed)"
+[ -z "$(find /usr/share/sorvane /usr/share/doc/*sorvane* /usr/lib/lv2/sorvane.lv2 2>/dev/null)" ] ||
+    fail "files are left behind"
+echo "== Debian packages: all well"
+
+step cmake --preset release -B build/tarball -DSORVANE_BUILD_TESTS=OFF
+step cmake --build build/tarball -j "$jobs"
+(cd build/tarball && step cpack -G TGZ)
+tar -xzf build/tarball/sorvane-engine-*.tar.gz -C "$work"
+cd "$work"/sorvane-engine-*
+bin/sorvane info share/sorvane/models/noise-gate-48k.model | grep -q Speech || fail "sorvane info"
+analyseplugin lib/ladspa/sorvane_ladspa.so | grep -q noise_gate_48k_mono || fail "LADSPA plug-in"
+echo "== tarball: all well"

@@ -1,0 +1,211 @@
+"""Networks as people write them: what becomes a file, what is refused, what half storage does."""
+
+import numpy as np
+import pytest
+import torch
+from torch import nn
+from torch.nn import functional
+
+from sorvane_training import layers as kinds
+from sorvane_training.export import export
+from sorvane_training.model_file import ModelError, ModelFile
+from sorvane_training.outline import check
+from sorvane_training.packing import Packing
+from sorvane_training.parity import compare, random_frames
+from sorvane_training.storage import Storage
+
+from networks import header
+
+BINS = 12
+
+
+class Rescaled(nn.Module):
+    """A network that changes the number of positions, and back."""
+
+    def __init__(self, network, positions):
+        super().__init__()
+        self.network = network
+        self.back = kinds.FrequencyRescaleLayer([(f * positions // BINS, [1]) for f in range(BINS)])
+
+    def forward(self, x):
+        return self.back(self.network(x).permute(0, 2, 3, 1)).permute(0, 3, 1, 2)
+
+
+class Padded(nn.Module):
+    """Causal by functional.pad; operators, a module used twice, channels joined."""
+
+    def __init__(self):
+        super().__init__()
+        self.conv = nn.Conv2d(1, 4, (3, 3), padding=(0, 1), dilation=(2, 1))
+        self.mix = nn.Linear(4, 4)
+        self.act = nn.ELU()
+        self.gate = nn.Sigmoid()
+        self.last = nn.Conv2d(8, 1, 1)
+        self.dropout = nn.Dropout(0.5)
+
+    def forward(self, x):
+        x = self.act(self.conv(functional.pad(x, (0, 0, 4, 0))))
+        y = self.act(self.mix(x.permute(0, 2, 3, 1)).permute(0, 3, 1, 2))
+        z = self.dropout((x * x - y) / self.gate(y))
+        return self.last(torch.cat([x + z, y], dim=1))
+
+
+class Bands(nn.Module):
+    """Conv1d over bands of magnitudes, as torch.stft() lays them out, and back by our layer."""
+
+    def __init__(self):
+        super().__init__()
+        self.net = nn.Sequential(nn.ConstantPad1d((2, 0), 0), nn.Conv1d(BINS, 6, 3), nn.ReLU(),
+                                 nn.Conv1d(6, 5, 3, padding="same"), nn.LeakyReLU(0.1))
+        self.up = kinds.TransposedConvLayer(5, 1, (1, BINS), (1, BINS))
+
+    def forward(self, x):
+        return self.up(self.net(x).transpose(1, 2).unsqueeze(2)).squeeze(3).transpose(1, 2)
+
+
+ACCEPTED = {
+    "causal": (nn.Sequential(nn.ZeroPad2d((0, 0, 2, 0)), nn.Conv2d(1, 1, 3, padding=(0, 1))),
+               "BCTF"),
+    "look-ahead": (nn.Sequential(nn.Conv2d(1, 4, 5, padding=2), nn.ReLU(), nn.Conv2d(4, 1, 1)),
+                   "BCTF"),
+    "same": (nn.Conv2d(1, 1, (5, 4), padding="same"), "BCTF"),
+    "no padding": (nn.Conv2d(1, 1, (4, 1), bias=False), "BCTF"),
+    "depthwise": (nn.Sequential(nn.Conv2d(1, 3, 1), nn.Conv2d(3, 6, 3, padding=1, groups=3),
+                                nn.Hardsigmoid(), nn.Conv2d(6, 1, 1), nn.Softplus()), "BCTF"),
+    "stride in frequency": (Rescaled(nn.Conv2d(1, 1, 3, (1, 2), padding=1), 6), "BCTF"),
+    "larger stride": (Rescaled(nn.Conv2d(1, 1, (1, 5), (1, 3), padding=(0, 2)), 4), "BCTF"),
+    "padding in front of frequency": (
+        nn.Sequential(nn.ZeroPad2d((3, 0, 0, 0)), nn.Conv2d(1, 1, (1, 4))), "BCTF"),
+    "linear": (nn.Sequential(nn.Linear(1, 3), nn.ELU(), nn.Identity(), nn.Linear(3, 1),
+                             nn.Sigmoid()), "BTFC"),
+    "operators": (Padded(), "BCTF"),
+    "bands": (Bands(), "BFT"),
+    "one layer": (kinds.PreNormLayer([0.5, 0.25, 0.25]), "BTFC"),
+}
+
+
+@pytest.mark.filterwarnings("ignore:Using padding")
+@pytest.mark.parametrize("name", ACCEPTED)
+def test_accepted(name, tmp_path):
+    torch.manual_seed(1)
+    network, layout = ACCEPTED[name]
+    network = network.eval()
+    model = export(network, header(BINS), layout)
+    path = tmp_path / "plain.model"
+    model.write(path)
+    # nn.Sigmoid and the engine's, which ends at 10, only differ beyond.
+    frames = random_frames(model, 40) / (30 if name in ("linear", "operators") else 1)
+    assert compare(path, frames, network, layout).is_small
+    assert compare(path, frames).is_small
+
+
+REFUSED = {
+    "norm (BatchNorm2d): the format has no layer":
+        lambda n: n.add_module("norm", nn.BatchNorm2d(1)),
+    "deep.0 (ELU): alpha is 0.5": lambda n: n.add_module("deep", nn.Sequential(nn.ELU(0.5))),
+    "plus (Softplus): beta is 2": lambda n: n.add_module("plus", nn.Softplus(2)),
+    "plus (Softplus): it is linear from 5": lambda n: n.add_module("plus", nn.Softplus(1, 5)),
+    "conv (Conv2d): 2 groups of 4 channels": lambda n: n.extend(
+        [nn.Conv2d(1, 4, 1)]).add_module("conv", nn.Conv2d(4, 4, 1, groups=2)),
+    "conv (Conv2d): it makes 5 of 12 positions": lambda n: n.add_module(
+        "conv", nn.Conv2d(1, 1, (1, 3), (1, 2))),
+    "conv (Conv2d): it pads by 'reflect'": lambda n: n.add_module(
+        "conv", nn.Conv2d(1, 1, 3, padding=1, padding_mode="reflect")),
+    "conv (Conv2d): it has a dilation in frequency": lambda n: n.add_module(
+        "conv", nn.Conv2d(1, 1, 3, padding=(1, 2), dilation=(1, 2))),
+    "conv (Conv2d): 3 frames of padding in front": lambda n: n.add_module(
+        "conv", nn.Conv2d(1, 1, 3, padding=(3, 1))),
+    "conv (Conv2d): it takes 2 channels, and 1 come in": lambda n: n.add_module(
+        "conv", nn.Conv2d(2, 1, 1)),
+    "layer conv: delay is 200, and a file holds numbers from -128 to 127": lambda n: n.add_module(
+        "conv", nn.Conv2d(1, 1, (201, 1))),
+    "act (ReLU): its input is padded": lambda n: n.extend(
+        [nn.ZeroPad2d(1)]).add_module("act", nn.ReLU()),
+    "pad (ConstantPad2d): it pads with 1": lambda n: n.add_module("pad", nn.ConstantPad2d(1, 1)),
+    "linear (Linear): it would mix the positions": lambda n: n.extend(
+        [nn.Conv2d(1, 2, 1)]).add_module("linear", nn.Linear(BINS, 3)),
+    "dense (DenseLayer): its input has the axes BCTF, not BTFC": lambda n: n.add_module(
+        "dense", kinds.DenseLayer(BINS, 1)),
+    "the output of conv is 12 x 2": lambda n: n.add_module("conv", nn.Conv2d(1, 2, 1)),
+    "conv gives 1/2 frames": lambda n: n.add_module("conv", nn.Conv2d(1, 1, 1, (2, 1))),
+    "layer conv: weights: not all values are finite": lambda n: n.add_module(
+        "conv", nn.Conv2d(1, 1, 1).apply(lambda m: nn.init.constant_(m.weight, np.nan))),
+    "layer conv: bias: half floats end at 131008": lambda n: n.add_module(
+        "conv", nn.Conv2d(1, 1, 1).apply(lambda m: nn.init.constant_(m.bias, 2e5))),
+}
+
+
+@pytest.mark.parametrize("message", REFUSED)
+def test_refused(message):
+    network = nn.Sequential()
+    REFUSED[message](network)
+    with pytest.raises(ModelError) as error:
+        export(network, header(BINS), "BCTF", Storage(half=True))
+    assert str(error.value).startswith(message)
+
+
+class Lambda(nn.Module):
+    def __init__(self, function):
+        super().__init__()
+        self.function = function
+        self.bias = nn.Parameter(torch.zeros(1))
+
+    def forward(self, x):
+        return self.function(self, x)
+
+
+@pytest.mark.parametrize("message, function", [
+    ("add: 1 is no output of a layer", lambda n, x: x + 1),
+    ("bias: a parameter or buffer outside of a layer", lambda n, x: x * n.bias),
+    ("exp: no layer comes of this function", lambda n, x: torch.exp(x)),
+    ("abs_1 (abs): no layer comes of this method", lambda n, x: x.abs()),
+    ("Lambda: its forward() can't be traced", lambda n, x: x if x.sum() > 0 else -x),
+    ("cat: it joins the axis T", lambda n, x: torch.cat([x, x], 1)),
+    ("output: its axes are BFTC", lambda n, x: x.permute(0, 2, 1, 3)),
+    ("squeeze: the axes BTC don't hold 12 positions", lambda n, x: x.squeeze(2)),
+])
+def test_refused_functions(message, function):
+    with pytest.raises(ModelError) as error:
+        export(Lambda(function), header(BINS))
+    assert str(error.value).startswith(message)
+
+
+def test_half_storage(tmp_path):
+    """The exported halves are those that training hears, and single tensors stay exact."""
+    torch.manual_seed(2)
+    network = nn.Sequential(nn.Linear(1, 6), nn.ELU(), nn.Linear(6, 1))
+    storage = Storage(half=True, single=("2.bias",))
+    exact = {name: p.detach().clone() for name, p in network.named_parameters()}
+    model = export(network, header(BINS), storage=storage)
+    path = tmp_path / "half.model"
+    model.write(path)
+    frames = random_frames(model, 20)
+    assert not compare(path, frames, network).is_small
+    with storage.applied(network):
+        assert compare(path, frames, network).is_small
+        assert torch.equal(network[2].bias, exact["2.bias"])
+        network(torch.ones(1, 1, BINS, 1)).sum().backward()
+    for name, parameter in network.named_parameters():
+        assert torch.equal(parameter, exact[name]) and parameter.grad is not None
+    stored = [tensor.half for layer in ModelFile.read(path).layers for tensor in layer.tensors()]
+    assert stored == [True, True, True, False]
+
+
+@pytest.mark.parametrize("packing, channels, masks", [
+    (Packing.magnitudes(10), 2, 1), (Packing.rectified(3, 10), 1, 2), (Packing.complex(9), 2, 1),
+    (Packing.grouped(4, 16, 3), 1, 2)])
+def test_packings(packing, channels, masks, tmp_path):
+    """A file of each packing, in stereo or of several masks, says what was asked and runs."""
+    torch.manual_seed(3)
+    columns = packing.columns * channels
+    given = header(0, masks, packing, num_input_channels=channels, num_output_channels=channels,
+                   tag="tag", model_id=-7, note="ünique", gives_spectra=True)
+    model = export(nn.Sequential(nn.Linear(columns, 5), nn.ELU(),
+                                 nn.Linear(5, columns * masks)), given)
+    path = tmp_path / "packed.model"
+    model.write(path)
+    read = ModelFile.read(path)
+    assert check(read).output.positions == packing.rows
+    read.layers, read.output_source = [], "input"
+    assert read == given
+    assert compare(path, random_frames(model, 10)).is_small
