@@ -193,7 +193,7 @@ def run(kind, base):
                 folder = Path(scratch) / "project"
                 shutil.copytree(base, folder, symlinks=True)
             for block in blocks:
-                if block.file_name():
+                if block.file_name() and kind == "test":
                     write_file(folder, block)
                 elif block.language == "sh" and kind in block.tags:
                     if run_block(block, kind, folder):
