@@ -7,8 +7,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+if command -v ccache >/dev/null; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
+fi
 folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
+clone=$(mktemp -d)
+trap 'rm -rf "$folder" "$clone"' EXIT
 
 # quick BUILD: runs the quick blocks where everything of the project is, and some audio.
 quick() {
@@ -35,8 +39,8 @@ python3 tests/docs/documents.py check
 python3 tests/docs/documents.py list
 case "${1:-}" in
 --all)
-    git clone --quiet . "$folder/clone"
-    cd "$folder/clone"
+    git clone --quiet . "$clone"
+    cd "$clone"
     python3 tests/docs/documents.py run long "$PWD"
     quick "$PWD/build/release"
     ;;
