@@ -104,6 +104,8 @@ def outline(model):
     """The outline of a ModelFile; ModelError where its network can't run on tensors."""
     channels = model.input_packing.columns * model.num_input_channels
     streams = {"input": Stream(model.input_packing.rows, channels)}
+    _require(streams["input"].positions > 0 and channels > 0, "the input has no values")
+    _require(model.hop > 0, f"the hop is {model.hop}")
     layers = []
     for layer in model.layers:
         inputs = [streams[name] for name in layer.inputs]
@@ -121,6 +123,12 @@ def outline(model):
 
 def check(model):
     """The outline of a ModelFile; ModelError where it can't run on audio."""
+    fft, frame, hop = model.fft_length, model.frame_length, model.hop
+    _require(0 < hop <= frame <= fft, f"hop {hop}, frame {frame} and transform {fft} don't rise")
+    _require(fft & (fft - 1) == 0, f"the transform's length {fft} is no power of two")
+    _require(model.sample_rate > 0, f"the sample rate is {model.sample_rate}")
+    _require(_numbers(model.input_packing) == _numbers(model.output_packing),
+             "the numbers of the packings differ, and the engine reads its output by the input's")
     whole = outline(model)
     output, source = whole.output, model.output_source
     rows = model.input_packing.rows
@@ -131,6 +139,10 @@ def check(model):
     if output.rate != 1:
         raise ModelError(f"{source} gives {output.rate} frames for each that goes in")
     return whole
+
+
+def _numbers(packing):
+    return packing.bins, packing.low_bins, packing.group, packing.rows
 
 
 def _latency(model):

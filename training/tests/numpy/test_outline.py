@@ -8,6 +8,7 @@ import numpy as np
 
 from sorvane_training.model_file import LayerRecord, ModelError, Tensor
 from sorvane_training.outline import check, outline
+from sorvane_training.packing import Packing
 
 from sample_models import BINS, every_kind, header
 
@@ -103,6 +104,11 @@ class Refusals(unittest.TestCase):
                         "bands": [(7, Tensor(np.ones(2, np.float32)))]})),
                 "layer x (SelfAttentionLayer): the bias isn't 8 x 1": network(
                     attention("x", "input", 0, positions=7)),
+                "hop 512, frame 384 and transform 512 don't rise": header(hop=512),
+                "the transform's length 500 is no power": header(fft_length=500),
+                "the numbers of the packings differ": header(
+                    output_packing=Packing.grouped(2, BINS, 2)),
+                "the input has no values": header(num_input_channels=0),
                 "the output of wide is 8 x 3, but the packings, channels and masks make it 8 x 1":
                     network(joined[1]),
                 "half gives 1/2 frames": network(joined[0])}.items():

@@ -84,6 +84,7 @@ ACCEPTED = {
 }
 
 
+@pytest.mark.filterwarnings("ignore:Using padding")
 @pytest.mark.parametrize("name", ACCEPTED)
 def test_accepted(name, tmp_path):
     torch.manual_seed(1)
