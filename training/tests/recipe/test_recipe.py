@@ -54,7 +54,7 @@ def test_mixtures_follow_the_seed_and_the_ratio(recordings):
         np.testing.assert_array_equal(one, two)
         assert one.shape == (4, 16000) and np.isfinite(one).all() and np.abs(one - three).max() > 0
     assert np.abs(first[0] + first[1]).max() <= 1
-    mixer = mixing.Mixer(recordings, "train", 7, 1.0)
+    mixer = mixing.Mixer(recordings, "train", 7, 4.0)
     for kind in mixing.KINDS:
         for ratio in (-5, 10):
             voice, noise = mixer.scaled(mixer.voice(), mixer.noise(kind), ratio)
