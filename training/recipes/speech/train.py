@@ -151,7 +151,7 @@ def main():
     parser.add_argument("--size", choices=["standard", "small"], default="standard")
     parser.add_argument("--minutes", type=float, default=70, help="time at work, in all")
     parser.add_argument("--processes", type=int, default=2, help="share the steps' batches")
-    parser.add_argument("--batch", type=int, default=8, help="mixtures of a step in each process")
+    parser.add_argument("--batch", type=int, default=4, help="mixtures of a step in each process")
     parser.add_argument("--step-size", type=float, default=2e-3, help="largest, after the warm-up")
     parser.add_argument("--magnitude-weight", type=float, default=30)
     parser.add_argument("--envelope-weight", type=float, default=20)
