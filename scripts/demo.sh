@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # usage: scripts/demo.sh
-# Installs what is missing, builds, mixes a human voice with the sounds of a city, which no training
-# heard, cleans it with the model that ships, and prints the signal-to-noise ratio before and after. The
-# audio and a picture of the spectrograms are left in demo/.
+# Installs what is missing, builds, mixes a human voice with the sounds of a city, neither of which the
+# training heard, cleans it with the model that ships, and prints the signal-to-noise ratio before and
+# after. The audio and a picture of the spectrograms are left in demo/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -22,7 +22,8 @@ cmake --build build/release -j "$jobs" --target sorvane sorvane_demo -- --quiet
 noise=build/demo/noise.wav
 if [ ! -e $noise ]; then
     mkdir -p build/demo
-    (cd build/demo && apt-get download -qq lincity-ng-data && dpkg-deb -x lincity-ng-data_*.deb .)
+    (cd build/demo && apt-get download -qq -o APT::Sandbox::User=root lincity-ng-data)
+    dpkg-deb -x build/demo/lincity-ng-data_*.deb build/demo
     city=build/demo/usr/share/games/lincity-ng/sounds
     for name in TraficHigh1 MarketFull1 RailTrain2; do
         sox $city/$name.wav -r 48000 -c 1 build/demo/$name.wav norm -20
