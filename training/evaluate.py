@@ -102,16 +102,16 @@ def resampled(audio, rate, target):
     return resample_poly(audio, target // common, rate // common).astype(np.float32)
 
 
-def run_model(program, model, clips, rate, options):
-    """Returns the mixtures as the program leaves them on a host at RATE."""
+def run_model(program, model, clips, rate, options, level=1.0):
+    """Returns the mixtures as the program leaves them on a host at RATE, given at LEVEL."""
     with tempfile.TemporaryDirectory() as folder:
         inputs = [Path(folder) / f"{number:04}.wav" for number in range(len(clips))]
         for path, clip in zip(inputs, clips):
-            soundfile.write(path, resampled(clip["mixture"], RATE, rate), rate, "FLOAT")
+            soundfile.write(path, resampled(clip["mixture"], RATE, rate) * level, rate, "FLOAT")
         cleaned = Path(folder) / "cleaned"
         subprocess.run([program, "process", model, *inputs, "--out-dir", cleaned, "--quiet", *options],
                        check=True)
-        return [resampled(soundfile.read(cleaned / path.name, dtype="float32")[0], rate, RATE)
+        return [resampled(soundfile.read(cleaned / path.name, dtype="float32")[0], rate, RATE) / level
                 for path in inputs]
 
 
@@ -209,14 +209,16 @@ def chart(results, clips, path):
 
 
 def runs(models):
-    """Returns the name, model, host's rate and options of each run."""
+    """Returns the name, model, host's rate, options and level of each run."""
+    alone = ["--gain", "Noise=0"]
     for model in models:
         if "48k" in model.stem:
-            yield f"{model.stem}, host 48 kHz", model, 48000, ["--gain", "Noise=0"]
-            yield f"{model.stem}, host 44.1 kHz", model, 44100, ["--gain", "Noise=0"]
+            yield f"{model.stem}, host 48 kHz", model, 48000, alone, 1
+            yield f"{model.stem}, host 44.1 kHz", model, 44100, alone, 1
         else:
-            yield model.stem, model, RATE, ["--gain", "Noise=0"]
-            yield f"{model.stem}, remainder -12 dB", model, RATE, ["--remainder", "-12"]
+            yield model.stem, model, RATE, alone, 1
+            yield f"{model.stem}, input 30 dB softer", model, RATE, alone, 10**-1.5
+            yield f"{model.stem}, remainder -12 dB", model, RATE, ["--remainder", "-12"], 1
 
 
 def main():
@@ -232,8 +234,8 @@ def main():
     estimates = {"mixture": [clip["mixture"] for clip in clips],
                  "ideal ratio mask": [ideal_mask(clip) for clip in clips],
                  "SpeexDSP": [speex_denoiser(clip) for clip in clips]}
-    for name, model, rate, extra in runs(options.models):
-        estimates[name] = run_model(options.program, model, clips, rate, extra)
+    for name, model, rate, extra, level in runs(options.models):
+        estimates[name] = run_model(options.program, model, clips, rate, extra, level)
     results = {name: measure(audio, clips) for name, audio in estimates.items()}
     options.out.mkdir(parents=True, exist_ok=True)
     text = table(results, clips)
