@@ -1,8 +1,8 @@
 // The steps of scripts/demo.sh that neither the host program nor gnuplot does:
-//   sorvane_demo mix VOICE_OUT NOISY_OUT RATIO_DB VOICE_IN...
+//   sorvane_demo mix VOICE_OUT NOISY_OUT RATIO_DB NOISE_IN VOICE_IN...
 //   sorvane_demo snr VOICE FILE
 //   sorvane_demo spectrogram FILE > DATA
-// Files are mono. The noise is white and the same in every run.
+// Files are mono. The noise is repeated until it is as long as the voices after one another.
 
 #include "audio_reader.h"
 
@@ -13,7 +13,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -70,17 +69,19 @@ void scaleTo(Samples& samples, double wantedPower) {
 }
 
 void mix(const std::string& voicePath, const std::string& noisyPath, double ratio,
-         const std::vector<std::string>& inputs) {
+         const std::string& noiseInput, const std::vector<std::string>& inputs) {
     Samples voice;
     int rate = 0;
     for (const std::string& input : inputs)
         rate = append(voice, input);
     scaleTo(voice, std::pow(10.0, voiceLevel / 10.0));
 
-    std::mt19937 random(1);
+    const Samples recording = load(noiseInput);
+    if (recording.empty())
+        throw std::runtime_error(noiseInput + " has no audio");
     Samples noise(voice.size());
-    for (float& sample : noise)
-        sample = static_cast<float>(static_cast<double>(random()) / 2147483648.0 - 1.0);
+    for (std::size_t i = 0; i < noise.size(); ++i)
+        noise[i] = recording[i % recording.size()];
     scaleTo(noise, std::pow(10.0, (voiceLevel - ratio) / 10.0));
 
     Samples noisy = voice;
@@ -132,9 +133,9 @@ void printSpectrogram(const std::string& path) {
 
 int run(const std::vector<std::string>& arguments) {
     const std::string command = arguments.empty() ? "" : arguments[0];
-    if (command == "mix" && arguments.size() > 4)
-        mix(arguments[1], arguments[2], std::atof(arguments[3].c_str()),
-            {arguments.begin() + 4, arguments.end()});
+    if (command == "mix" && arguments.size() > 5)
+        mix(arguments[1], arguments[2], std::atof(arguments[3].c_str()), arguments[4],
+            {arguments.begin() + 5, arguments.end()});
     else if (command == "snr" && arguments.size() == 3)
         printRatio(arguments[1], arguments[2]);
     else if (command == "spectrogram" && arguments.size() == 2)

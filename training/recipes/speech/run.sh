@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# usage: training/recipes/speech/run.sh FOLDER [standard|small]...
+# Repeats the training of the speech models that ship: installs what is missing, fetches the recordings
+# into FOLDER/data (3 GB with the unpacked packages), trains in FOLDER/SIZE, writes the model files to
+# FOLDER/models, and measures them there. Stopped and started again, it goes on where it was.
+set -euo pipefail
+[ $# -ge 1 ] || { sed -n '2,5s/^# //p' "$0" >&2; exit 2; }
+mkdir -p "$1"
+folder=$(cd "$1" && pwd)
+shift
+[ $# -gt 0 ] || set -- standard small
+cd "$(dirname "$0")/../../.."
+
+scripts/install_packages.sh ffmpeg libopenblas0-pthread libspeexdsp1 python3-matplotlib python3-numpy \
+    python3-scipy python3-soundfile python3-torch \
+    cmake g++ ninja-build pkg-config libcli11-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev
+cmake --preset release -DSORVANE_BUILD_TESTS=OFF >/dev/null
+cmake --build build/release --target sorvane -- --quiet
+
+# A Python of one's own may stand before the system's and lack the packages.
+for python in python3 /usr/bin/python3; do
+    "$python" -c 'import numpy, scipy, soundfile, torch' 2>/dev/null && break
+done
+export PYTHONPATH=$PWD/training
+recipe=training/recipes/speech
+"$python" $recipe/fetch.py --data "$folder/data"
+for size in "$@"; do
+    minutes=78
+    [ "$size" = small ] && minutes=40
+    "$python" $recipe/train.py --data "$folder/data" --run "$folder/$size" --size "$size" \
+        --minutes $minutes
+    "$python" $recipe/export.py --size "$size" --weights "$folder/$size/network.pt" \
+        --out "$folder/models" --date "$(date +%F)"
+done
+"$python" training/evaluate.py --data "$folder/data" --out "$folder/evaluation" "$folder"/models/*.model
