@@ -152,8 +152,9 @@ TEST(RealTime, SeveralModelsHandOverAndWait) {
         // frame that waits 3, and the futures of a frame 1.
         EXPECT_GT(calls.allocations, 0);
         EXPECT_LE(calls.allocations, numFrames * (4 + 9 * models) + 100); // lists that grow
-        EXPECT_LE(calls.locks, numFrames * 2 * models);
-        EXPECT_LE(calls.waits, numFrames * 2 * models);
+        // A worker may end the job before the count within it.
+        EXPECT_LE(calls.locks, numFrames * 2 * models + models);
+        EXPECT_LE(calls.waits, numFrames * 2 * models + models);
         EXPECT_EQ(calls.fileCalls + calls.threads, 0);
     }
 }
