@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 namespace sorvane::tools {
 
@@ -75,10 +76,10 @@ void AudioWriter::failAsLibrary() {
 
 /// The library's integers have 32 bits, of which a format keeps the upper ones.
 int AudioWriter::toInteger(float sample) const {
-    const double limit = std::ldexp(1.0, format.integerBits - 1);
+    const auto limit = static_cast<double>(std::int64_t{1} << (format.integerBits - 1));
     const double scaled = std::nearbyint(static_cast<double>(sample) * limit);
     const double value = std::isnan(scaled) ? 0.0 : std::clamp(scaled, -limit, limit - 1.0);
-    return static_cast<int>(std::ldexp(value, 32 - format.integerBits));
+    return static_cast<int>(value) * (1 << (32 - format.integerBits));
 }
 
 void AudioWriter::write(const float* samples, int count) {

@@ -199,7 +199,7 @@ def chart(results, clips, path):
         for place, (system, rows) in enumerate(results.items()):
             means = [rows[chosen(clips, kind=kind), number].mean() for kind in KINDS]
             axis.bar(np.arange(len(KINDS)) + (place - len(results) / 2 + 0.5) * width, means, width,
-                     label=system)
+                     label=system, color=pyplot.cm.tab20(place))
         axis.set_xticks(range(len(KINDS)), KINDS)
         axis.set_ylabel(MEASURES[number] + (" in dB" if number == 0 else ""))
         axis.grid(axis="y", alpha=0.3)

@@ -111,8 +111,8 @@ extern "C" {
  *
  * @return a handle to be released with sorvaneDeleteProcessor(), or null when the file can't be
  *         opened, is no valid model, or has sizes that no stream can run with at this rate. A
- *         negative numChannels, or a model of a negative channel count, raises std::length_error;
- *         with a numChannels of 0 no audio goes in or out.
+ *         negative numChannels raises std::length_error; with a numChannels of 0 no audio goes in
+ *         or out.
  *
  * Threads: any. Real time: no. */
 SORVANE_API void* sorvaneCreateProcessor(const char* modelFile, int numChannels, double sampleRate);

@@ -10,14 +10,26 @@
 
 namespace sorvane::test {
 
+namespace {
+
+// How many speech models ship is no matter of this test.
+std::set<std::string> withoutSpeech(std::set<std::string> names, const std::string& known) {
+    EXPECT_TRUE(names.contains(known));
+    std::erase_if(names, [](const std::string& name) { return name.starts_with("speech_"); });
+    return names;
+}
+
+} // namespace
+
 TEST(PluginDescriptors, ListWhatIsAModel) {
     std::set<std::string> ladspa;
     for (const LADSPA_Descriptor* plugin : ladspaDescriptors())
         ladspa.insert(plugin->Label);
-    EXPECT_EQ(ladspa, (std::set<std::string>{"noise_gate_48k_mono", "noise_gate_48k_stereo",
-                                             "groups_48k_mono", "groups_48k_stereo",
-                                             "many_busses_mono", "many_busses_stereo",
-                                             "three_busses_mono", "three_busses_stereo"}));
+    EXPECT_EQ(
+        withoutSpeech(ladspa, "speech_48k_mono"),
+        (std::set<std::string>{"noise_gate_48k_mono", "noise_gate_48k_stereo", "groups_48k_mono",
+                               "groups_48k_stereo", "many_busses_mono", "many_busses_stereo",
+                               "three_busses_mono", "three_busses_stereo"}));
     std::set<std::string> lv2;
     const std::string prefix = SORVANE_LV2_PREFIX;
     for (const LV2_Descriptor* plugin : lv2Descriptors()) {
@@ -26,7 +38,7 @@ TEST(PluginDescriptors, ListWhatIsAModel) {
         lv2.insert(uri.substr(prefix.size()));
     }
     // Of more than sixteen busses no stem can be had alone.
-    EXPECT_EQ(lv2,
+    EXPECT_EQ(withoutSpeech(lv2, "speech_48k_stems"),
               (std::set<std::string>{"noise_gate_48k_stereo", "noise_gate_48k_stems",
                                      "groups_48k_stereo", "groups_48k_stems", "many_busses_stereo",
                                      "three_busses_stereo", "three_busses_stems"}));

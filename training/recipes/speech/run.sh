@@ -26,7 +26,7 @@ recipe=training/recipes/speech
 "$python" $recipe/fetch.py --data "$folder/data"
 for size in "$@"; do
     minutes=78
-    [ "$size" = small ] && minutes=40
+    [ "$size" = small ] && minutes=46
     "$python" $recipe/train.py --data "$folder/data" --run "$folder/$size" --size "$size" \
         --minutes $minutes
     "$python" $recipe/export.py --size "$size" --weights "$folder/$size/network.pt" \
