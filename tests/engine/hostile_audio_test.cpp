@@ -19,15 +19,6 @@ namespace sorvane::test {
 
 namespace {
 
-std::string errorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-    return "";
-}
-
 // Everything that a stream may carry but ordinary audio.
 AudioRows oddAudio(int length) {
     const float specials[] = {std::numeric_limits<float>::quiet_NaN(),
@@ -62,6 +53,19 @@ TEST(HostileAudio, AResetLeavesNothingOfIt) {
 }
 
 #if defined(__unix__)
+namespace {
+
+std::string errorOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return "";
+}
+
+} // namespace
+
 // No block of memory holds as many: the first use of the missing one raises, and nothing is read.
 TEST(HostileAudio, TheLongestBlockIsRefused) {
     const std::size_t bytes = std::size_t{INT_MAX} * 2 * sizeof(float);

@@ -35,7 +35,7 @@ public:
     ~Library() { dlclose(m_library); }
 
     template <typename Function>
-    Function* find(const char* name, Function* /*type*/) const {
+    Function* find(const char* name) const {
         void* const symbol = dlsym(m_library, name);
         if (!symbol)
             throw std::runtime_error(dlerror());
@@ -46,7 +46,8 @@ private:
     void* m_library;
 };
 
-#define SORVANE_FIND(library, name) (library).find(#name, &(name))
+// Only the type of `name` is used: the library is not linked.
+#define SORVANE_FIND(library, name) (library).find<decltype(name)>(#name)
 
 const std::vector<float> loop = noise(1, 60 * sampleRate + 4096, 11)[0];
 
