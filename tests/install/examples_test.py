@@ -19,9 +19,9 @@ import unittest
 prefix, built = map(pathlib.Path, sys.argv[1:3])
 examples = prefix / "share/sorvane/examples"
 gate_file = prefix / "share/sorvane/models/noise-gate-48k.model"
-specification = importlib.util.spec_from_file_location("noise_gate", examples / "noise_gate.py")
-noise_gate = importlib.util.module_from_spec(specification)
-specification.loader.exec_module(noise_gate)
+description = importlib.util.spec_from_file_location("noise_gate", examples / "noise_gate.py")
+noise_gate = importlib.util.module_from_spec(description)
+description.loader.exec_module(noise_gate)
 
 RATE = 48000
 LATENCY = 1536
