@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <exception>
 #include <limits>
@@ -103,8 +104,21 @@ std::vector<float> interleaved(Script& script, int numChannels, int numSamples) 
 
 /// Sizes that are valid but would take the fuzzer seconds.
 bool isHuge(const NeuralModel<float>& header) {
-    return header.packedRows > 4096 || header.packedBins > 4096;
+    return header.packedRows > 4096 || header.packedBins > 4096 ||
+           std::abs(header.fftLength) * std::max(header.numInputChannels, 1) > 65536;
 }
+
+/// Ends a run whose network is valid but slow: what it does in one call it does in the next.
+class Budget {
+public:
+    [[nodiscard]] bool spent() const {
+        return Clock::now() - start > std::chrono::milliseconds(500);
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point start = Clock::now();
+};
 
 /// The same of the sizes at a host's rate.
 bool isHuge(const NeuralModel<float>& header, double rate) {
@@ -198,9 +212,10 @@ void useProcessor(const char* path, const NeuralModel<float>& header, Script& sc
         return;
     SorvaneModelInfo info{};
     attempt([&] { ::sorvaneGetProcessorInfo(processor.get(), &info); });
-    // Some dozen frames a block at the most.
-    ProcessorRun run(processor.get(), numChannels, std::clamp(info.hop, 1, 64) * 16, script);
-    for (int i = 0; i < 16; ++i)
+    // Some frames a block at the most.
+    ProcessorRun run(processor.get(), numChannels, std::clamp(info.hop, 1, 64) * 8, script);
+    const Budget budget;
+    for (int i = 0; i < 16 && !budget.spent(); ++i)
         run.step();
 }
 
@@ -213,7 +228,8 @@ void useModel(const char* path, const NeuralModel<float>& header, Script& script
     sorvane::sorvaneGetProcessorInfo(model.get(), &info);
     const std::array sizes = {1, std::clamp(header.packedRows, 0, 16), 2, 3, 4, 8, 0, -1};
     const std::array ranks = {3, 3, 3, 3, 3, 0, 1, 2, 4, -1};
-    for (int i = 0; i < 6; ++i) {
+    const Budget budget;
+    for (int i = 0; i < 6 && !budget.spent(); ++i) {
         const int numDims = script.oneOf(ranks);
         std::vector<int> shape;
         for (int axis = 0; axis < numDims; ++axis)

@@ -130,6 +130,13 @@ TEST(ModelRecords, TensorsWithoutData) {
             ASSERT_TRUE(load(model, file.bytes()));
             EXPECT_EQ(valuesOf(run(model, makeTensor({1, 2, 1}, {3, 4}))),
                       (std::vector<float>{3, 4}));
+
+            // Weights without values add nothing to the bias.
+            file.layers = {transposedConv("a", "input", {{0, 1, 1, 1}, {}}, {{1}, {5}}, 1)};
+            NeuralModel<float> biased;
+            ASSERT_TRUE(load(biased, file.bytes()));
+            EXPECT_EQ(valuesOf(run(biased, makeTensor({1, 2, 1}, {3, 4}))),
+                      (std::vector<float>{5, 5}));
         }
 }
 

@@ -143,12 +143,14 @@ TEST(Setup, EveryRateCountAndSizeHasAnOutcome) {
 TEST(Setup, ModelsThatAreLoadedAnewBringTheirSizes) {
     const TempFile small = ModelFile{.fftLength = 16, .frameLength = 16, .hop = 8}.write();
     const TempFile large = ModelFile{.fftLength = 64, .frameLength = 64, .hop = 32}.write();
+    const TempFile still = ModelFile{.fftLength = 64, .frameLength = 64, .hop = 0}.write();
     const AudioFormat format = defaultFormat(1, 48000.0);
     SorvaneProcessor processor;
     ASSERT_TRUE(processor.loadModels({small.path()}) && processor.setFormats(format, format));
     EXPECT_EQ(processor.getLatency(1), 16);
-    EXPECT_TRUE(processor.loadModels({large.path()}));
+    EXPECT_TRUE(processor.loadModels({large.path(), large.path()}));
     EXPECT_EQ(processor.getLatency(1), 64);
+    EXPECT_FALSE(processor.loadModels({still.path()}));
 }
 
 TEST(Setup, AMillionChannelsAreCountedAndAdded) {
