@@ -6,8 +6,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 # OpenBLAS makes PyTorch's matrix products several times as fast as the plain BLAS that it comes with.
-scripts/install_packages.sh cmake g++ ninja-build libxsimd-dev pkg-config \
-    libopenblas0-pthread python3-numpy python3-pytest python3-scipy python3-torch
+scripts/install_packages.sh alsa-utils cmake g++ ninja-build libxsimd-dev pkg-config \
+    libopenblas0-pthread python3-numpy python3-pytest python3-scipy python3-soundfile python3-torch
 
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
