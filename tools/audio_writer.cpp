@@ -75,11 +75,16 @@ void AudioWriter::failAsLibrary() {
 }
 
 /// The library's integers have 32 bits, of which a format keeps the upper ones.
-int AudioWriter::toInteger(float sample) const {
+void AudioWriter::toIntegers(const float* samples) {
+    // Added and taken off it rounds to the nearest integer, as far as 2^51.
+    constexpr double rounding = 0x1.8p52;
     const auto limit = static_cast<double>(std::int64_t{1} << (format.integerBits - 1));
-    const double scaled = std::nearbyint(static_cast<double>(sample) * limit);
-    const double value = std::isnan(scaled) ? 0.0 : std::clamp(scaled, -limit, limit - 1.0);
-    return static_cast<int>(value) * (1 << (32 - format.integerBits));
+    const int step = 1 << (32 - format.integerBits);
+    for (int& integer : integers) {
+        const double rounded = static_cast<double>(*samples++) * limit + rounding - rounding;
+        const double value = std::isnan(rounded) ? 0.0 : std::clamp(rounded, -limit, limit - 1.0);
+        integer = static_cast<int>(value) * step;
+    }
 }
 
 void AudioWriter::write(const float* samples, int count) {
@@ -92,8 +97,7 @@ void AudioWriter::write(const float* samples, int count) {
         written = sf_writef_float(file.get(), samples, count);
     } else {
         integers.resize(static_cast<std::size_t>(count) * static_cast<std::size_t>(channels));
-        for (std::size_t i = 0; i < integers.size(); ++i)
-            integers[i] = toInteger(samples[i]);
+        toIntegers(samples);
         written = sf_writef_int(file.get(), integers.data(), count);
     }
     if (written != count)

@@ -38,7 +38,7 @@ private:
     };
 
     [[noreturn]] void failAsLibrary();
-    [[nodiscard]] int toInteger(float sample) const;
+    void toIntegers(const float* samples);
 
     std::string name;
     int channels;

@@ -7,16 +7,6 @@
 
 namespace sorvane {
 
-std::int64_t elementCount(std::span<const int> shape) {
-    constexpr std::int64_t limit = std::int64_t{1} << 62;
-    if (shape.empty() || std::find(shape.begin(), shape.end(), 0) != shape.end())
-        return 0;
-    std::int64_t product = 1;
-    for (const std::int64_t dimension : shape)
-        product = std::clamp(product, -(limit >> 31), limit >> 31) * dimension;
-    return product;
-}
-
 template <typename T>
 TensorData<T>::TensorData(std::int64_t count)
     : data(reinterpret_cast<T*>(ippsMalloc_8u(blockBytes(count, sizeof(T))))) {

@@ -6,6 +6,7 @@
 #include "support/shared_block.h"
 #include "support/vector/ipps.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -15,7 +16,13 @@
 namespace sorvane {
 
 /// The product of the dimensions, 0 for an empty shape. Saturates far above any buffer's size.
-std::int64_t elementCount(std::span<const int> shape);
+inline std::int64_t elementCount(std::span<const int> shape) {
+    constexpr std::int64_t limit = std::int64_t{1} << 31;
+    std::int64_t product = shape.empty() ? 0 : 1;
+    for (const std::int64_t dimension : shape)
+        product = std::clamp(product, -limit, limit) * dimension;
+    return product;
+}
 inline std::int64_t elementCount(std::initializer_list<int> shape) {
     return elementCount(std::span<const int>(shape.begin(), shape.size()));
 }

@@ -149,8 +149,25 @@ inline IppStatus filterRows32f(const float* src, const float* taps, int numTaps,
     return ippStsNoErr;
 }
 
+/// Bands of a single channel, where the rows are too short for vectors.
+inline void bandsOfOne(const float* src, const IppsBand_32f* bands, int numBands, float* dst) {
+    for (int b = 0; b < numBands; ++b) {
+        const float* row = src + bands[b].start;
+        const float* weights = bands[b].weights;
+        float sum = weights[0] == 0.0f ? 0.0f : weights[0] == 1.0f ? row[0] : row[0] * weights[0];
+        for (int i = 1; i < bands[b].length; ++i)
+            sum =
+                fusesProducts ? __builtin_fmaf(row[i], weights[i], sum) : row[i] * weights[i] + sum;
+        dst[b] = sum;
+    }
+}
+
 inline IppStatus bands32f(const float* src, const IppsBand_32f* bands, int numBands, float* dst,
                           int channels) {
+    if (channels == 1) {
+        bandsOfOne(src, bands, numBands, dst);
+        return ippStsNoErr;
+    }
     for (int b = 0; b < numBands; ++b, dst += channels) {
         const IppsBand_32f& band = bands[b];
         const float* row = src + std::ptrdiff_t{band.start} * channels;
