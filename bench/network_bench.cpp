@@ -5,6 +5,7 @@
 #include "registration.h"
 
 #include <filesystem>
+#include <limits>
 
 #if defined(__GLIBC__)
 #include <malloc.h>
@@ -72,6 +73,38 @@ void addCase(const Case& c) {
          .note = note});
 }
 
+/// What the layers' checks of shapes take of a frame: each layer of a network has a guard, which
+/// meets the shape that it met before.
+void addChecks(const std::string& path) {
+    const std::string group = "Shape checks",
+                      name = std::filesystem::path(path).filename().string();
+    if (!isWanted(group, name))
+        return;
+    SorvaneProcessor probe;
+    if (!probe.loadModels({path}))
+        throw std::runtime_error("can't load " + path);
+    const NeuralModel<float>& model = probe.getModels().front();
+    const std::shared_ptr<SorvaneProcessor> processor = makeProcessor({path}, 1, model.sampleRate);
+    const Signal32 block = noise(1, model.hop);
+    const Tensor32 input({1, 96, 8});
+    std::vector<ShapeGuard> guards(model.layers.size());
+    const auto check = [input, guards]() mutable {
+        for (ShapeGuard& guard : guards)
+            benchmark::DoNotOptimize(guard(input, [](const TensorDims& dims) {
+                requireSize(dims.frameSize(), std::numeric_limits<int>::max());
+            }));
+    };
+    const auto frame = [processor, block] {
+        Signal32 out;
+        processor->process(out, block);
+    };
+    add({.group = group,
+         .name = name,
+         .sides = {repeat("checks", check), repeat("a frame", frame)},
+         .goal = {.atLeast = 0.005},
+         .note = std::to_string(guards.size()) + " layers"});
+}
+
 /// Model files that live as long as the comparisons.
 std::vector<test::TempFile>& files() {
     static std::vector<test::TempFile> list;
@@ -97,6 +130,8 @@ void addNetworks(const std::vector<std::string>& models) {
     addChain(whole, "1 GMAC/s at 48 kHz", {}, 1, 480, {.atLeast = 0.05, .aim = 0.025});
     for (const std::string& model : models)
         addCase({whole, std::filesystem::path(model).filename().string(), {model}});
+    for (const std::string& model : models)
+        addChecks(model);
 
     const std::string growth = "How the cost grows";
     for (const int channels : {8, 16, 48})

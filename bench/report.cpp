@@ -57,7 +57,7 @@ void writeRow(std::ostream& out, const Machine& machine, const Result& result) {
         out << (i > 1 ? ", " : "") << comparison.sides[i].name << ' '
             << duration(median(result.times[i]));
     const bool besideRealTime = result.times.size() == 1;
-    const char* format = besideRealTime ? "%.4f" : "%.2f";
+    const char* format = besideRealTime || ratioOf(result, median) < 0.01 ? "%.4f" : "%.2f";
     out << (besideRealTime ? "real time" : "") << " | " << number(ratioOf(result, median), format)
         << " | " << number(ratioOf(result, quiet), format) << " | " << goalText(comparison.goal)
         << " | ";

@@ -152,8 +152,8 @@ BaseLayer<T>& findLayer(LayerMap<T>& layers, const std::string& name);
 
 /// Raises the null-pointer error for a tensor whose buffer could not be had.
 inline void requireElements(const Tensor32& tensor, const TensorDims& dims) {
-    if (dims.frames > 0 && dims.frameSize() > 0)
-        requireMemory(tensor.elements());
+    if (!tensor.elements() && dims.frames > 0 && dims.frameSize() > 0)
+        throwStatus(ippStsNullPtrErr);
 }
 
 /// Notices when the shape of a layer's input changes, so that tensors are held against each other
@@ -165,12 +165,11 @@ public:
     /// be had. Returns the dimensions.
     template <typename Verify>
     TensorDims operator()(const Tensor32& input, Verify&& verify) {
-        if (!passed || input.shape != shape) {
+        if (!passed || !isOf(input)) {
             passed = false;
             dims = dimsOf(input);
             requireElements(input, dims);
             verify(std::as_const(dims));
-            shape = input.shape;
             passed = true;
         }
         requireElements(input, dims);
@@ -181,8 +180,14 @@ public:
     void forget() { passed = false; }
 
 private:
+    /// Whether a tensor is of the shape that was met last. Shapes of other than three dimensions
+    /// are rare, and verified anew.
+    [[nodiscard]] bool isOf(const Tensor32& input) const {
+        return input.shape.size() == 3 && input.shape[0] == dims.frames &&
+               input.shape[1] == dims.rows && input.shape[2] == dims.channels;
+    }
+
     bool passed = false;
-    std::vector<int> shape;
     TensorDims dims;
 };
 
