@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <new>
 #include <vector>
 
 namespace sorvane {
@@ -38,7 +39,11 @@ public:
         const bool isThere = signal.data && (signal.length < 1 || signal.row(0));
         if (!isThere || bytesOf(signal) > maxBytes)
             return;
-        spares.push_back(std::move(signal));
+        try {
+            spares.push_back(std::move(signal));
+        } catch (const std::bad_alloc&) { // the next one is made anew
+            return;
+        }
         numBytes += bytesOf(spares.back());
         for (; spares.size() > capacity || numBytes > maxBytes; spares.erase(spares.begin()))
             numBytes -= bytesOf(spares.front());

@@ -175,12 +175,13 @@ void BaseSpectralProcessor::processFrame() {
     frames.give(std::move(frame));
     stageResults.clear(); // of a frame that failed
     processSpectrum(spectrum, stageResults);
-    spectra.give(std::move(spectrum));
     while (!stageResults.empty()) {
         ComplexSignal32 result = stageResults.take_front();
         outputFrames.push_back(finish(result), maxSignalsInList);
-        spectra.give(std::move(result));
+        if (!result.isShared()) // it may be the spectrum, which is given once
+            spectra.give(std::move(result));
     }
+    spectra.give(std::move(spectrum));
 }
 
 /// The windowed frame of samples that a spectrum stands for.

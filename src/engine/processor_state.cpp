@@ -33,8 +33,8 @@ bool ProcessorState::initialise(int numModels, const char* const* modelFiles, in
 void ProcessorState::addBlock(const Signal32& block) {
     Signal32 output;
     processor.process(output, block);
-    blocks.give(block);
     outputQueue.add(output);
+    blocks.give(block);
 }
 
 } // namespace sorvane

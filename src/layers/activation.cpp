@@ -8,6 +8,8 @@ template <typename T>
 bool ActivationLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
     T* out = output.renew(input.shape);
     scratch.setShape(input.shape);
+    if (elementCount(input.shape) > 0)
+        requireMemory(input.elements());
     if (const auto count = static_cast<int>(input.numAvailable()); count > 0)
         compute(input.elements(), out, scratch.writableElements(), count);
     return this->forwardToSuccessors(output);

@@ -170,7 +170,7 @@ public:
             dims = dimsOf(input);
             requireElements(input, dims);
             verify(std::as_const(dims));
-            passed = true;
+            passed = input.shape.size() == 3;
         }
         requireElements(input, dims);
         return dims;

@@ -73,6 +73,8 @@ template <typename T>
 void NormLayer<T>::passOnBuffer(const Tensor<T>& input) {
     const TensorData<T>* buffer = output.data.get();
     output.setShape(input.shape);
+    if (elementCount(output.shape) > 0)
+        requireMemory(output.elements());
     if (output.data.get() != buffer)
         zeroElements(output.writableElements(), output.numAvailable());
 }
