@@ -12,22 +12,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-std::vector<float> scaled(std::vector<float> samples, double factor) {
-    for (float& sample : samples)
-        sample = static_cast<float>(static_cast<double>(sample) * factor);
-    return samples;
-}
-
-ProgramResult runProcess(const std::string& model, const std::vector<std::string>& files,
-                         const std::vector<std::string>& options) {
-    std::vector<std::string> arguments = {"process", model};
-    arguments.insert(arguments.end(), files.begin(), files.end());
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    ProgramResult result = runProgram(arguments);
-    EXPECT_EQ(result.exitCode, 0) << result.errors;
-    return result;
-}
-
 } // namespace
 
 TEST(ProgramOptions, StemsAddUpToTheInput) {
@@ -74,32 +58,6 @@ TEST(ProgramOptions, SeveralInputsGiveWhatEachGivesAlone) {
     for (int i = 0; i < 5; ++i)
         EXPECT_EQ(readText(folder.path("out/" + std::to_string(i) + "-clean.wav")),
                   readText(folder.path(std::to_string(i) + ".alone.wav")));
-}
-
-TEST(ProgramOptions, AmountAndInvertMixWithTheInput) {
-    const TempFolder folder;
-    const AudioFile input = noiseFile(48000, 2, 12000);
-    writeAudio(folder.path("in.wav"), input);
-    const TempFile model = threeBusModel().write();
-    const struct {
-        std::vector<std::string> options;
-        double factor;
-    } cases[] = {
-        {{"--gain", "0=0"}, 2.0 / 3},
-        {{"--gain", "0=0", "--amount", "0.5"}, 5.0 / 6},
-        {{"--gain", "0=0", "--amount", "0"}, 1.0},
-        {{"--gain", "0=0", "--invert"}, 1.0 / 3},
-        {{"--gain", "0=0", "--invert", "--amount", "0.25", "--block", "7"}, 1.0 / 12},
-        {{"--invert"}, 0.0},
-    };
-    for (auto c : cases) {
-        c.options.emplace_back("--force");
-        runProcess(model.path(), {folder.path("in.wav"), folder.path("out.wav")}, c.options);
-        EXPECT_LE(
-            distance(readAudio(folder.path("out.wav")).samples, scaled(input.samples, c.factor)),
-            1e-6)
-            << c.factor;
-    }
 }
 
 TEST(ProgramOptions, StartAndDurationCutTheInput) {

@@ -39,10 +39,8 @@ TEST(ProgramRaw, PackedStreamsComeBack) {
         const TempFolder folder;
         const AudioFile shape = noiseFile(48000, 2, 3001, SF_FORMAT_RAW | c.format);
         writeAudio(folder.path("in"), shape);
-        const ProgramResult result =
-            runProgram({"process", noiseGate, folder.path("in"), folder.path("out"), "--raw-input",
-                        std::string(c.name) + ":48000:2", "--raw-output", c.name});
-        ASSERT_EQ(result.exitCode, 0) << result.errors;
+        runProcess(noiseGate, {folder.path("in"), folder.path("out")},
+                   {"--raw-input", std::string(c.name) + ":48000:2", "--raw-output", c.name});
         EXPECT_LE(distance(readRaw(folder.path("in"), shape).samples,
                            readRaw(folder.path("out"), shape).samples),
                   c.tolerance);
