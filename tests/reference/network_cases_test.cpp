@@ -43,12 +43,6 @@ LayerDescription joinLayer(const std::string& name, const Inputs& inputs, int ki
     return layer;
 }
 
-LayerDescription separableLayer(const std::string& input, int timeTaps, int freqTaps) {
-    LayerDescription layer{15, "separable", {input}, tensor({freqTaps})};
-    layer.timeTaps = tensor({timeTaps});
-    return layer;
-}
-
 // The last layer is the output.
 NetworkDescription network(int positions, int channels,
                            const std::vector<LayerDescription>& layers) {
@@ -84,18 +78,6 @@ TEST(NetworkCases, KernelsOfAllWidthsAndStrides) {
                     network(3, 2, {convLayer("a", "input", {2, 3, 2, 3}, {1, 4})}));
 }
 
-TEST(NetworkCases, TransposedTimeTapsAndStrides) {
-    for (int kernel = 1; kernel <= 5; ++kernel)
-        for (int stride = 1; stride <= 4; ++stride)
-            for (const int delay : {-1, 0, 3, 5}) {
-                const ConvParameters p{stride, 1, 2, 0, delay};
-                const auto layer = transposedLayer("a", "input", {kernel, 3, 3, 2}, 3, p);
-                NetworkDescription alone = network(3, 2, {layer});
-                alone.singleFrames = false;
-                expectReference(text(kernel, stride) + ", delay " + std::to_string(delay), alone);
-            }
-}
-
 // Bursts go on one frame a tick where the tick's other frames reach an output, at once where a join
 // waits or a stride skips them.
 TEST(NetworkCases, BurstsOfTransposedLayers) {
@@ -124,41 +106,6 @@ TEST(NetworkCases, BurstsOfTransposedLayers) {
         expectReference(name, network(3, 2, layers));
 }
 
-TEST(NetworkCases, DepthwiseWidths) {
-    for (int channels = 2; channels <= 4; ++channels)
-        for (const int out : {1, channels - 1, channels, 2 * channels, 3 * channels})
-            expectReference("conv " + text(channels, out),
-                            network(4, channels, {convLayer("a", "input", {3, 2, 1, out})}));
-    for (const int out : {2, 3})
-        expectReference("transposed " + text(2, out),
-                        network(4, 2, {transposedLayer("a", "input", {3, 2, 1, 2}, out, {2, 2})}));
-    expectReference("several frames in one tensor",
-                    network(4, 2,
-                            {{5, "elu", {"input"}},
-                             convLayer("a", "elu", {2, 3, 1, 4}, {1, 1, 2}),
-                             convLayer("b", "a", {1, 1, 4, 2})}));
-}
-
-TEST(NetworkCases, WindowsPastTheirLength) {
-    for (int length = 1; length <= 6; ++length) {
-        const std::string name = std::to_string(length);
-        LayerDescription preNorm{16, "a", {"input"}, constantTensor({length}, 0.5F)};
-        for (int k = 1; k < length; ++k)
-            preNorm.weights.values[static_cast<std::size_t>(k)] = 0.1F * static_cast<float>(k * k);
-        expectReference("pre-norm " + name, network(4, 2, {preNorm}));
-        for (int taps = 1; taps <= 6; ++taps)
-            expectReference("separable " + text(length, taps),
-                            network(4, 2, {separableLayer("input", length, taps)}));
-        for (const int delay : {-1, 0, 3})
-            expectReference("attention " + text(length, delay),
-                            network(4, 2, {attentionLayer("a", "input", 4, 2, length, delay)}));
-        for (int dilation = 1; dilation <= 3; ++dilation)
-            expectReference(
-                "conv " + text(length, dilation),
-                network(4, 2, {convLayer("a", "input", {length, 1, 2, 2}, {1, 1, dilation})}));
-    }
-}
-
 TEST(NetworkCases, ActivationsPastTheirLimits) {
     LayerDescription gain{2, "gain", {"input"}, {{1, 1, 1, 4}, {-40.0F, -4.0F, 4.0F, 40.0F}}};
     LayerDescription activation{0, "activation", {"gain"}};
@@ -166,15 +113,6 @@ TEST(NetworkCases, ActivationsPastTheirLimits) {
     for (const int kind : {4, 5, 6, 12, 17, 20}) {
         activation.kind = kind;
         expectReference(std::to_string(kind), network(3, 1, {gain, activation}));
-    }
-}
-
-TEST(NetworkCases, ThreeOperandsOfEachArithmeticCode) {
-    for (const int code : {-1, 0, 1, 2, 3, 4, 7}) {
-        const auto layers = {convLayer("b", "input", {1, 3, 2, 2}),
-                             LayerDescription{17, "c", {"input"}}, LayerDescription{6, "d", {"b"}},
-                             joinLayer("join", {"d", "c", "b"}, 18, code)};
-        expectReference("code " + std::to_string(code), network(4, 2, layers));
     }
 }
 
