@@ -42,16 +42,6 @@ done
 # Without controls nothing changes.
 sox mono.wav default.wav ladspa -l sorvane_ladspa ${label}_mono
 expect mono.wav default.wav 0
-# The mono plug-in on each channel of two: each has a mask of its own.
-sox stereo.wav left.wav remix 1
-sox stereo.wav right.wav remix 2
-for side in left right; do
-    "$program" process "$model" $side.wav $side.cleaned.wav --remainder -40
-done
-sox -M left.cleaned.wav right.cleaned.wav -b 32 -e floating-point pair.cleaned.wav
-# shellcheck disable=SC2086
-sox stereo.wav pair.sox.wav ladspa -l -r sorvane_ladspa ${label}_mono $cleaned
-expect pair.cleaned.wav pair.sox.wav 0
 
 # through_ffmpeg INPUT OUTPUT FILTERS
 through_ffmpeg() {
