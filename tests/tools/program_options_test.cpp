@@ -3,6 +3,8 @@
 #include "tools/small_models.h"
 #include "util/signals.h"
 
+#include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -20,26 +22,15 @@ TEST(ProgramOptions, StemsAddUpToTheInput) {
     input.samples = scaled(input.samples, 3.0); // beyond full scale
     writeAudio(folder.path("in.wav"), input);
     const TempFile model = threeBusModel().write();
-    for (const bool isScaled : {false, true}) {
-        std::vector<std::string> options = {"--out-dir", folder.path("out"), "--force", "--stems",
-                                            "all"};
-        if (isScaled)
-            options.insert(options.end(), {"--clip", "scale", "--report", "json"});
-        const ProgramResult result = runProcess(model.path(), {folder.path("in.wav")}, options);
-        double factor = 1.0;
-        if (isScaled)
-            factor = Json::parse(result.output)["files"][0]["outputs"][0]["factor"].get<double>();
-        std::vector<float> sum(input.samples.size());
-        for (const char* bus : {"Voice", "Drums _ loud", "Rest"}) {
-            const std::vector<float> stem =
-                readAudio(folder.path(std::string("out/in.") + bus + ".wav")).samples;
-            ASSERT_EQ(stem.size(), sum.size());
-            for (std::size_t i = 0; i < sum.size(); ++i)
-                sum[i] += stem[i];
-        }
-        EXPECT_LE(distance(sum, scaled(input.samples, factor)), 1e-6);
-        EXPECT_EQ(factor, 1.0); // the loudest stem is half of the input
+    runProcess(model.path(), {folder.path("in.wav")},
+               {"--out-dir", folder.path("out"), "--stems", "all", "--clip", "scale"});
+    std::vector<float> sum(input.samples.size());
+    for (const char* bus : {"Voice", "Drums _ loud", "Rest"}) {
+        const AudioFile stem = readAudio(folder.path(std::string("out/in.") + bus + ".wav"));
+        ASSERT_EQ(stem.samples.size(), sum.size());
+        std::transform(sum.begin(), sum.end(), stem.samples.begin(), sum.begin(), std::plus<>());
     }
+    EXPECT_LE(distance(sum, input.samples), 1e-6); // the loudest stem is below full scale
 }
 
 TEST(ProgramOptions, SeveralInputsGiveWhatEachGivesAlone) {
