@@ -1,15 +1,15 @@
 from __future__ import annotations
 
 import os
-from types import TracebackType
 
 import numpy.typing as npt
 
 from . import _engine
 from ._arguments import FloatArray, float_array, readable_path
+from ._handle import Handle
 
 
-class Model:
+class Model(Handle):
     """Drives the network of one model with tensors.
 
     with Model("noise-gate-48k.model") as model:
@@ -24,7 +24,7 @@ class Model:
 
         Raises OSError when it can't be opened, and ValueError when it is no valid model.
         """
-        self._engine = _engine.Model(readable_path(model))
+        self._engine: _engine.Model = _engine.Model(readable_path(model))
         (self._rate, self._channels, self._fft_length, self._frame_length, self._hop,
          self._latency_frames) = self._engine.info()
 
@@ -75,18 +75,3 @@ class Model:
     def reset(self) -> None:
         """Makes the network forget its history."""
         self._engine.reset()
-
-    def close(self) -> None:
-        """Releases the network. Other calls then raise ValueError."""
-        self._engine.close()
-
-    def __enter__(self) -> Model:
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        self.close()

@@ -3,7 +3,6 @@ from __future__ import annotations
 import math
 import operator
 import os
-from types import TracebackType
 
 import numpy as np
 import numpy.typing as npt
@@ -11,12 +10,13 @@ import numpy.typing as npt
 from . import _engine
 from ._arguments import FloatArray, float_array, readable_path
 from ._busses import Busses
+from ._handle import Handle
 
 # More than this, in frames of the model, no sound model holds back beside its latency.
 _MARGIN_IN_HOPS = 256
 
 
-class Processor:
+class Processor(Handle):
     """Sends streaming audio through a model.
 
     with Processor("noise-gate-48k.model", channels=2, rate=48000) as processor:
@@ -42,7 +42,7 @@ class Processor:
             raise ValueError(f"a processor has at least one channel, not {channels}")
         if not (math.isfinite(rate) and rate > 0):
             raise ValueError(f"a rate is above 0, not {rate}")
-        self._engine = _engine.Processor(readable_path(model), channels, rate)
+        self._engine: _engine.Processor = _engine.Processor(readable_path(model), channels, rate)
         self._channels = channels
         self._rate = rate
         self._busses = Busses(self._engine)
@@ -109,18 +109,3 @@ class Processor:
         """Drops all audio in flight and begins a new stream. Gains and sensitivities stay."""
         self._engine.reset()
         self._missing = 0
-
-    def close(self) -> None:
-        """Releases the model. Other calls then raise ValueError."""
-        self._engine.close()
-
-    def __enter__(self) -> Processor:
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        self.close()

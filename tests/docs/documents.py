@@ -23,9 +23,6 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 TIME_LIMITS = {"test": 120, "long": 3600}
 
-# Named before they are there; folders count until they are.
-PENDING = []
-
 # Where builds and installations put things.
 OUTSIDE = ("bin", "build", "demo", "include", "lib", "lib64", "share")
 
@@ -77,17 +74,11 @@ def anchors(document):
     return {re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings}
 
 
-def is_pending(path):
-    folder = path.split("/")[0]
-    return (folder == "scripts" or not (ROOT / folder).exists()) and any(
-        fnmatch.fnmatch(path, pattern) for pattern in PENDING)
-
-
 def link_fault(document, target):
     path, _, anchor = target.partition("#")
     resolved = os.path.normpath(os.path.join(os.path.dirname(document), path)) if path else document
     if not (ROOT / resolved).exists():
-        return None if is_pending(resolved) else f"no file {resolved}"
+        return f"no file {resolved}"
     if anchor and anchor not in anchors(resolved):
         return f"no heading {anchor} in {resolved}"
     return None
@@ -101,9 +92,8 @@ class Names:
         self.tails = set()
         for path in self.files:
             parts = path.split("/")
-            for first in range(len(parts)):
-                for last in range(first + 1, len(parts) + 1):
-                    self.tails.add("/".join(parts[first:last]))
+            self.tails.update("/".join(parts[first:last]) for first in range(len(parts))
+                              for last in range(first + 1, len(parts) + 1))
         sources = (p for p in self.files if not p.endswith((".md", ".json", ".png", ".model")))
         self.words = set()
         for path in sources:
@@ -115,9 +105,7 @@ class Names:
         if path and ("/" in token or extension):
             name = token.rstrip("/")
             outside = name.split("/")[0] in OUTSIDE or "NAME" in name
-            if outside or is_pending(name) or is_pending(name + "/x"):
-                return None
-            return None if self.is_file(name) else f"no file {token}"
+            return None if outside or self.is_file(name) else f"no file {token}"
         word = re.fullmatch(r"[A-Za-z_]\w*(::[A-Za-z_]\w*)*(\(\))?", token)
         if word and re.search(r"[a-z][A-Z]|[A-Za-z]_[A-Za-z]", token):
             missing = [w for w in re.findall(r"\w+", token) if w not in self.words]
@@ -125,9 +113,7 @@ class Names:
         return None
 
     def is_file(self, name):
-        if "*" in name:
-            return any(fnmatch.fnmatch(tail, name) for tail in self.tails)
-        return name in self.tails
+        return name in self.tails or "*" in name and bool(fnmatch.filter(self.tails, name))
 
 
 def check():

@@ -57,8 +57,8 @@ TEST(PluginDescriptors, LadspaPortsSuitEveryHost) {
             const LADSPA_PortRangeHint& range = plugin->PortRangeHints[i];
             if (LADSPA_IS_PORT_AUDIO(plugin->PortDescriptors[i]))
                 continue;
-            EXPECT_TRUE(LADSPA_IS_HINT_BOUNDED_BELOW(range.HintDescriptor)) << i;
-            EXPECT_TRUE(LADSPA_IS_HINT_BOUNDED_ABOVE(range.HintDescriptor)) << i;
+            const int bounds = LADSPA_HINT_BOUNDED_BELOW | LADSPA_HINT_BOUNDED_ABOVE;
+            EXPECT_EQ(range.HintDescriptor & bounds, bounds) << i;
             EXPECT_TRUE(LADSPA_IS_HINT_HAS_DEFAULT(range.HintDescriptor)) << i;
             EXPECT_FALSE(LADSPA_IS_HINT_SAMPLE_RATE(range.HintDescriptor)) << i;
             EXPECT_LT(range.LowerBound, range.UpperBound) << i;

@@ -129,20 +129,18 @@ LV2_URID mapUri(LV2_URID_Map_Handle /*handle*/, const char* uri) {
     return ids.emplace(uri, static_cast<LV2_URID>(ids.size() + 1)).first->second;
 }
 
-std::map<std::string, plugins::PluginType> makeTypes() {
-    std::map<std::string, plugins::PluginType> types;
-    const auto add = [&](const plugins::PluginType& type) { types.emplace(type.label, type); };
-    for (const auto& model : plugins::listModels(modelFolder().folders())) {
-        add(plugins::mixPlugin(model, 1));
-        add(plugins::mixPlugin(model, 2));
-        if (plugins::canGiveStems(model))
-            add(plugins::stemsPlugin(model));
-    }
-    return types;
-}
-
 const std::map<std::string, plugins::PluginType>& allTypes() {
-    static const std::map<std::string, plugins::PluginType> types = makeTypes();
+    static const auto types = [] {
+        std::map<std::string, plugins::PluginType> result;
+        const auto add = [&](const plugins::PluginType& type) { result.emplace(type.label, type); };
+        for (const auto& model : plugins::listModels(modelFolder().folders())) {
+            add(plugins::mixPlugin(model, 1));
+            add(plugins::mixPlugin(model, 2));
+            if (plugins::canGiveStems(model))
+                add(plugins::stemsPlugin(model));
+        }
+        return result;
+    }();
     return types;
 }
 
@@ -215,17 +213,13 @@ Session::Session(Format format, const std::string& label, double rate)
     plugin->activate();
 }
 
-float* Session::control(const std::string& symbol) {
+void Session::set(const std::string& symbol, float value) {
     const auto found =
         std::find_if(type.ports.begin(), type.ports.end(),
                      [&](const plugins::Port& port) { return port.symbol == symbol; });
     if (found == type.ports.end())
         throw std::out_of_range("no control " + symbol);
-    return &controls[static_cast<std::size_t>(found - type.ports.begin())];
-}
-
-void Session::set(const std::string& symbol, float value) {
-    *control(symbol) = value;
+    controls[static_cast<std::size_t>(found - type.ports.begin())] = value;
 }
 
 AudioRows Session::run(const AudioRows& input, const BlockSizes& blocks) {

@@ -62,7 +62,6 @@ public:
     Session(Format format, const std::string& label, double rate = 48000.0);
 
     void set(const std::string& symbol, float value);
-    float* control(const std::string& symbol);
     [[nodiscard]] std::size_t latency() const { return static_cast<std::size_t>(controls.back()); }
 
     // Rows of all outputs.

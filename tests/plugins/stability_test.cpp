@@ -1,36 +1,19 @@
 #include "plugins/memory_watch.h"
 #include "plugins/plugin_host.h"
-#include "util/processor_handle.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <fstream>
 
 namespace sorvane::test {
 
 namespace {
 
 #if defined(SORVANE_SANITIZED)
-constexpr int manyCycles = 300;
-constexpr long allowedGrowth = 512 * 1024; // in kilobytes; freed memory is kept for a while
+constexpr int manyCycles = 300; // the sanitizer finds what isn't a block of operator new
 #else
 constexpr int manyCycles = 10000;
-constexpr long allowedGrowth = 2048;
 #endif
-
-// Kilobytes of this process in memory; 0 where the system doesn't tell.
-long residentKilobytes() {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;)
-        if (word == "VmRSS:") {
-            long kilobytes = 0;
-            status >> kilobytes;
-            return kilobytes;
-        }
-    return 0;
-}
 
 } // namespace
 
@@ -43,7 +26,6 @@ TEST(PluginStability, CyclesLeaveNothingBehind) {
                  {Format::lv2, "noise_gate_48k_stems", manyCycles / 10}};
     for (const auto& [format, label, cycles] : cases) {
         std::int64_t blocks = 0;
-        long kilobytes = 0;
         for (int cycle = 0; cycle < cycles; ++cycle) {
             const auto plugin = instantiate(format, label, 48000.0);
             ASSERT_NE(plugin, nullptr);
@@ -51,36 +33,16 @@ TEST(PluginStability, CyclesLeaveNothingBehind) {
                 plugin->activate();
                 plugin->run(5000);
             }
-            if (cycle == cycles / 10) {
+            if (cycle == cycles / 10)
                 blocks = liveBlocks();
-                kilobytes = residentKilobytes();
-            }
         }
         EXPECT_LT(liveBlocks(), blocks) << label; // one plug-in less
-        EXPECT_LT(residentKilobytes(), kilobytes + allowedGrowth) << label;
     }
 }
 
-TEST(PluginStability, RunningTakesNoMoreMemoryThanTheEngine) {
+TEST(PluginStability, ASteadyStreamTakesNoMemory) {
     constexpr int block = 256;
     std::vector<float> audio = noise(1, block, 11)[0];
-    const ProcessorHandle engine(
-        sorvaneCreateProcessor(modelPathOf("noise_gate_48k_mono").c_str(), 1, 48000.0));
-    const auto engineAllocations = [&](int count) {
-        const std::int64_t before = allocationCount();
-        const float* const input = audio.data();
-        std::array<float, block> output{};
-        float* const row = output.data();
-        for (int i = 0; i < count; ++i) {
-            sorvaneAddAudio(engine.get(), &input, block);
-            if (const int pending = sorvaneGetNumOfPendingSamples(engine.get()))
-                sorvaneGetAudio(engine.get(), &row, std::min(pending, block));
-        }
-        return allocationCount() - before;
-    };
-    engineAllocations(100);
-    const std::int64_t allowed = engineAllocations(400);
-
     Session session(Format::ladspa, "noise_gate_48k_mono");
     session.plugin->connect(0, audio.data());
     session.plugin->connect(1, audio.data());
@@ -94,7 +56,7 @@ TEST(PluginStability, RunningTakesNoMoreMemoryThanTheEngine) {
     run(100);
     const std::int64_t before = allocationCount();
     run(400);
-    EXPECT_LE(allocationCount() - before, allowed);
+    EXPECT_EQ(allocationCount() - before, 0);
 }
 
 TEST(PluginStability, WhenTheEngineRaisesTheInputPasses) {
@@ -125,10 +87,7 @@ TEST(PluginStability, WhenTheEngineRaisesTheInputPasses) {
         EXPECT_EQ(message.rfind("sorvane: ", 0), 0U) << message;
         for (std::size_t c = 0; c < rest.size(); ++c) {
             const std::size_t start = 4000 - session.latency();
-            EXPECT_TRUE(rest[c] == std::vector<float>(
-                                       input[c % 2].begin() + static_cast<std::ptrdiff_t>(start),
-                                       input[c % 2].begin() +
-                                           static_cast<std::ptrdiff_t>(start + rest[c].size())))
+            EXPECT_TRUE(rest[c] == slice(input, start, start + rest[c].size())[c % 2])
                 << label << ", output " << c;
         }
 

@@ -43,16 +43,10 @@ LayerDescription joinLayer(const std::string& name, const Inputs& inputs, int ki
     return layer;
 }
 
-LayerDescription separableLayer(const std::string& input, int timeTaps, int freqTaps) {
-    LayerDescription layer{15, "separable", {input}, tensor({freqTaps})};
-    layer.timeTaps = tensor({timeTaps});
-    return layer;
-}
-
 // The last layer is the output.
-NetworkDescription network(int positions, int channels, const std::vector<LayerDescription>& layers,
-                           int version = 0x100A) {
-    NetworkDescription result{version, positions, channels};
+NetworkDescription network(int positions, int channels,
+                           const std::vector<LayerDescription>& layers) {
+    NetworkDescription result{0x100A, positions, channels};
     result.layers = layers;
     result.outputSource = layers.back().name;
     for (const LayerDescription& layer : layers)
@@ -66,34 +60,8 @@ void expectReference(const std::string& name, const NetworkDescription& descript
         << name << ", " << description.text();
 }
 
-std::string text(int a, int b) {
-    return std::to_string(a) + " and " + std::to_string(b);
-}
-
-TEST(NetworkCases, KernelsOfAllWidthsAndStrides) {
-    for (int kernel = 1; kernel <= 6; ++kernel)
-        for (int stride = 1; stride <= 5; ++stride) {
-            const ConvParameters p{1, stride};
-            expectReference("conv " + text(kernel, stride),
-                            network(5, 2, {convLayer("a", "input", {2, kernel, 2, 3}, p)}));
-            expectReference(
-                "transposed " + text(kernel, stride),
-                network(3, 2, {transposedLayer("a", "input", {2, kernel, 3, 2}, 3, p)}));
-        }
-    expectReference("no position left",
-                    network(3, 2, {convLayer("a", "input", {2, 3, 2, 3}, {1, 4})}));
-}
-
-TEST(NetworkCases, TransposedTimeTapsAndStrides) {
-    for (int kernel = 1; kernel <= 5; ++kernel)
-        for (int stride = 1; stride <= 4; ++stride)
-            for (const int delay : {-1, 0, 3, 5}) {
-                const ConvParameters p{stride, 1, 2, 0, delay};
-                const auto layer = transposedLayer("a", "input", {kernel, 3, 3, 2}, 3, p);
-                NetworkDescription alone = network(3, 2, {layer});
-                alone.singleFrames = false;
-                expectReference(text(kernel, stride) + ", delay " + std::to_string(delay), alone);
-            }
+TEST(NetworkCases, AStrideBeyondTheAxisLeavesNothing) {
+    expectReference("no position", network(3, 2, {convLayer("a", "input", {2, 3, 2, 3}, {1, 4})}));
 }
 
 // Bursts go on one frame a tick where the tick's other frames reach an output, at once where a join
@@ -124,41 +92,6 @@ TEST(NetworkCases, BurstsOfTransposedLayers) {
         expectReference(name, network(3, 2, layers));
 }
 
-TEST(NetworkCases, DepthwiseWidths) {
-    for (int channels = 2; channels <= 4; ++channels)
-        for (const int out : {1, channels - 1, channels, 2 * channels, 3 * channels})
-            expectReference("conv " + text(channels, out),
-                            network(4, channels, {convLayer("a", "input", {3, 2, 1, out})}));
-    for (const int out : {2, 3})
-        expectReference("transposed " + text(2, out),
-                        network(4, 2, {transposedLayer("a", "input", {3, 2, 1, 2}, out, {2, 2})}));
-    expectReference("several frames in one tensor",
-                    network(4, 2,
-                            {{5, "elu", {"input"}},
-                             convLayer("a", "elu", {2, 3, 1, 4}, {1, 1, 2}),
-                             convLayer("b", "a", {1, 1, 4, 2})}));
-}
-
-TEST(NetworkCases, WindowsPastTheirLength) {
-    for (int length = 1; length <= 6; ++length) {
-        const std::string name = std::to_string(length);
-        LayerDescription preNorm{16, "a", {"input"}, constantTensor({length}, 0.5F)};
-        for (int k = 1; k < length; ++k)
-            preNorm.weights.values[static_cast<std::size_t>(k)] = 0.1F * static_cast<float>(k * k);
-        expectReference("pre-norm " + name, network(4, 2, {preNorm}));
-        for (int taps = 1; taps <= 6; ++taps)
-            expectReference("separable " + text(length, taps),
-                            network(4, 2, {separableLayer("input", length, taps)}));
-        for (const int delay : {-1, 0, 3})
-            expectReference("attention " + text(length, delay),
-                            network(4, 2, {attentionLayer("a", "input", 4, 2, length, delay)}));
-        for (int dilation = 1; dilation <= 3; ++dilation)
-            expectReference(
-                "conv " + text(length, dilation),
-                network(4, 2, {convLayer("a", "input", {length, 1, 2, 2}, {1, 1, dilation})}));
-    }
-}
-
 TEST(NetworkCases, ActivationsPastTheirLimits) {
     LayerDescription gain{2, "gain", {"input"}, {{1, 1, 1, 4}, {-40.0F, -4.0F, 4.0F, 40.0F}}};
     LayerDescription activation{0, "activation", {"gain"}};
@@ -166,38 +99,6 @@ TEST(NetworkCases, ActivationsPastTheirLimits) {
     for (const int kind : {4, 5, 6, 12, 17, 20}) {
         activation.kind = kind;
         expectReference(std::to_string(kind), network(3, 1, {gain, activation}));
-    }
-}
-
-TEST(NetworkCases, ThreeOperandsOfEachArithmeticCode) {
-    for (const int code : {-1, 0, 1, 2, 3, 4, 7}) {
-        const auto layers = {convLayer("b", "input", {1, 3, 2, 2}),
-                             LayerDescription{17, "c", {"input"}}, LayerDescription{6, "d", {"b"}},
-                             joinLayer("join", {"d", "c", "b"}, 18, code)};
-        expectReference("code " + std::to_string(code), network(4, 2, layers));
-    }
-    // Values by hand: 2 - (5 - 3) and 2 / (5 / 4) as fractions that floats hold.
-    const Tensor one = [] {
-        Tensor tensor(1, 1, 1);
-        tensor.values[0].value = 1.0;
-        return tensor;
-    }();
-    const std::vector<float> operands = {4.0F, 5.0F, 2.0F};
-    const std::vector<std::pair<int, float>> results = {
-        {0, 40.0F}, {1, 1.6F}, {2, 11.0F}, {3, 1.0F}, {4, 4.0F}};
-    for (const auto& [code, result] : results) {
-        NetworkDescription fold{0x100A, 1, 1};
-        Inputs inputs;
-        for (const float operand : operands) {
-            const std::string name = "x" + std::to_string(inputs.size());
-            fold.layers.push_back({2, name, {"input"}, constantTensor({1, 1, 1, 1}, operand)});
-            inputs.push_back(name);
-        }
-        fold.layers.push_back(joinLayer("fold", inputs, 18, code));
-        fold.outputSource = "fold";
-        const EngineNetwork::Result actual = EngineNetwork(fold.modelFile()).run(one);
-        ASSERT_EQ(actual.values.size(), 1U);
-        EXPECT_FLOAT_EQ(actual.values[0], result) << "code " << code;
     }
 }
 
@@ -213,46 +114,6 @@ TEST(NetworkCases, SourceNamedTwiceNeverFires) {
         }
 }
 
-TEST(NetworkCases, EveryVersionOfEveryKind) {
-    LayerDescription norm{7, "norm", {"input"}, tensor({2}), tensor({2})};
-    norm.code = 1;
-    LayerDescription leaky{12, "leaky", {"input"}};
-    leaky.slope = 0.3F;
-    LayerDescription preNorm{16, "preNorm", {"input"}, constantTensor({3}, 0.25F)};
-    LayerDescription arPreNorm{23, "arPreNorm", {"input"}};
-    arPreNorm.attack = 0.2F;
-    arPreNorm.release = 0.8F;
-    arPreNorm.epsilon = 0.1F;
-    LayerDescription rescale{22, "rescale", {"input"}};
-    rescale.bands = {{0, tensor({3})}, {1, tensor({2})}, {2, tensor({1})}};
-    const std::vector<LayerDescription> layers = {
-        convLayer("conv", "input", {2, 2, 2, 3}, {2}),
-        transposedLayer("transposed", "input", {2, 2, 2, 2}, 2, {2}),
-        transposedLayer("depthwiseTransposed", "input", {2, 2, 1, 2}, 2, {2}),
-        transposedLayer("biasedTransposed", "input", {2, 2, 2, 2}, 4, {2}),
-        norm,
-        joinLayer("concat", {"input"}, 9),
-        leaky,
-        {14, "dense", {"input"}, tensor({3, 3, 2}), tensor({6})},
-        separableLayer("input", 3, 3),
-        preNorm,
-        joinLayer("arithmetic", {"input"}, 18, 2),
-        attentionLayer("attention", "input", 3, 2, 3, 0),
-        attentionLayer("delayedAttention", "input", 3, 2, 1, 2),
-        rescale,
-        arPreNorm,
-        {4, "relu", {"input"}},
-        {5, "elu", {"input"}},
-        {6, "sigmoid", {"input"}},
-        {17, "softplus", {"input"}},
-        {20, "hardSigmoid", {"input"}},
-    };
-    for (const int version :
-         {0x1004, 0x1005, 0x1006, 0x1007, 0x1008, 0x1009, 0x100A, 0x100B, 0x7FFFFFFF})
-        for (const LayerDescription& layer : layers)
-            expectReference(layer.name, network(3, 2, {layer}, version));
-}
-
 TEST(NetworkCases, HalfFloats) {
     // Subnormals, both ends of the normal range, and the exponent that other formats keep for
     // infinities.
@@ -264,61 +125,6 @@ TEST(NetworkCases, HalfFloats) {
     for (std::size_t i = 0; i < words.size(); ++i)
         layer.weights.values[i] = static_cast<float>(halfValue(words[i]));
     expectReference("words", network(1, 1, {layer}));
-}
-
-TEST(NetworkCases, Latency) {
-    const auto delayed = [](const std::string& name, const std::string& input, int strideT,
-                            int delay) {
-        return convLayer(name, input, {1, 1, 1, 1}, {strideT, 1, 1, 0, delay});
-    };
-    const auto up = [](const std::string& name, const std::string& input, int strideT, int delay) {
-        return transposedLayer(name, input, {1, 1, 1, 1}, 1, {strideT, 1, 1, 0, delay});
-    };
-    const struct {
-        const char* name;
-        int expected;
-        const char* output;
-        std::vector<LayerDescription> layers;
-    } cases[] = {
-        {"dangling branch", 2, "input", {delayed("a", "input", 1, 2)}},
-        {"dangling branch longer than the output's",
-         5,
-         "b",
-         {delayed("a", "input", 1, 3), delayed("b", "input", 1, 4), delayed("c", "a", 3, 2)}},
-        {"delay behind a stride",
-         1 + 2 * 3,
-         "b",
-         {delayed("a", "input", 2, 1), delayed("b", "a", 1, 3)}},
-        {"delay behind down and up",
-         1 + 2 * 2 + 1 * 3,
-         "c",
-         {delayed("a", "input", 2, 1), up("b", "a", 2, 2), delayed("c", "b", 1, 3)}},
-        {"stride up that truncates the scale",
-         1 + 3 * 1 + 1 * 5,
-         "c",
-         {delayed("a", "input", 3, 1), up("b", "a", 2, 1), delayed("c", "b", 1, 5)}},
-        {"stride up past the input's rate",
-         2,
-         "b",
-         {up("a", "input", 2, 2), delayed("b", "a", 1, 7)}},
-        {"attention counts without scale",
-         1 + 2 + 4 * 1,
-         "c",
-         {delayed("a", "input", 4, 1), attentionLayer("b", "a", 1, 1, 1, 2),
-          delayed("c", "b", 1, 1)}},
-        {"longest path into a join",
-         6,
-         "d",
-         {delayed("a", "input", 1, 2), delayed("b", "a", 1, 1),
-          joinLayer("c", {"a", "b", "input"}, 9),
-          convLayer("d", "c", {1, 1, 3, 1}, {1, 1, 1, 0, 3})}},
-    };
-    for (const auto& test : cases) {
-        NetworkDescription description = network(1, 1, test.layers);
-        description.outputSource = test.output;
-        EXPECT_EQ(EngineNetwork(description.modelFile()).latency(), test.expected) << test.name;
-        expectReference(test.name, description);
-    }
 }
 
 } // namespace

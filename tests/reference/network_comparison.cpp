@@ -1,8 +1,8 @@
 #include "reference/network_comparison.h"
 
 #include "model/load_util.h"
-#include "sorvane_engine.h"
-#include "support/vector/dispatch.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <sstream>
@@ -12,14 +12,6 @@ namespace sorvane::test {
 
 namespace {
 
-// Runs a job with the flat operations.
-template <class Job>
-void withFlatOperations(Job job) {
-    vector::usesFlatSequences.store(true);
-    job();
-    vector::usesFlatSequences.store(false);
-}
-
 std::vector<float> floatsOf(const Tensor& tensor) {
     std::vector<float> values;
     for (const Real& x : tensor.values)
@@ -27,68 +19,7 @@ std::vector<float> floatsOf(const Tensor& tensor) {
     return values;
 }
 
-} // namespace
-
-EngineNetwork::EngineNetwork(const ModelFile& file)
-    : m_model(sorvaneCreateModel(file.write().c_str())) {
-    if (m_model == nullptr)
-        throw std::runtime_error("the model file is refused");
-}
-
-EngineNetwork::~EngineNetwork() {
-    sorvaneDeleteModel(m_model);
-}
-
-EngineNetwork::Result EngineNetwork::run(const Tensor& input) {
-    const std::vector<int> shape = {input.frames, input.positions, input.channels};
-    const std::vector<float> values = floatsOf(input);
-    sorvaneAddTensor(m_model, values.data(), 3, shape.data());
-    Result result{std::vector<int>(3), {}};
-    if (!sorvaneGetResultTensorShape(m_model, 3, result.shape.data())) {
-        result.shape.clear();
-        return result;
-    }
-    const int count = result.shape[0] * result.shape[1] * result.shape[2];
-    result.values.resize(static_cast<std::size_t>(count));
-    if (sorvaneGetTensor(m_model, result.values.data()) != (count > 0))
-        throw std::runtime_error("the data of the result don't go with its shape");
-    return result;
-}
-
-void EngineNetwork::reset() {
-    sorvaneResetModelState(m_model);
-}
-
-int EngineNetwork::latency() const {
-    SorvaneModelInfo info{};
-    sorvane::sorvaneGetProcessorInfo(m_model, &info);
-    return info.latencyFrames;
-}
-
-FlatNetwork::FlatNetwork(const ModelFile& file) {
-    withFlatOperations([&] {
-        if (!load(m_model, file.bytes()))
-            throw std::runtime_error("the model file is refused");
-    });
-}
-
-EngineNetwork::Result FlatNetwork::run(const Tensor& input) {
-    Tensor32 result;
-    withFlatOperations([&] {
-        result = test::run(
-            m_model, makeTensor({input.frames, input.positions, input.channels}, floatsOf(input)));
-    });
-    return {result.shape, valuesOf(result)};
-}
-
-void FlatNetwork::reset() {
-    m_model.reset();
-}
-
-int FlatNetwork::latency() const {
-    return m_model.latencyFrames;
-}
-
+// Random frames up to full scale, some of them silent or nearly so.
 Tensor randomFrames(Random& random, int frames, int positions, int channels) {
     Tensor result(frames, positions, channels);
     for (int t = 0; t < frames; ++t) {
@@ -99,27 +30,14 @@ Tensor randomFrames(Random& random, int frames, int positions, int channels) {
     return result;
 }
 
-namespace {
-
-std::string differenceOfShapes(const std::vector<int>& actual, const std::vector<int>& expected) {
-    std::ostringstream out;
-    out << "shape [";
-    for (const int size : actual)
-        out << size << ' ';
-    out << "], expected [";
-    for (const int size : expected)
-        out << size << ' ';
-    out << ']';
-    return out.str();
-}
-
-std::string difference(const EngineNetwork::Result& actual, const std::optional<Tensor>& expected,
+std::string difference(const EngineResult& actual, const std::optional<Tensor>& expected,
                        ComparisonCounts& counts) {
     const std::vector<int> shape =
         expected ? std::vector<int>{expected->frames, expected->positions, expected->channels}
                  : std::vector<int>{};
     if (actual.shape != shape)
-        return differenceOfShapes(actual.shape, shape);
+        return "shape " + testing::PrintToString(actual.shape) + ", expected " +
+               testing::PrintToString(shape);
     for (int t = 0; expected && t < expected->frames; ++t) {
         const Real* frame = expected->frame(t);
         double magnitude = 0.0;
@@ -147,14 +65,24 @@ std::string difference(const EngineNetwork::Result& actual, const std::optional<
 
 } // namespace
 
-template <class Network>
+EngineNetwork::EngineNetwork(const ModelFile& file) {
+    if (!load(m_model, file.bytes()))
+        throw std::runtime_error("the model file is refused");
+}
+
+EngineResult EngineNetwork::run(const Tensor& input) {
+    const Tensor32 result = test::run(
+        m_model, makeTensor({input.frames, input.positions, input.channels}, floatsOf(input)));
+    return {result.shape, valuesOf(result)};
+}
+
 std::string differenceToReference(const NetworkDescription& network, unsigned seed,
                                   ComparisonCounts& counts) {
     const double valuesBefore = counts.values;
     std::ostringstream where;
     try {
         where << "while loading: ";
-        Network engine(network.modelFile());
+        EngineNetwork engine(network.modelFile());
         ReferenceNetwork reference(network);
         if (engine.latency() != reference.latency())
             return "latency " + std::to_string(engine.latency()) + ", expected " +
@@ -185,10 +113,5 @@ std::string differenceToReference(const NetworkDescription& network, unsigned se
     counts.networksWithOutput += counts.values > valuesBefore ? 1 : 0;
     return {};
 }
-
-template std::string differenceToReference<EngineNetwork>(const NetworkDescription&, unsigned,
-                                                          ComparisonCounts&);
-template std::string differenceToReference<FlatNetwork>(const NetworkDescription&, unsigned,
-                                                        ComparisonCounts&);
 
 } // namespace sorvane::test

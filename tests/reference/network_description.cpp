@@ -46,38 +46,23 @@ ModelFile NetworkDescription::modelFile() const {
     return file;
 }
 
-static void print(std::ostream& out, const char* name, const FileTensor& tensor) {
-    if (tensor.shape.empty())
-        return;
-    out << ' ' << name << (tensor.storage == 0 ? "(half)" : "");
-    for (const int size : tensor.shape)
-        out << (&size == tensor.shape.data() ? '[' : ',') << size;
-    out << ']';
-}
-
 std::string NetworkDescription::text() const {
     std::ostringstream out;
-    out << "version 0x" << std::hex << version << std::dec << ", F " << positions << ", C "
-        << channels << ", output from " << outputSource << '\n';
+    out << "version " << version << ", F " << positions << ", C " << channels << ", output from "
+        << outputSource << '\n';
     for (const LayerDescription& l : layers) {
         out << "  " << l.name << ": kind " << l.kind << " from";
         for (const std::string& input : l.inputs)
             out << ' ' << input;
-        print(out, "weights", l.weights);
-        print(out, "bias", l.bias);
-        print(out, "timeTaps", l.timeTaps);
-        if (l.kind == 2 || l.kind == 3)
-            out << " strideT " << l.parameters.strideT << " strideF " << l.parameters.strideF
-                << " dilationT " << l.parameters.dilationT;
-        if (l.kind == 3)
-            out << " outputChannels " << l.outputChannels;
-        if (l.kind == 7 || l.kind == 18)
-            out << " code " << l.code;
-        if (l.parameters.delay != 0)
-            out << " delay " << l.parameters.delay;
-        for (const RescaleBand& band : l.bands)
-            out << ' ' << band.start << '+' << band.weights.values.size();
-        out << '\n';
+        for (const FileTensor* tensor : {&l.weights, &l.bias, &l.timeTaps}) {
+            out << (tensor->storage == 0 ? " half[" : " [");
+            for (const int size : tensor->shape)
+                out << ' ' << size;
+            out << " ]";
+        }
+        const ConvParameters& p = l.parameters;
+        out << " strides " << p.strideT << ' ' << p.strideF << " dilation " << p.dilationT
+            << " delay " << p.delay << " code " << l.code << '\n';
     }
     return out.str();
 }

@@ -6,10 +6,8 @@
 #include <cstdlib>
 #include <iostream>
 
-// Random networks in the engine against the reference, with the vector layer's compound operations
-// and with the flat ones that these equal. A failure prints the seed; that network
-// alone runs again with SORVANE_SEED set to it and SORVANE_COUNT=1, and a long run takes a large
-// count.
+// Random networks in the engine against the reference. A failure prints the seed; that network alone
+// runs again with SORVANE_SEED set to it and SORVANE_COUNT=1, and a long run takes a large count.
 namespace sorvane::test {
 namespace {
 
@@ -53,8 +51,6 @@ TEST_P(RandomNetworks, EqualTheReference) {
         const NetworkDescription network = randomNetwork(seed, family.kinds);
         EXPECT_EQ(differenceToReference(network, seed, counts), "")
             << "SORVANE_SEED=" << seed << " SORVANE_COUNT=1, " << network.text();
-        EXPECT_EQ(differenceToReference<FlatNetwork>(network, seed, counts), "")
-            << "SORVANE_SEED=" << seed << " SORVANE_COUNT=1, flat operations, " << network.text();
     }
     std::cout << counts.networks << " networks, " << counts.networksWithOutput << " with output, "
               << counts.values << " values, " << counts.looseValues

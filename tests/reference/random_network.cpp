@@ -177,7 +177,7 @@ private:
 
     void randomParameters(ConvParameters& p) {
         p.strideT = m_random.chance(0.6) ? 1 : m_random.between(2, 3);
-        p.strideF = m_random.chance(0.6) ? 1 : m_random.between(2, 3);
+        p.strideF = m_random.chance(0.6) ? 1 : m_random.between(2, m_random.chance(0.2) ? 6 : 3);
         p.dilationT = m_random.between(1, 3);
         p.unusedParameter = m_random.between(-128, 127);
         p.delay = m_random.chance(0.5) ? 0 : m_random.between(m_random.chance(0.1) ? -3 : 0, 4);
@@ -187,7 +187,7 @@ private:
         ConvParameters& p = layer.parameters;
         randomParameters(p);
         const int kernelT = m_random.between(1, 4);
-        const int kernelF = m_random.between(1, 5);
+        const int kernelF = m_random.between(1, 6);
         int in = stream.channels;
         int out = m_random.between(1, 4);
         if (stream.channels > 1 && m_random.chance(0.3)) { // depthwise, mostly with repetition
@@ -213,7 +213,7 @@ private:
         if (stream.rate < 1.0 && m_random.chance(0.7))
             p.strideT = std::max(p.strideT, static_cast<int>(std::lround(1.0 / stream.rate)));
         const int kernelT = m_random.between(1, 5);
-        const int kernelF = m_random.between(1, 5);
+        const int kernelF = m_random.between(1, 6);
         const bool separate = m_network.version >= 0x1008;
         layer.outputChannels = m_random.between(1, 4);
         int group = layer.outputChannels;

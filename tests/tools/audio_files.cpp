@@ -62,6 +62,12 @@ AudioFile noiseFile(int sampleRate, int channels, int length, int format) {
     return {sampleRate, channels, format, noise(1, length * channels, 7).front()};
 }
 
+std::vector<float> scaled(std::vector<float> samples, double factor) {
+    for (float& sample : samples)
+        sample = static_cast<float>(static_cast<double>(sample) * factor);
+    return samples;
+}
+
 double distance(const std::vector<float>& a, const std::vector<float>& b) {
     if (a.size() != b.size())
         return 1e9;

@@ -28,6 +28,8 @@ AudioFile readRaw(const std::string& path, const AudioFile& shape);
 AudioFile noiseFile(int sampleRate, int channels, int length,
                     int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT);
 
+std::vector<float> scaled(std::vector<float> samples, double factor);
+
 // The largest distance between two files' samples; a large number when their lengths differ.
 double distance(const std::vector<float>& a, const std::vector<float>& b);
 

@@ -31,22 +31,6 @@ for format in s16le s24be f32le; do
     [ "$(peak difference.wav)" = 0 ] || fail "$format: differs by $(peak difference.wav)"
 done
 
-# sox writes unsigned bytes with silence at 128, and ffmpeg reads them so.
-sox talk.wav -t raw -e unsigned-integer -b 8 - |
-    "$program" process "$model" - - --raw-input u8:48000:2 --raw-output u8 --output-rate 24000 |
-    ffmpeg -nostdin -loglevel error -f u8 -ar 24000 -ac 2 -i - half.wav
-[ "$(soxi -s half.wav)" = 120000 ] || fail "u8: length $(soxi -s half.wav)"
-mean=$(sox half.wav -n stat 2>&1 | awk '/^Mean    amplitude/ { print int(1000 * $3) }')
-[ "$mean" = 0 ] || fail "u8: silence has moved by $mean thousandths" # a step is 8
-
-# A sample that is cut short is dropped, with one line about it.
-sox talk.wav talk.raw
-head -c 100003 talk.raw |
-    "$program" process "$model" - - --raw-input s16le:48000:2 --raw-output s16le >cut.raw 2>messages
-[ "$(wc -c <cut.raw)" = 100000 ] || fail "cut: $(wc -c <cut.raw) bytes"
-grep -q "its last 3 bytes are dropped" messages && [ "$(wc -l <messages)" = 1 ] ||
-    fail "cut: $(cat messages)"
-
 # A reader that leaves early ends the program, quietly and with success, though the input never ends.
 set +e
 timeout 60 sh -c 'cat /dev/zero | { "$0" process "$1" - - --raw-input s16le:48000:2 \

@@ -1,6 +1,9 @@
 #include "tools/program.h"
 
+#include "tools/audio_files.h"
 #include "util/temp_file.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -22,11 +25,6 @@ int exitCodeOf(int status) {
 #endif
 }
 
-std::string textOf(const TempFile& file) {
-    const std::vector<std::uint8_t> bytes = file.read();
-    return {bytes.begin(), bytes.end()};
-}
-
 } // namespace
 
 bool ProgramResult::hasOneLineOfErrors() const {
@@ -41,8 +39,8 @@ ProgramResult runShell(const std::string& command) {
     const std::string line = command + " > \"" + output.path() + "\" 2> \"" + errors.path() + "\"";
     ProgramResult result;
     result.exitCode = exitCodeOf(std::system(line.c_str()));
-    result.output = textOf(output);
-    result.errors = textOf(errors);
+    result.output = readText(output.path());
+    result.errors = readText(errors.path());
     return result;
 }
 
@@ -51,6 +49,16 @@ ProgramResult runProgram(const std::vector<std::string>& arguments) {
     for (const std::string& argument : arguments)
         command += " \"" + argument + "\"";
     return runShell(command);
+}
+
+ProgramResult runProcess(const std::string& model, const std::vector<std::string>& files,
+                         const std::vector<std::string>& options) {
+    std::vector<std::string> arguments = {"process", model};
+    arguments.insert(arguments.end(), files.begin(), files.end());
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    ProgramResult result = runProgram(arguments);
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    return result;
 }
 
 TempFolder::TempFolder() : m_path(TempFile("").path()) {

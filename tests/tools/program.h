@@ -18,6 +18,10 @@ struct ProgramResult {
 // Runs `sorvane` with the arguments, none of which may hold a quote.
 ProgramResult runProgram(const std::vector<std::string>& arguments);
 
+// Runs `sorvane process` on the files, which must succeed.
+ProgramResult runProcess(const std::string& model, const std::vector<std::string>& files,
+                         const std::vector<std::string>& options = {});
+
 // Where the model that ships lies.
 extern const std::string noiseGate;
 

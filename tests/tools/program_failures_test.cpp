@@ -34,12 +34,9 @@ TEST(ProgramFailures, EachHasItsExitCodeAndOneLine) {
     writeAudio(folder.path("in.wav"), noiseFile(48000, 1, 5000));
     writeAudio(folder.path("long.wav"), noiseFile(48000, 1, 250000));
     writeAudio(folder.path("seven.wav"), noiseFile(48000, 7, 100));
-    const TempFile gateCut(TempFile::readFile(noiseGate));
-    gateCut.write([] {
-        auto bytes = TempFile::readFile(noiseGate);
-        bytes.resize(bytes.size() - 1);
-        return bytes;
-    }());
+    auto gateBytes = TempFile::readFile(noiseGate);
+    gateBytes.pop_back();
+    const TempFile gateCut(gateBytes);
     const TempFile fourBusses = modelOfBusses(4).write();
     const TempFile manyBusses = modelOfBusses(18).write();
     const TempFile lazy = lazyModel().write();
@@ -148,20 +145,14 @@ TEST(ProgramFailures, AnOldOutputStaysUntilTheNewOneIsWhole) {
     EXPECT_EQ(folder.contents(), "long.wav out.wav");
 }
 
-TEST(ProgramFailures, HelpVersionAndTheNullDeviceAreNone) {
-    const TempFolder folder;
-    writeAudio(folder.path("in.wav"), noiseFile(48000, 1, 5000));
-    for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"--help"},
-          {"--version"},
-          {"process", "--help"},
-          {"info", "--help"},
-          {"process", noiseGate, folder.path("in.wav"), "/dev/null"}}) {
-        const ProgramResult result = runProgram(arguments);
-        EXPECT_EQ(result.exitCode, 0) << arguments.front();
-        EXPECT_EQ(result.errors, "") << arguments.front();
-    }
+TEST(ProgramFailures, VersionAndTheNullDeviceAreNone) {
+    const TempFile in(".wav");
+    writeAudio(in.path(), noiseFile(48000, 1, 5000));
+    EXPECT_EQ(runProcess(noiseGate, {in.path(), "/dev/null"}).errors, "");
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    const ProgramResult version = runProgram({"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_EQ(version.errors, "");
 }
 
 TEST(ProgramFailures, AnInterruptedRunLeavesNothing) {

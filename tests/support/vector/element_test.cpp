@@ -11,14 +11,6 @@ using namespace vectortest;
 
 namespace {
 
-std::vector<float> uniform(std::size_t size, float low, float high, unsigned seed) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> distribution(low, high);
-    std::vector<float> values(size);
-    std::generate(values.begin(), values.end(), [&] { return distribution(random); });
-    return values;
-}
-
 std::size_t width(const Operation& operation, int row) {
     return static_cast<std::size_t>(operation.widths[row]);
 }

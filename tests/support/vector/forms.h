@@ -4,7 +4,9 @@
 
 #include "support/vector/dispatch.h"
 
+#include <algorithm>
 #include <cstring>
+#include <random>
 #include <vector>
 
 namespace vectortest {
@@ -22,6 +24,14 @@ void forEachForm(Test test) {
         test(*forms[i]);
     }
     sorvane::vector::activeKernels.store(before);
+}
+
+inline std::vector<float> uniform(std::size_t size, float low, float high, unsigned seed) {
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> distribution(low, high);
+    std::vector<float> values(size);
+    std::generate(values.begin(), values.end(), [&] { return distribution(random); });
+    return values;
 }
 
 /// `size` elements between guard bytes, the first one `offset` elements past an aligned address.
@@ -55,11 +65,8 @@ private:
     }
     std::size_t end() const { return begin() + m_size * sizeof(T); }
     bool allFill(std::size_t from, std::size_t to) const {
-        for (std::size_t i = from; i < to; ++i) {
-            if (m_block[i] != fill)
-                return false;
-        }
-        return true;
+        return std::all_of(m_block.data() + from, m_block.data() + to,
+                           [](unsigned char byte) { return byte == fill; });
     }
 
     std::vector<unsigned char> m_block;

@@ -5,32 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <numeric>
 
 using namespace vectortest;
-
-TEST(VectorSpectral, HypotNeitherOverflowsNorUnderflows) {
-    const float infinity = std::numeric_limits<float>::infinity();
-    const float notANumber = std::numeric_limits<float>::quiet_NaN();
-    const Ipp32fc values[] = {
-        {3e30f, 4e30f},         {-3e-30f, 4e-30f}, {0, 0}, {0, -1e-25f},    {infinity, 1},
-        {infinity, notANumber}, {1e38f, 3e38f},    {2, 0}, {notANumber, 0}, {3, 4}};
-    const int count = static_cast<int>(std::size(values));
-    forEachForm([&](const Kernels& form) {
-        SCOPED_TRACE(form.name);
-        Guarded<float> result(std::size(values));
-        ASSERT_EQ(vlHypot_32fc(values, result.data(), count), ippStsNoErr);
-        for (std::size_t i = 0; i < std::size(values); ++i) {
-            const float expected = std::hypot(values[i].real(), values[i].imag());
-            if (std::isnan(expected))
-                EXPECT_TRUE(std::isnan(result[i])) << i;
-            else
-                EXPECT_FLOAT_EQ(result[i], expected) << i;
-        }
-        EXPECT_TRUE(result.intact());
-    });
-}
 
 // The power's precision must hold over its whole range, and its limits be those of pow.
 TEST(VectorSpectral, BendKeepsItsPrecisionForSmallValues) {

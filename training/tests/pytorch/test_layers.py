@@ -13,7 +13,7 @@ from sorvane_training.layers import (ALL, ARPreNormLayer, ArithmeticLayer, Conca
 from sorvane_training.network import FileNetwork
 from sorvane_training.parity import TOLERANCE, difference
 
-from networks import RandomNetwork, model_of, randomise, record
+from networks import model_of, randomise, record
 
 F, C = 9, 4
 
@@ -127,12 +127,6 @@ def test_halves_of_the_rate_meet_again(tmp_path):
                record("sum", ArithmeticLayer("add"), ["input", "full"])]
     given, expected = check_parity(model_of(F, C, records), frames(), tmp_path)
     assert expected - given <= 2
-
-
-@pytest.mark.parametrize("seed", range(60))
-def test_random_network(seed, tmp_path):
-    network = RandomNetwork(seed)
-    check_parity(network.model(), network.frames, tmp_path)
 
 
 def test_gradient_through_the_level():

@@ -21,3 +21,4 @@ def test_shipped_model(path):
     found = compare_all(path, {"noise": random_frames(model, 100),
                                "voice": audio_frames(model, voice)})
     assert all(difference.is_small for difference in found.values()), found
+    assert path.stat().st_size <= 600_000
