@@ -1,10 +1,8 @@
-#include "layers/tensor_record.h"
 #include "model/load_util.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cmath>
 
 namespace sorvane::test {
 
@@ -140,30 +138,6 @@ TEST(ModelRecords, TensorsWithoutData) {
         }
 }
 
-TEST(ModelRecords, HalvesAreWidened) {
-    std::vector<float> halves;
-    for (int word = 0; word < 65536; ++word) {
-        const int exponent = (word >> 10) & 31;
-        const int fraction = word & 1023;
-        double expected =
-            exponent == 0 ? std::ldexp(fraction, -24) : std::ldexp(1024 + fraction, exponent - 25);
-        if (word >= 0x8000)
-            expected = -expected;
-        const float actual = widenHalf(static_cast<std::uint16_t>(word));
-        ASSERT_EQ(static_cast<double>(actual), expected) << word;
-        ASSERT_EQ(std::signbit(actual), word >= 0x8000) << word;
-        if (word % 97 == 0)
-            halves.push_back(actual);
-    }
-
-    const auto count = static_cast<int>(halves.size());
-    ModelFile file{.layers = {conv("a", "input", {{1, 1, 1, count}, halves, 0}, {})}};
-    file.outputSource = "a";
-    NeuralModel<float> model;
-    ASSERT_TRUE(load(model, file.bytes()));
-    EXPECT_EQ(valuesOf(run(model, makeTensor({1, 1, 1}, {1}))), halves);
-}
-
 TEST(ModelRecords, AcceptedAndRefusedFields) {
     const auto unknown = [](const std::vector<int>& shape) {
         return std::vector{conv("a", "input", {shape, {}, 2}, {})};
@@ -247,39 +221,6 @@ TEST(ModelRecords, Names) {
         if (!entry.result.empty()) {
             EXPECT_EQ(valuesOf(run(model, makeTensor({1, 2, 1}, {2, -3}))), entry.result);
         }
-    }
-}
-
-TEST(ModelRecords, LatencyFollowsTheLongestPath) {
-    const auto delayed = [](const char* name, const char* input, int delay, int strideT) {
-        return conv(name, input, one, {}, {.strideT = strideT, .delay = delay});
-    };
-    const struct {
-        const char* name;
-        std::vector<FileLayer> layers;
-        int latency;
-        int atFour; // where an input frame counts four
-    } cases[] = {
-        {"none", {activation("a", 4, "input")}, 0, 0},
-        {"a dead end counts", {delayed("a", "input", 2, 1)}, 2, 8},
-        {"strides scale", {delayed("a", "input", 1, 2), delayed("b", "a", 3, 1)}, 7, 28},
-        {"two branches",
-         {delayed("a", "input", 3, 1), delayed("b", "input", 1, 3), delayed("c", "b", 1, 1)},
-         4,
-         16},
-        {"negative; later the output stands beside it", {delayed("a", "input", -5, 1)}, -5, 0},
-        {"attention, which doesn't scale", {selfAttention("a", "input", {}, {}, 2, {})}, 2, 2},
-        {"transposed, which divides",
-         {transposedConv("a", "input", one, {}, 1, {.strideT = 2, .delay = 1}),
-          delayed("b", "a", 1, 1)},
-         1,
-         6},
-    };
-    for (const auto& entry : cases) {
-        NeuralModel<float> model;
-        ASSERT_TRUE(load(model, ModelFile{.layers = entry.layers}.bytes()));
-        EXPECT_EQ(model.latencyFrames, entry.latency) << entry.name;
-        EXPECT_EQ(model.inputLayer->latency(4), entry.atFour) << entry.name;
     }
 }
 

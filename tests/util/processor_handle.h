@@ -4,7 +4,9 @@
 #include "util/model_file.h"
 #include "util/signals.h"
 
+#include <exception>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace sorvane::test {
@@ -43,6 +45,17 @@ inline void push(void* handle, const AudioRows& audio) {
     for (const auto& row : audio)
         rows.push_back(row.data());
     sorvaneAddAudio(handle, rows.data(), static_cast<int>(audio.at(0).size()));
+}
+
+// The text of the standard exception that a call raises, or "".
+template <typename Call>
+std::string errorOf(Call call) {
+    try {
+        call();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return "";
 }
 
 // All that is pending.
