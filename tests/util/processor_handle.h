@@ -1,10 +1,10 @@
 #pragma once
 
 #include "engine/sorvane_engine.h"
+#include "util/error_of.h"
 #include "util/model_file.h"
 #include "util/signals.h"
 
-#include <exception>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -45,17 +45,6 @@ inline void push(void* handle, const AudioRows& audio) {
     for (const auto& row : audio)
         rows.push_back(row.data());
     sorvaneAddAudio(handle, rows.data(), static_cast<int>(audio.at(0).size()));
-}
-
-// The text of the standard exception that a call raises, or "".
-template <typename Call>
-std::string errorOf(Call call) {
-    try {
-        call();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-    return "";
 }
 
 // All that is pending.
