@@ -1,9 +1,8 @@
 #include "targets.h"
 
-#include "engine/sorvane_engine.h"
 #include "model/neural_model.h"
 #include "util/memory_stream.h"
-#include "util/temp_file.h"
+#include "util/processor_handle.h"
 
 #include <algorithm>
 #include <array>
@@ -11,8 +10,6 @@
 #include <cmath>
 #include <exception>
 #include <limits>
-#include <memory>
-#include <string>
 #include <vector>
 
 namespace sorvane::test {
@@ -62,14 +59,6 @@ void attempt(Call call) {
     } catch (const std::exception&) {
     }
 }
-
-struct DeleteProcessor {
-    void operator()(void* handle) const { sorvaneDeleteProcessor(handle); }
-};
-
-struct DeleteModel {
-    void operator()(void* handle) const { sorvaneDeleteModel(handle); }
-};
 
 /// Values around one that the script chooses, so that buffers aren't all alike.
 std::vector<float> makeValues(Script& script, std::size_t count) {
@@ -201,7 +190,7 @@ void useProcessor(const char* path, const NeuralModel<float>& header, Script& sc
     const int variant = script.next();
     if (isHuge(header, rate))
         return;
-    std::unique_ptr<void, DeleteProcessor> processor;
+    ProcessorHandle processor;
     attempt([&] {
         const char* const paths[] = {path, path, path};
         processor.reset(variant % 16 < 14
@@ -220,7 +209,7 @@ void useProcessor(const char* path, const NeuralModel<float>& header, Script& sc
 }
 
 void useModel(const char* path, const NeuralModel<float>& header, Script& script) {
-    std::unique_ptr<void, DeleteModel> model;
+    ModelHandle model;
     attempt([&] { model.reset(sorvaneCreateModel(path)); });
     if (!model)
         return;

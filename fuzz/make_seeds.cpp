@@ -3,18 +3,7 @@
 
 #include "util/tiny_models.h"
 
-#include <fstream>
 #include <random>
-
-namespace {
-
-void write(const std::string& path, const std::vector<std::uint8_t>& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-}
-
-} // namespace
 
 int main(int argc, char** argv) {
     if (argc != 2)
@@ -25,7 +14,8 @@ int main(int argc, char** argv) {
             std::vector<std::uint8_t> bytes = model.bytes();
             for (int i = 0; i < 40 * variant; ++i)
                 bytes.push_back(static_cast<std::uint8_t>(random()));
-            write(std::string(argv[1]) + "/" + name + "-" + std::to_string(variant), bytes);
+            sorvane::test::TempFile::writeFile(
+                std::string(argv[1]) + "/" + name + "-" + std::to_string(variant), bytes);
         }
     }
     return 0;

@@ -101,49 +101,15 @@ TEST(AudioQueue, MatchesAPlainListUnderRandomOperations) {
     }
 }
 
-TEST(AudioQueue, ReadsAcrossBlocksAndPastTheEnd) {
+TEST(AudioQueue, EmptyBlocksAndReadsPastTheEnd) {
     AudioQueue queue;
     queue.add(Signal32());
     queue.add(Signal32(2, 0));
     EXPECT_EQ(queue.channels(), -1);
-    queue.add(toSignal({{0, 1, 2, 3}}));
-    queue.add(toSignal({{4, 5, 6, 7, 8, 9, 10, 11}}));
-    queue.discard(1);
-    EXPECT_EQ(toRows(queue.read(10)), (AudioRows{{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}}));
-    EXPECT_EQ(queue.pending(), 11);
+    queue.add(toSignal({{1, 2, 3}}));
     const Signal32 longer = queue.read(20);
     EXPECT_EQ(longer.length, 20);
-    EXPECT_EQ(longer.row(0)[10], 11.0F);
-    EXPECT_EQ(queue.pop(0).length, 0);
-    queue.discard(11);
-    EXPECT_EQ(queue.pending(), 0);
-    EXPECT_EQ(queue.channels(), 1);
-    queue.clear();
-    EXPECT_EQ(queue.channels(), -1);
-}
-
-TEST(AudioQueue, QueuedBlocksAreIndependentOfTheirWriter) {
-    AudioQueue queue;
-    Signal32 block(1, 4, 1.0F);
-    const float* samples = block.row(0);
-    queue.add(block);
-    EXPECT_EQ(block.row(0), samples);
-    block.fill(2.0F);
-    EXPECT_EQ(toRows(queue.pop(4)), (AudioRows{{1, 1, 1, 1}}));
-}
-
-TEST(AudioQueue, AnotherWidthRestartsTheStream) {
-    AudioQueue queue;
-    queue.add(Signal32(2, 5, 1.0F));
-    queue.add(Signal32(1, 3, 2.0F));
-    EXPECT_EQ(queue.channels(), -1);
-    EXPECT_EQ(queue.pending(), 3);
-    EXPECT_TRUE(queue.read(2).isEmpty());
-    EXPECT_TRUE(queue.pop(2).isEmpty());
-    EXPECT_EQ(queue.pending(), 3);
-    queue.add(Signal32(1, 2, 3.0F));
-    EXPECT_EQ(queue.channels(), 1);
-    EXPECT_EQ(toRows(queue.read(5)), (AudioRows{{2, 2, 2, 3, 3}}));
+    EXPECT_EQ(longer.row(0)[2], 3.0F);
 }
 
 } // namespace sorvane::test

@@ -142,22 +142,21 @@ TEST(SampleFormat, WritingLimitsAndRoundsToEven) {
 
 TEST(SampleFormat, FloatsKeepTheirBits) {
     const float infinity = std::numeric_limits<float>::infinity();
-    const std::vector<float> normal = {0.0F, -0.0F, 1.0F, 2e-38F, -1e38F, infinity, 0.1F};
     // A copy keeps denormals; arithmetic may flush them.
-    const std::vector<float> bits = {-3.5e-39F, 1e-45F, infinity, 0.1F, -0.0F};
-    for (const int code : {5, 6}) {
-        for (const bool bigEndian : {false, true}) {
-            SampleFormat format;
-            format.select(code, bigEndian);
-            const std::vector<float>& values = code == 5 ? bits : normal;
-            std::vector<Bytes> packed;
-            for (const float value : values)
-                packed.push_back(
-                    code == 5 ? plainBytes(std::bit_cast<std::int32_t>(value), 4, bigEndian)
-                              : plainBytes(std::bit_cast<std::int64_t>(static_cast<double>(value)),
-                                           8, bigEndian));
-            expectSamples(format, packed, values, packed);
+    const std::vector<float> values = {1.0F, -0.0F, infinity, 0.1F, -1e38F, -3.5e-39F};
+    const std::vector<float> normal(values.begin(), values.end() - 1);
+    for (const bool bigEndian : {false, true}) {
+        std::vector<Bytes> singles, doubles;
+        for (const float value : values) {
+            const auto wide = static_cast<double>(value);
+            singles.push_back(plainBytes(std::bit_cast<std::int32_t>(value), 4, bigEndian));
+            doubles.push_back(plainBytes(std::bit_cast<std::int64_t>(wide), 8, bigEndian));
         }
+        SampleFormat format;
+        format.select(5, bigEndian);
+        expectSamples(format, singles, values, singles);
+        format.select(6, bigEndian);
+        expectSamples(format, doubles, normal, doubles);
     }
 }
 

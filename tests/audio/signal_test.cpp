@@ -11,18 +11,6 @@ namespace sorvane::test {
 
 namespace {
 
-template <typename Signal>
-void expectLayout(int length, int stride) {
-    SCOPED_TRACE("length " + std::to_string(length));
-    Signal signal(3, length);
-    EXPECT_EQ(signal.data->stride, stride);
-    for (int c = 0; c < 3; ++c) {
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(signal.row(c)) % 64, 0U);
-        EXPECT_EQ(signal.row(c), signal.row(0) + c * stride);
-        EXPECT_EQ(signal.channelData(c), signal.row(c));
-    }
-}
-
 // A write to a copy leaves the original as it was; a write by the only owner stays in its block.
 template <typename Signal, typename Write>
 void expectDetaches(const char* name, const Signal& model, Write write) {
@@ -45,13 +33,16 @@ const AudioRows twoRows = {{1, 2, 3, 4, 5}, {10, 20, 30, 40, 50}};
 } // namespace
 
 TEST(Signal, RowsStandOnWholeCacheLines) {
-    expectLayout<Signal32>(5, 16);
-    expectLayout<Signal32>(16, 16);
-    expectLayout<Signal32>(17, 32);
-    expectLayout<Signal64>(5, 8);
-    expectLayout<Signal64>(9, 16);
-    expectLayout<ComplexSignal32>(5, 8);
-    expectLayout<ComplexSignal32>(8, 8);
+    const auto expectLayout = [](const auto& signal, int stride) {
+        for (int c = 0; c < 3; ++c) {
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(signal.row(c)) % 64, 0U) << stride;
+            EXPECT_EQ(signal.row(c), signal.row(0) + c * stride);
+        }
+    };
+    expectLayout(Signal32(3, 16), 16);
+    expectLayout(Signal32(3, 17), 32);
+    expectLayout(Signal64(3, 9), 16);
+    expectLayout(ComplexSignal32(3, 5), 8);
 }
 
 TEST(Signal, EveryWriteKeepsOtherOwnersIntact) {
@@ -109,17 +100,6 @@ TEST(Signal, AWriteInPlaceComesAfterTheReadsOfOtherThreads) {
         [=](Tensor32& t) { increase(t.writableElements()); });
 }
 
-TEST(Signal, OperandsMayShareTheirBlock) {
-    ComplexSignal32 signal(1, 3);
-    signal.fill({1.0F, 2.0F});
-    signal.add(signal);
-    signal.multiply(signal);
-    EXPECT_EQ(signal.row(0)[2], std::complex<float>(-12.0F, 16.0F));
-    Signal32 real(1, 3, 4.0F);
-    real.divide(real);
-    EXPECT_EQ(real.row(0)[2], 1.0F);
-}
-
 TEST(Signal, RangesTouchOnlyWhatTheyName) {
     const Signal32 source = toSignal(twoRows);
     Signal32 signal(2, 5, 0.0F);
@@ -143,25 +123,15 @@ TEST(Signal, RangesTouchOnlyWhatTheyName) {
     EXPECT_EQ(toRows(signal), before);
 }
 
+// The others are held by the chain that uses them.
 TEST(Signal, Arithmetic) {
     const Signal32 a = toSignal({{1, 2}, {3, 4}});
     const Signal32 b = toSignal({{2, 0}, {0.5F, 4}});
     EXPECT_EQ(toRows(a.multiply(b)), (AudioRows{{2, 0}, {1.5F, 16}}));
     EXPECT_EQ(toRows(a.add(b)), (AudioRows{{3, 2}, {3.5F, 8}}));
-    EXPECT_EQ(toRows(a.scale(-2)), (AudioRows{{-2, -4}, {-6, -8}}));
-    Signal32 quotient = a;
-    quotient.divide(b);
-    EXPECT_EQ(toRows(quotient),
-              (AudioRows{{0.5F, std::numeric_limits<float>::infinity()}, {6, 1}}));
-
-    EXPECT_EQ(toRows(a.replicate(3)), (AudioRows{{1, 2}, {1, 2}, {1, 2}}));
     for (const int count : {-1, 0, 1})
         EXPECT_EQ(a.replicate(count).data, a.data) << count;
-
-    using Bins = std::vector<std::vector<std::complex<float>>>;
     const ComplexSignal32 z = toSpectrum(Spectrum{{{1, 2}}, {{3, -4}}, {{0, 1}}});
-    EXPECT_EQ(toRows(z.sumChannels()), (Bins{{{4, -1}}}));
-    EXPECT_EQ(toRows(z.scaled({0, 2})), (Bins{{{-4, 2}}, {{8, 6}}, {{-2, 0}}}));
     EXPECT_EQ(toRows(z.subtract(z.scaled(2))), toRows(z.scaled(-1)));
     ComplexSignal32 sum;
     sum.add(z);
@@ -174,10 +144,8 @@ TEST(Signal, EmptySignalsAreFine) {
     EXPECT_EQ(none.row(0), nullptr);
     none.fill(1.0F);
     EXPECT_EQ(none.multiply(none).length, 0);
-    EXPECT_EQ(none.scale(2.0F).length, 0);
     EXPECT_EQ(none.toSignal64().length, 0);
     Signal32().detach();
-    EXPECT_EQ(Signal32().multiply(Signal32()).channels, 0);
     EXPECT_EQ(ComplexSignal32().scaled(2).length, 0);
     // More than memory holds: no crash at the making, an error at the first use.
     Signal32 huge(1 << 20, 1 << 20);
@@ -186,55 +154,38 @@ TEST(Signal, EmptySignalsAreFine) {
 
 TEST(Signal, ConversionsSaturate) {
     Signal64 wide = toSignal({{0.1F, -3.0F}, {1.0F, 2.0F}}).toSignal64();
-    EXPECT_EQ(wide.row(0)[0], static_cast<double>(0.1F));
-    EXPECT_EQ(wide.row(1)[1], 2.0);
     wide.channelData(0)[0] = 1e300;
     wide.channelData(0)[1] = -1e300;
+    const Signal64 shared = wide;
     wide.detach();
     wide.channelPointers().at(1)[0] = 5.0;
     constexpr float most = std::numeric_limits<float>::max();
     EXPECT_EQ(toRows(wide.toSignal32()), (AudioRows{{most, -most}, {5.0F, 2.0F}}));
-    Signal64 copy = wide;
-    copy.detach();
-    EXPECT_EQ(copy.channelPointers().at(1), copy.row(1));
+    EXPECT_EQ(shared.row(1)[0], 1.0);
 }
 
 TEST(Tensor, CapacityGrowsOnly) {
     Tensor32 tensor({2, 3});
     std::fill_n(tensor.writableElements(), 6, 4.0F);
     const float* buffer = tensor.elements();
-    const struct {
-        std::vector<int> shape;
-        int capacity;
-        bool keepsBuffer;
-    } steps[] = {{{3, 2}, 6, true}, {{1, 4}, 6, true}, {{}, 6, true},
-                 {{5, 0}, 6, true}, {{6}, 6, true},    {{2, 4}, 8, false}};
-    for (const auto& step : steps) {
-        tensor.setShape(step.shape);
-        EXPECT_EQ(tensor.shape, step.shape);
-        EXPECT_EQ(tensor.data->size, step.capacity);
-        EXPECT_EQ(tensor.elements() == buffer, step.keepsBuffer);
-        if (step.keepsBuffer) {
-            EXPECT_EQ(tensor.elements()[5], 4.0F);
-        }
+    for (const std::vector<int>& shape : std::vector<std::vector<int>>{{1, 4}, {}, {5, 0}, {6}}) {
+        tensor.setShape(shape);
+        EXPECT_EQ(tensor.shape, shape);
+        EXPECT_EQ(tensor.elements(), buffer);
     }
-    EXPECT_EQ(elementCount({}), 0);
-    EXPECT_EQ(elementCount({3, 0, 2}), 0);
-    EXPECT_EQ(elementCount({3, 5, 2}), 30);
-}
+    EXPECT_EQ(tensor.elements()[5], 4.0F);
 
-TEST(Tensor, DetachCopiesTheWholeBuffer) {
-    Tensor32 tensor({4});
-    for (int i = 0; i < 4; ++i)
-        tensor.writableElements()[i] = static_cast<float>(i);
+    // A copy is whole, also where the shape says less.
     tensor.setShape({2});
     Tensor32 copy = tensor;
     copy.writableElements()[0] = 9.0F;
-    EXPECT_EQ(tensor.elements()[0], 0.0F);
-    EXPECT_EQ(copy.data->size, 4);
-    EXPECT_EQ(copy.elements()[3], 3.0F);
+    EXPECT_EQ(tensor.elements()[0], 4.0F);
+    EXPECT_EQ(copy.elements()[5], 4.0F);
     const float* own = copy.elements();
     EXPECT_EQ(copy.writableElements(), own);
+
+    tensor.setShape({2, 4});
+    EXPECT_EQ(tensor.data->size, 8);
 }
 
 } // namespace sorvane::test

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <stdexcept>
 
 #if defined(__x86_64__)
 #include <xmmintrin.h>
@@ -53,19 +52,6 @@ TEST(HostileAudio, AResetLeavesNothingOfIt) {
 }
 
 #if defined(__unix__)
-namespace {
-
-std::string errorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-    return "";
-}
-
-} // namespace
-
 // No block of memory holds as many: the first use of the missing one raises, and nothing is read.
 TEST(HostileAudio, TheLongestBlockIsRefused) {
     const std::size_t bytes = std::size_t{INT_MAX} * 2 * sizeof(float);

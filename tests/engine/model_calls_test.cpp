@@ -71,32 +71,4 @@ TEST(ModelCalls, ResultsComeAndGo) {
     }
 }
 
-TEST(ModelCalls, OddTensorsDoNoHarm) {
-    const float values[64] = {};
-    for (const ModelFile& model : {ModelFile(), everySecondFrame()})
-        for (const std::vector<int>& shape : {std::vector<int>{},
-                                              {0},
-                                              {5},
-                                              {2, 3},
-                                              {0, 3, 1},
-                                              {2, 0, 1},
-                                              {2, 3, 0},
-                                              {2, 3, 2},
-                                              {-1, 3, 1},
-                                              {-1, -3, 1},
-                                              {2, 3, 1, 2},
-                                              {1, 1, 1, 1, 1}}) {
-            const ModelHandle handle = makeModel(model);
-            for (int i = 0; i < 3; ++i) {
-                try {
-                    sorvaneAddTensor(handle.get(), values, static_cast<int>(shape.size()),
-                                     shape.data());
-                } catch (const std::exception&) {
-                }
-                float result[64];
-                sorvaneGetTensor(handle.get(), result);
-            }
-        }
-}
-
 } // namespace sorvane::test

@@ -1,12 +1,9 @@
-#include "c_host.h"
-#include "engine/processor_state.h"
 #include "util/processor_handle.h"
 #include "util/signal_rows.h"
 
 #include <atomic>
 #include <climits>
 #include <limits>
-#include <stdexcept>
 #include <thread>
 
 namespace sorvane::test {
@@ -21,21 +18,7 @@ ModelFile delayedModel() {
     return model;
 }
 
-std::string messageOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-    return "";
-}
-
 } // namespace
-
-TEST(ProcessorCalls, AnswerACHost) {
-    const char* failure = runCHost(ModelFile().write().c_str());
-    EXPECT_EQ(failure, nullptr) << failure;
-}
 
 TEST(ProcessorCalls, CreatorsReturnNullForWhatTheyCannotOpen) {
     const TempFile valid = ModelFile().write();
@@ -51,7 +34,7 @@ TEST(ProcessorCalls, CreatorsReturnNullForWhatTheyCannotOpen) {
     const char* path = valid.c_str();
     EXPECT_EQ(sorvaneCreateStemSeparator(0, &path, 1, 48000.0), nullptr);
     EXPECT_EQ(sorvaneCreateStemSeparator(0, nullptr, 1, 48000.0), nullptr);
-    EXPECT_EQ(messageOf([&] { sorvaneCreateStemSeparator(-1, &path, 1, 48000.0); }),
+    EXPECT_EQ(errorOf([&] { sorvaneCreateStemSeparator(-1, &path, 1, 48000.0); }),
               "vector too long");
     sorvaneDeleteProcessor(nullptr);
     sorvaneDeleteModel(nullptr);
@@ -134,18 +117,6 @@ TEST(ProcessorCalls, InterleavedAndPlanarAudioAgree) {
     expectNear(expected, half, 1e-6);
 }
 
-TEST(ProcessorCalls, AtDefaultGainsTheOutputIsTheInput) {
-    for (const double rate : {0.5, 0.92, 1.0, 2.0})
-        for (const int channels : {1, 2}) {
-            SCOPED_TRACE(rate);
-            const ProcessorHandle handle = makeProcessor(delayedModel(), channels, rate * 48000.0);
-            const AudioRows audio = noise(channels, 9000, 3);
-            const AudioRows result = process(handle.get(), audio);
-            ASSERT_GT(result[0].size(), 6000U);
-            expectNear(result, slice(audio, 0, result[0].size()), 1e-6);
-        }
-}
-
 TEST(ProcessorCalls, SplitsGiveTheSameBitsAndResetsStartOver) {
     const ProcessorHandle handle = makeProcessor(delayedModel(), 2, 48000.0);
     sorvaneSetParameterValue(handle.get(), SORVANE_REMAINDER_LEVEL, -12.0F);
@@ -168,8 +139,8 @@ TEST(ProcessorCalls, RatesThatAreNotAboveZeroFailAtTheFirstFullFrame) {
     for (const double rate : {0.0, -48000.0, std::numeric_limits<double>::quiet_NaN()}) {
         const ProcessorHandle handle = makeProcessor(ModelFile(), 1, rate);
         ASSERT_NE(handle, nullptr) << rate;
-        EXPECT_EQ(messageOf([&] { push(handle.get(), noise(1, 511, 1)); }), "") << rate;
-        EXPECT_EQ(messageOf([&] { push(handle.get(), noise(1, 1, 1)); }),
+        EXPECT_EQ(errorOf([&] { push(handle.get(), noise(1, 511, 1)); }), "") << rate;
+        EXPECT_EQ(errorOf([&] { push(handle.get(), noise(1, 1, 1)); }),
                   "IPP exception: ippStsNullPtrErr: Null pointer error")
             << rate;
         sorvaneResetProcessorState(handle.get());
@@ -178,49 +149,27 @@ TEST(ProcessorCalls, RatesThatAreNotAboveZeroFailAtTheFirstFullFrame) {
 }
 
 TEST(ProcessorCalls, OddSizesAndCountsDoNoHarm) {
-    const auto use = [](const ModelFile& model, int channels, double rate) {
-        try {
-            const ProcessorHandle handle = makeProcessor(model, channels, rate);
+    const auto use = [](const ModelFile& model, int numSamples) {
+        static_cast<void>(errorOf([&] {
+            const ProcessorHandle handle = makeProcessor(model, 2, 48000.0);
             if (handle == nullptr)
                 return;
-            const int length = model.hop == 1 ? 20 : 1500;
-            push(handle.get(), noise(std::max(channels, 1), length, 1, 0.5));
-            pull(handle.get(), static_cast<std::size_t>(std::max(channels, 1)));
+            push(handle.get(), noise(2, numSamples, 1));
+            pull(handle.get(), 2);
             sorvaneResetProcessorState(handle.get());
-            SorvaneModelInfo info;
-            ::sorvaneGetProcessorInfo(handle.get(), &info);
-        } catch (const std::exception&) {
-        }
+        }));
     };
-    for (const int fft : {-512, 0, 1, 2, 65, 500, 512, 32767})
-        for (const int frame : {-1, 0, 1, 2, 65, 511, 512, 32767})
-            for (const int hop : {-256, 0, 1, 100, 170, 256, 257, 512, 600, 32767}) {
-                ModelFile model;
-                model.fftLength = fft;
-                model.frameLength = frame;
-                model.hop = hop;
-                use(model, 1, 48000.0);
-            }
-    for (const double rate :
-         {1e-300, 1.0, 187.5, 1e6, 1e300, std::numeric_limits<double>::infinity()})
-        use(ModelFile(), 1, rate);
-    for (const double rate : {-1.0, 0.0, 1e-300, 1e300, std::numeric_limits<double>::infinity()}) {
-        ModelFile model;
-        model.sampleRate = rate;
-        use(model, 1, 48000.0);
-    }
-    for (const int channels : {-1, 0, 11, 100})
-        use(ModelFile(), channels, 48000.0);
+    for (const int fft : {1, 65, 500, 512, 32767})
+        for (const int frame : {1, 2, 65, 511, 512})
+            for (const int hop : {1, 100, 170, 257, 512, 600, 32767})
+                use({.fftLength = fft, .frameLength = frame, .hop = hop}, hop == 1 ? 20 : 1500);
     for (const int channels : {-128, -1, 0, 3, 127})
         for (const int masks : {-128, -1, 0, 2, 127}) {
-            ModelFile model;
-            model.numInputChannels = channels;
-            model.numMasks = masks;
+            ModelFile model{.numInputChannels = channels, .numMasks = masks};
             model.outputNames.assign(static_cast<std::size_t>(std::max(masks + 1, 0)), "bus");
-            use(model, 2, 48000.0);
-            model.numInputChannels = 1;
-            model.numOutputChannels = channels;
-            use(model, 2, 48000.0);
+            use(model, 1500);
+            std::swap(model.numInputChannels, model.numOutputChannels);
+            use(model, 1500);
         }
 }
 
@@ -334,11 +283,6 @@ TEST(ProcessorCalls, ParameterRanges) {
         float low = 7;
         float high = 8;
         sorvaneGetParameterRange(handle.get(), entry.id, &low, &high);
-        EXPECT_EQ(low, entry.low) << entry.id;
-        EXPECT_EQ(high, entry.high) << entry.id;
-        low = 7;
-        high = 8;
-        static_cast<ProcessorState*>(handle.get())->getParameterRange(entry.id, &low, &high);
         EXPECT_EQ(low, entry.low) << entry.id;
         EXPECT_EQ(high, entry.high) << entry.id;
     }

@@ -1,5 +1,6 @@
 #include "faults/interposer.h"
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -13,16 +14,9 @@ namespace {
 
 using sorvane::test::Fault;
 
-struct Counters {
-    std::atomic<std::int64_t> allocations{0};
-    std::atomic<std::int64_t> releases{0};
-    std::atomic<std::int64_t> locks{0};
-    std::atomic<std::int64_t> waits{0};
-    std::atomic<std::int64_t> fileCalls{0};
-    std::atomic<std::int64_t> threads{0};
-};
+enum Call { allocation, release, lock, wait, fileCall, thread, numCalls };
 
-Counters counters;
+std::array<std::atomic<std::int64_t>, numCalls> counters;
 std::atomic<bool> counting = false;
 std::atomic<std::int64_t> live = 0;
 
@@ -32,9 +26,9 @@ bool plannedForever;
 std::atomic<int> callsLeft = 0; // until the first that fails
 std::atomic<bool> failed = false;
 
-void count(std::atomic<std::int64_t> Counters::*counter) {
+void count(Call call) {
     if (counting)
-        ++(counters.*counter);
+        ++counters[call];
 }
 
 bool mustFail(Fault kind) {
@@ -51,17 +45,26 @@ bool mustFail(Fault kind) {
 
 extern "C" {
 
+// A call that is counted and handed on.
+#define SORVANE_COUNTED(call, result, name, parameters, arguments)                                 \
+    result __real_##name parameters;                                                               \
+    result __wrap_##name parameters {                                                              \
+        count(call);                                                                               \
+        return __real_##name arguments;                                                            \
+    }
+
+SORVANE_COUNTED(lock, int, pthread_mutex_lock, (pthread_mutex_t * mutex), (mutex))
+SORVANE_COUNTED(fileCall, int, open, (const char* path, int flags, int mode), (path, flags, mode))
+SORVANE_COUNTED(fileCall, int, close, (int file), (file))
+SORVANE_COUNTED(fileCall, off_t, lseek, (int file, off_t to, int origin), (file, to, origin))
+SORVANE_COUNTED(fileCall, int, fstat, (int file, struct stat* status), (file, status))
+
 void* __real_malloc(std::size_t size);
 void __real_free(void* block);
-int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
-int __real_open(const char* path, int flags, int mode);
-int __real_close(int file);
 ssize_t __real_read(int file, void* buffer, std::size_t size);
-off_t __real_lseek(int file, off_t offset, int origin);
-int __real_fstat(int file, struct stat* status);
 
 void* __wrap_malloc(std::size_t size) {
-    count(&Counters::allocations);
+    count(allocation);
     void* const block = mustFail(Fault::allocation) ? nullptr : __real_malloc(size);
     if (block)
         ++live;
@@ -70,44 +73,19 @@ void* __wrap_malloc(std::size_t size) {
 
 void __wrap_free(void* block) {
     if (block) {
-        count(&Counters::releases);
+        count(release);
         --live;
     }
     __real_free(block);
 }
 
-int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
-    count(&Counters::locks);
-    return __real_pthread_mutex_lock(mutex);
-}
-
-int __wrap_open(const char* path, int flags, int mode) {
-    count(&Counters::fileCalls);
-    return __real_open(path, flags, mode);
-}
-
-int __wrap_close(int file) {
-    count(&Counters::fileCalls);
-    return __real_close(file);
-}
-
 ssize_t __wrap_read(int file, void* buffer, std::size_t size) {
-    count(&Counters::fileCalls);
+    count(fileCall);
     if (mustFail(Fault::read)) {
         errno = EIO;
         return -1;
     }
     return __real_read(file, buffer, size);
-}
-
-off_t __wrap_lseek(int file, off_t offset, int origin) {
-    count(&Counters::fileCalls);
-    return __real_lseek(file, offset, origin);
-}
-
-int __wrap_fstat(int file, struct stat* status) {
-    count(&Counters::fileCalls);
-    return __real_fstat(file, status);
 }
 
 // std::thread's start, std::condition_variable's wait and a future's: what they are called by the
@@ -123,14 +101,14 @@ void SORVANE_REAL(SORVANE_THREAD_START)(void* thread, void* state, void (*depend
 void SORVANE_REAL(SORVANE_CONDITION_WAIT)(void* condition, void* lock);
 
 void SORVANE_WRAPPED(SORVANE_THREAD_START)(void* thread, void* state, void (*depend)()) {
-    count(&Counters::threads);
+    count(Call::thread);
     if (mustFail(Fault::thread))
         throw std::system_error(EAGAIN, std::generic_category());
     SORVANE_REAL(SORVANE_THREAD_START)(thread, state, depend);
 }
 
 void SORVANE_WRAPPED(SORVANE_CONDITION_WAIT)(void* condition, void* lock) {
-    count(&Counters::waits);
+    count(Call::wait);
     SORVANE_REAL(SORVANE_CONDITION_WAIT)(condition, lock);
 }
 
@@ -153,16 +131,15 @@ void operator delete(void* block, std::size_t /*size*/) noexcept {
 namespace sorvane::test {
 
 void startCounting() {
-    for (auto* counter : {&counters.allocations, &counters.releases, &counters.locks,
-                          &counters.waits, &counters.fileCalls, &counters.threads})
-        *counter = 0;
+    for (auto& counter : counters)
+        counter = 0;
     counting = true;
 }
 
 SystemCalls stopCounting() {
     counting = false;
-    return {counters.allocations, counters.releases,  counters.locks,
-            counters.waits,       counters.fileCalls, counters.threads};
+    return {counters[allocation], counters[release],  counters[lock],
+            counters[wait],       counters[fileCall], counters[thread]};
 }
 
 FaultPlan::FaultPlan(Fault kind, int first, bool forever) {

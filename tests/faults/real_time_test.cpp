@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <iostream>
 
 // What adds and gets of a steady stream ask of the system.
 namespace sorvane::test {
@@ -46,8 +46,6 @@ public:
         }
     }
 
-    [[nodiscard]] void* handle() const { return m_handle.get(); }
-
 private:
     ProcessorHandle m_handle;
     std::vector<int> m_sizes;
@@ -64,36 +62,28 @@ constexpr int numFrames = 1000;
 SystemCalls count(Stream& stream, int hop) {
     startCounting();
     stream.run(std::int64_t{numFrames} * hop);
-    const SystemCalls calls = stopCounting();
-    return calls;
+    return stopCounting();
 }
 
 void print(const std::string& name, const SystemCalls& calls) {
-    std::printf("%-44s over %d frames: %lld allocations, %lld releases, %lld locks, %lld waits, "
-                "%lld file calls\n",
-                name.c_str(), numFrames, static_cast<long long>(calls.allocations),
-                static_cast<long long>(calls.releases), static_cast<long long>(calls.locks),
-                static_cast<long long>(calls.waits), static_cast<long long>(calls.fileCalls));
+    std::cout << name << " over " << numFrames << " frames: " << calls.allocations
+              << " allocations, " << calls.releases << " releases, " << calls.locks << " locks, "
+              << calls.waits << " waits, " << calls.fileCalls << " file calls\n";
 }
 
 ModelFile lookAhead(int frames) {
-    ModelFile model;
-    model.layers = {
-        conv("a", "input", {{1, 1, 1, 1}, {0.5F}}, {}, {.delay = frames}),
-    };
-    model.outputSource = "a";
-    return model;
+    const FileTensor half{{1, 1, 1, 1}, {0.5F}};
+    return {.layers = {conv("a", "input", half, {}, {.delay = frames})}, .outputSource = "a"};
 }
 
 ModelFile stems() {
-    ModelFile model{.inputPacking = {.code = 4, .bins = 257},
-                    .outputMode = 1,
-                    .numMasks = 2,
-                    .outputNames = {"Voice", "Drums", "Rest"},
-                    .outputPacking = {.code = 4, .bins = 257}};
-    model.layers = {conv("a", "input", constantTensor({2, 3, 2, 4}, 0.1F), {})};
-    model.outputSource = "a";
-    return model;
+    return {.inputPacking = {.code = 4, .bins = 257},
+            .outputMode = 1,
+            .numMasks = 2,
+            .outputNames = {"Voice", "Drums", "Rest"},
+            .outputPacking = {.code = 4, .bins = 257},
+            .layers = {conv("a", "input", constantTensor({2, 3, 2, 4}, 0.1F), {})},
+            .outputSource = "a"};
 }
 
 } // namespace
@@ -131,8 +121,7 @@ TEST(RealTime, ASteadyStreamOfOneModelAsksNothingOfTheSystem) {
                                      (sizes.size() > 1 ? "odd sizes" : std::to_string(sizes[0]));
             if (sizes.size() > 1 || calls.allocations > 0)
                 print(name, calls);
-            EXPECT_EQ(calls.allocations, 0) << name;
-            EXPECT_EQ(calls.releases, 0) << name;
+            EXPECT_EQ(calls.allocations + calls.releases, 0) << name;
             EXPECT_EQ(calls.locks + calls.waits + calls.fileCalls + calls.threads, 0) << name;
         }
 }

@@ -13,34 +13,26 @@ namespace sorvane::test {
 namespace {
 
 // Explicit instantiation may name private members: this lets the tests set the counters.
-template <typename Tag, typename Tag::Counter member>
+template <typename Layer>
+using Counter = std::int64_t Layer::*;
+Counter<PreNormLayer<float>> counterOf(PreNormLayer<float>*);
+Counter<SeparableChannelConvLayer<float>> counterOf(SeparableChannelConvLayer<float>*);
+template <typename Layer, Counter<Layer> member>
 struct Opener {
-    friend typename Tag::Counter counterOf(Tag) { return member; }
+    friend Counter<Layer> counterOf(Layer* /*layer*/) { return member; }
 };
-struct PreNormCounter {
-    using Layer = PreNormLayer<float>;
-    using Counter = std::int64_t Layer::*;
-    friend Counter counterOf(PreNormCounter);
-};
-struct SeparableCounter {
-    using Layer = SeparableChannelConvLayer<float>;
-    using Counter = std::int64_t Layer::*;
-    friend Counter counterOf(SeparableCounter);
-};
-template struct Opener<PreNormCounter, &PreNormLayer<float>::position>;
-template struct Opener<SeparableCounter, &SeparableChannelConvLayer<float>::frameCount>;
+template struct Opener<PreNormLayer<float>, &PreNormLayer<float>::position>;
+template struct Opener<SeparableChannelConvLayer<float>,
+                       &SeparableChannelConvLayer<float>::frameCount>;
 
 constexpr int windowLength = 5;
 
-template <typename Tag>
+template <typename Layer>
 std::vector<float> runFrom(const FileLayer& layer, std::int64_t count) {
-    ModelFile file;
-    file.layers = {layer};
-    file.outputSource = layer.name;
     NeuralModel<float> model;
-    EXPECT_TRUE(load(model, file.bytes()));
-    auto& counted = dynamic_cast<typename Tag::Layer&>(*model.layers.at(layer.name));
-    counted.*counterOf(Tag()) = count;
+    EXPECT_TRUE(load(model, ModelFile{.layers = {layer}, .outputSource = layer.name}.bytes()));
+    auto* const counted = dynamic_cast<Layer*>(model.layers.at(layer.name).get());
+    counted->*counterOf(counted) = count;
     std::vector<float> results;
     for (unsigned frame = 0; frame < 12; ++frame) {
         const Tensor32 result = run(model, makeTensor({1, 3, 2}, noise(1, 6, frame)[0]));
@@ -60,9 +52,10 @@ TEST(FrameCounters, GoOnPastThirtyTwoBits) {
                                    std::int64_t{std::numeric_limits<std::uint32_t>::max()}}) {
         const std::int64_t start = end - 4;
         const std::int64_t same = windowLength + start % windowLength; // the same slot of the ring
-        EXPECT_EQ(runFrom<PreNormCounter>(level, start), runFrom<PreNormCounter>(level, same));
-        EXPECT_EQ(runFrom<SeparableCounter>(filter, start),
-                  runFrom<SeparableCounter>(filter, same));
+        EXPECT_EQ(runFrom<PreNormLayer<float>>(level, start),
+                  runFrom<PreNormLayer<float>>(level, same));
+        EXPECT_EQ(runFrom<SeparableChannelConvLayer<float>>(filter, start),
+                  runFrom<SeparableChannelConvLayer<float>>(filter, same));
     }
 }
 

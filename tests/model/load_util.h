@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/neural_model.h"
+#include "util/error_of.h"
 #include "util/memory_stream.h"
 #include "util/model_file.h"
 

@@ -7,16 +7,6 @@
 
 namespace sorvane::test {
 
-TEST(ModelRun, ADefaultModelPassesTensorsThrough) {
-    NeuralModel<float> model;
-    std::vector<float> values(24);
-    for (std::size_t i = 0; i < values.size(); ++i)
-        values[i] = static_cast<float>(i);
-    const Tensor32 result = run(model, makeTensor({2, 3, 4}, values));
-    EXPECT_EQ(result.shape, (std::vector<int>{2, 3, 4}));
-    EXPECT_EQ(valuesOf(result), values);
-}
-
 TEST(ModelRun, CollectJoinsWhatWaits) {
     NeuralModel<float> model;
     EXPECT_TRUE(model.outputLayer->collect().shape.empty());
@@ -65,29 +55,6 @@ TEST(ModelRun, AJoinTakesFramesFromItsInputsAlone) {
     const Tensor32 frame = makeTensor({1, 1, 1}, {3});
     EXPECT_FALSE(model.layers.at("a")->forward(frame, nullptr));
     EXPECT_EQ(valuesOf(run(model, frame)), std::vector<float>{3});
-}
-
-TEST(ModelRun, StridesHoldFramesBackAndResetStartsOver) {
-    // y[n] = x[n - 1] + 10 x[n] at n = 1, 3, 5...
-    ModelFile file;
-    file.layers = {conv("a", "input", {{2, 1, 1, 1}, {1, 10}}, {}, {.strideT = 2, .delay = 1})};
-    file.outputSource = "a";
-    NeuralModel<float> model;
-    ASSERT_TRUE(load(model, file.bytes()));
-    for (int pass = 0; pass < 2; ++pass) {
-        std::vector<float> results;
-        for (int n = 0; n < 6; ++n) {
-            const Tensor32 result = run(model, makeTensor({1, 1, 1}, {static_cast<float>(n + 1)}));
-            EXPECT_EQ(result.shape.empty(), n % 2 == 0) << n;
-            if (!result.shape.empty())
-                results.push_back(result.elements()[0]);
-        }
-        EXPECT_EQ(results, (std::vector<float>{21, 43, 65}));
-        run(model, makeTensor({1, 1, 1}, {100}));
-        model.reset();
-    }
-    EXPECT_EQ(valuesOf(run(model, makeTensor({6, 1, 1}, {1, 2, 3, 4, 5, 6}))),
-              (std::vector<float>{21, 43, 65}));
 }
 
 } // namespace sorvane::test

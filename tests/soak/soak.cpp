@@ -55,53 +55,44 @@ const std::vector<float> loop = noise(1, 60 * sampleRate + 4096, 11)[0];
 class Stream {
 public:
     Stream(const Library& library, const char* model)
-        : m_create(SORVANE_FIND(library, sorvaneCreateProcessor)),
-          m_delete(SORVANE_FIND(library, sorvaneDeleteProcessor)),
-          m_add(SORVANE_FIND(library, sorvaneAddAudioInterleaved)),
-          m_get(SORVANE_FIND(library, sorvaneGetAudioInterleaved)),
-          m_pending(SORVANE_FIND(library, sorvaneGetNumOfPendingSamples)),
-          m_reset(SORVANE_FIND(library, sorvaneResetProcessorState)),
-          m_set(SORVANE_FIND(library, sorvaneSetParameterValue)),
-          m_handle(m_create(model, 1, sampleRate)) {
+        : m_library(library),
+          m_handle(SORVANE_FIND(library, sorvaneCreateProcessor)(model, 1, sampleRate)) {
         if (!m_handle)
             throw std::runtime_error("no processor");
-        m_set(m_handle, SORVANE_BUS_GAIN + 1, 0.25F);
+        SORVANE_FIND(library, sorvaneSetParameterValue)(m_handle, SORVANE_BUS_GAIN + 1, 0.25F);
     }
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
-    ~Stream() { m_delete(m_handle); }
+    ~Stream() { SORVANE_FIND(m_library, sorvaneDeleteProcessor)(m_handle); }
 
     /// Pushes samples of the endless loop, in blocks of odd sizes; calls
     /// `use(samples, count)` for what comes out.
     template <typename Use>
     void run(std::int64_t numSamples, Use use) {
+        const auto add = SORVANE_FIND(m_library, sorvaneAddAudioInterleaved);
+        const auto get = SORVANE_FIND(m_library, sorvaneGetAudioInterleaved);
+        const auto pendingOf = SORVANE_FIND(m_library, sorvaneGetNumOfPendingSamples);
         for (; numSamples > 0;) {
             const int size = 1 + static_cast<int>(m_position * 7919 % 4096);
             const auto start = static_cast<std::size_t>(m_position) % (loop.size() - 4096);
-            m_add(m_handle, loop.data() + start, size);
+            add(m_handle, loop.data() + start, size);
             m_position += size;
             numSamples -= size;
-            const int pending = m_pending(m_handle);
+            const int pending = pendingOf(m_handle);
             m_output.resize(static_cast<std::size_t>(pending));
-            if (!m_get(m_handle, m_output.data(), pending))
+            if (!get(m_handle, m_output.data(), pending))
                 throw std::runtime_error("pending audio was refused");
             use(m_output.data(), pending);
         }
     }
 
     void reset() {
-        m_reset(m_handle);
+        SORVANE_FIND(m_library, sorvaneResetProcessorState)(m_handle);
         m_position = 0;
     }
 
 private:
-    decltype(&sorvaneCreateProcessor) m_create;
-    decltype(&sorvaneDeleteProcessor) m_delete;
-    decltype(&sorvaneAddAudioInterleaved) m_add;
-    decltype(&sorvaneGetAudioInterleaved) m_get;
-    decltype(&sorvaneGetNumOfPendingSamples) m_pending;
-    decltype(&sorvaneResetProcessorState) m_reset;
-    decltype(&sorvaneSetParameterValue) m_set;
+    const Library& m_library;
     std::vector<float> m_output = std::vector<float>(8192);
     std::int64_t m_position = 0;
     void* m_handle;

@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <random>
 #include <sndfile.h>
 
@@ -42,11 +41,8 @@ int main(int argc, char** argv) {
         std::fputs("usage: make_long_run MODEL AUDIO SECONDS\n", stderr);
         return 2;
     }
-    const std::vector<std::uint8_t> model = uNetwork().bytes();
-    std::ofstream file(argv[1], std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(model.data()),
-               static_cast<std::streamsize>(model.size()));
-    if (!file.flush() || !writeNoise(argv[2], std::atoi(argv[3]))) {
+    TempFile::writeFile(argv[1], uNetwork().bytes());
+    if (!writeNoise(argv[2], std::atoi(argv[3]))) {
         std::fputs("make_long_run: can't write\n", stderr);
         return 1;
     }

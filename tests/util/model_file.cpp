@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 namespace sorvane::test {
 
@@ -19,10 +20,6 @@ void FileImage::overwrite(std::string_view name, std::int64_t value) {
     const FileField& entry = field(name);
     for (std::size_t i = 0; i < entry.size; ++i)
         bytes[entry.offset + i] = static_cast<std::uint8_t>((i < 8 ? value >> (8 * i) : 0) & 0xFF);
-}
-
-std::vector<std::uint8_t> FileImage::firstBytes(std::size_t count) const {
-    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count)};
 }
 
 FileTensor constantTensor(const std::vector<int>& shape, float value) {
@@ -50,14 +47,19 @@ std::uint16_t halfFromFloat(float value) {
     return static_cast<std::uint16_t>(sign | std::min(bits, 0x7FFFU));
 }
 
+// Appends the low bytes of `value`, little-endian.
+static void append(std::vector<std::uint8_t>& bytes, std::int64_t value, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i)
+        bytes.push_back(static_cast<std::uint8_t>((value >> (8 * i)) & 0xFF));
+}
+
 void FileWriter::begin(const std::string& name, std::size_t size) {
     m_image.fields.push_back({m_image.bytes.size(), size, m_prefix + name});
 }
 
 void FileWriter::integer(const std::string& name, std::int64_t value, std::size_t size) {
     begin(name, size);
-    for (std::size_t i = 0; i < size; ++i)
-        m_image.bytes.push_back(static_cast<std::uint8_t>((value >> (8 * i)) & 0xFF));
+    append(m_image.bytes, value, size);
 }
 
 void FileWriter::f32(const std::string& name, float value) {
@@ -68,14 +70,10 @@ void FileWriter::f64(const std::string& name, double value) {
     integer(name, std::bit_cast<std::int64_t>(value), 8);
 }
 
-void FileWriter::raw(const std::string& name, const std::vector<std::uint8_t>& bytes) {
-    begin(name, bytes.size());
-    m_image.bytes.insert(m_image.bytes.end(), bytes.begin(), bytes.end());
-}
-
 void FileWriter::string(const std::string& name, const std::string& value) {
     i32(name + ".count", static_cast<std::int64_t>(value.size()));
-    raw(name, {value.begin(), value.end()});
+    begin(name, value.size());
+    m_image.bytes.insert(m_image.bytes.end(), value.begin(), value.end());
 }
 
 void FileWriter::tensor(const std::string& name, const FileTensor& tensor) {
@@ -86,18 +84,14 @@ void FileWriter::tensor(const std::string& name, const FileTensor& tensor) {
     for (std::size_t i = 0; i < tensor.shape.size(); ++i)
         i32(name + ".dims[" + std::to_string(i) + "]", tensor.shape[i]);
 
-    std::vector<std::uint8_t> data;
-    const auto append = [&](std::uint32_t bits, int size) {
-        for (int i = 0; i < size; ++i)
-            data.push_back(static_cast<std::uint8_t>((bits >> (8 * i)) & 0xFF));
-    };
-    for (const float value : tensor.values) {
-        if (!storageStored || tensor.storage == 1)
-            append(std::bit_cast<std::uint32_t>(value), 4);
-        else if (tensor.storage == 0)
-            append(halfFromFloat(value), 2);
-    }
-    raw(name + ".data", data);
+    const std::size_t size = !storageStored || tensor.storage == 1 ? 4
+                             : tensor.storage == 0                 ? 2
+                                                                   : 0;
+    begin(name + ".data", size * tensor.values.size());
+    for (const float value : tensor.values)
+        append(m_image.bytes,
+               size == 4 ? std::bit_cast<std::int32_t>(value) : std::int64_t{halfFromFloat(value)},
+               size);
 }
 
 static void writeConvParameters(FileWriter& writer, const ConvParameters& parameters) {
@@ -108,25 +102,34 @@ static void writeConvParameters(FileWriter& writer, const ConvParameters& parame
     writer.i8("delay", parameters.delay);
 }
 
+using Tensors = std::vector<std::pair<std::string, FileTensor>>;
+
+// A layer of one input that stores tensors and then what `rest` writes.
+static FileLayer layerOf(int kind, const std::string& name, const std::string& input,
+                         const Tensors& tensors,
+                         const std::function<void(FileWriter&)>& rest = {}) {
+    return {name, kind, {input}, [=](FileWriter& writer) {
+                for (const auto& [field, tensor] : tensors)
+                    writer.tensor(field, tensor);
+                if (rest)
+                    rest(writer);
+            }};
+}
+
 FileLayer conv(const std::string& name, const std::string& input, const FileTensor& weights,
                const FileTensor& bias, const ConvParameters& parameters) {
-    return {name, 2, {input}, [=](FileWriter& writer) {
-                writer.tensor("weights", weights);
-                writer.tensor("bias", bias);
-                writeConvParameters(writer, parameters);
-            }};
+    return layerOf(2, name, input, {{"weights", weights}, {"bias", bias}},
+                   [=](FileWriter& writer) { writeConvParameters(writer, parameters); });
 }
 
 FileLayer transposedConv(const std::string& name, const std::string& input,
                          const FileTensor& weights, const FileTensor& bias, int outputChannels,
                          const ConvParameters& parameters) {
-    return {name, 3, {input}, [=](FileWriter& writer) {
-                writer.tensor("weights", weights);
-                writer.tensor("bias", bias);
-                if (writer.version() >= 0x1008)
-                    writer.i16("outputChannels", outputChannels);
-                writeConvParameters(writer, parameters);
-            }};
+    return layerOf(3, name, input, {{"weights", weights}, {"bias", bias}}, [=](FileWriter& writer) {
+        if (writer.version() >= 0x1008)
+            writer.i16("outputChannels", outputChannels);
+        writeConvParameters(writer, parameters);
+    });
 }
 
 FileLayer activation(const std::string& name, int kind, const std::string& input) {
@@ -134,21 +137,18 @@ FileLayer activation(const std::string& name, int kind, const std::string& input
 }
 
 FileLayer leakyReLU(const std::string& name, const std::string& input, float slope) {
-    return {name, 12, {input}, [=](FileWriter& writer) { writer.f32("slope", slope); }};
+    return layerOf(12, name, input, {}, [=](FileWriter& writer) { writer.f32("slope", slope); });
 }
 
 FileLayer norm(const std::string& name, const std::string& input, int mode, const FileTensor& scale,
                const FileTensor& bias) {
-    return {name, 7, {input}, [=](FileWriter& writer) {
-                if (writer.version() >= 0x100A) {
-                    writer.i8("mode", mode);
-                    writer.tensor("scale", scale);
-                    writer.tensor("bias", bias);
-                } else {
-                    writer.tensor("bias", bias);
-                    writer.tensor("scale", scale);
-                }
-            }};
+    return layerOf(7, name, input, {}, [=](FileWriter& writer) {
+        const bool current = writer.version() >= 0x100A;
+        if (current)
+            writer.i8("mode", mode);
+        writer.tensor(current ? "scale" : "bias", current ? scale : bias);
+        writer.tensor(current ? "bias" : "scale", current ? bias : scale);
+    });
 }
 
 FileLayer concat(const std::string& name, const Inputs& inputs) {
@@ -161,56 +161,49 @@ FileLayer arithmetic(const std::string& name, const Inputs& inputs, int operatio
 
 FileLayer dense(const std::string& name, const std::string& input, const FileTensor& weights,
                 const FileTensor& bias) {
-    return {name, 14, {input}, [=](FileWriter& writer) {
-                writer.tensor("weights", weights);
-                writer.tensor("bias", bias);
-            }};
+    return layerOf(14, name, input, {{"weights", weights}, {"bias", bias}});
 }
 
 FileLayer separableChannelConv(const std::string& name, const std::string& input,
                                const FileTensor& timeTaps, const FileTensor& freqTaps) {
-    return {name, 15, {input}, [=](FileWriter& writer) {
-                writer.tensor("timeTaps", timeTaps);
-                writer.tensor("freqTaps", freqTaps);
-            }};
+    return layerOf(15, name, input, {{"timeTaps", timeTaps}, {"freqTaps", freqTaps}});
 }
 
 FileLayer preNorm(const std::string& name, const std::string& input, const FileTensor& window) {
-    return {name, 16, {input}, [=](FileWriter& writer) { writer.tensor("window", window); }};
+    return layerOf(16, name, input, {{"window", window}});
 }
 
 FileLayer arPreNorm(const std::string& name, const std::string& input, float attack, float release,
                     float epsilon) {
-    return {name, 23, {input}, [=](FileWriter& writer) {
-                writer.f32("attack", attack);
-                writer.f32("release", release);
-                writer.f32("epsilon", epsilon);
-            }};
+    return layerOf(23, name, input, {}, [=](FileWriter& writer) {
+        writer.f32("attack", attack);
+        writer.f32("release", release);
+        writer.f32("epsilon", epsilon);
+    });
 }
 
 FileLayer selfAttention(const std::string& name, const std::string& input,
                         const FileTensor& attention, const FileTensor& bias, int delay,
                         const FileTensor& timeTaps) {
-    return {name, 19, {input}, [=](FileWriter& writer) {
-                writer.tensor("attention", attention);
-                writer.tensor("bias", bias);
-                if (writer.version() >= 0x1007) {
-                    writer.i8("delay", delay);
-                    writer.tensor("timeTaps", timeTaps);
-                }
-            }};
+    return layerOf(19, name, input, {{"attention", attention}, {"bias", bias}},
+                   [=](FileWriter& writer) {
+                       if (writer.version() < 0x1007)
+                           return;
+                       writer.i8("delay", delay);
+                       writer.tensor("timeTaps", timeTaps);
+                   });
 }
 
 FileLayer frequencyRescale(const std::string& name, const std::string& input,
                            const std::vector<RescaleBand>& bands) {
-    return {name, 22, {input}, [=](FileWriter& writer) {
-                writer.i16("bandCount", static_cast<int>(bands.size()));
-                for (std::size_t i = 0; i < bands.size(); ++i) {
-                    const std::string band = "bands[" + std::to_string(i) + "]";
-                    writer.i16(band + ".start", bands[i].start);
-                    writer.tensor(band + ".weights", bands[i].weights);
-                }
-            }};
+    return layerOf(22, name, input, {}, [=](FileWriter& writer) {
+        writer.i16("bandCount", static_cast<int>(bands.size()));
+        for (std::size_t i = 0; i < bands.size(); ++i) {
+            const std::string band = "bands[" + std::to_string(i) + "]";
+            writer.i16(band + ".start", bands[i].start);
+            writer.tensor(band + ".weights", bands[i].weights);
+        }
+    });
 }
 
 static void writePacking(FileWriter& writer, const std::string& side, const FilePacking& packing) {

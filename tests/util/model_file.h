@@ -33,7 +33,6 @@ struct FileImage {
     const FileField& field(std::string_view name) const;
     // Writes the low bytes of `value`, as many as the field has, little-endian.
     void overwrite(std::string_view name, std::int64_t value);
-    std::vector<std::uint8_t> firstBytes(std::size_t count) const;
 };
 
 struct FileTensor {
@@ -64,7 +63,6 @@ public:
     void f64(const std::string& name, double value);
     void string(const std::string& name, const std::string& value);
     void tensor(const std::string& name, const FileTensor& tensor);
-    void raw(const std::string& name, const std::vector<std::uint8_t>& bytes);
 
 private:
     void integer(const std::string& name, std::int64_t value, std::size_t size);

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "engine/sorvane_engine.h"
+#include "util/error_of.h"
 #include "util/model_file.h"
 #include "util/signals.h"
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace sorvane::test {

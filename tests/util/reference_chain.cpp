@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <list>
 #include <numbers>
 #include <utility>
 
@@ -103,7 +104,7 @@ Row directInverse(const SpectrumRow& bins) {
     return samples;
 }
 
-Row hannWindow(int length) {
+static Row hannWindow(int length) {
     Row window;
     for (int n = 0; n < length; ++n)
         window.push_back(0.5 - 0.5 * std::cos((n + 0.5) * 2.0 * pi / length));
@@ -114,7 +115,7 @@ static bool framesAreLong(const TransformSizes& sizes) {
     return sizes.frameLength >= 3 * sizes.hop;
 }
 
-Row analysisWindow(const TransformSizes& sizes) {
+static Row analysisWindow(const TransformSizes& sizes) {
     Row window = hannWindow(sizes.frameLength);
     if (!framesAreLong(sizes))
         for (double& value : window)
@@ -122,7 +123,7 @@ Row analysisWindow(const TransformSizes& sizes) {
     return window;
 }
 
-Row synthesisWindow(const TransformSizes& sizes) {
+static Row synthesisWindow(const TransformSizes& sizes) {
     if (!framesAreLong(sizes)) {
         Row window = analysisWindow(sizes);
         for (double& value : window)
@@ -256,7 +257,7 @@ Spectrum unpackFrame(const ModelFile& model, const PackedFrame& packed, int bins
     return result;
 }
 
-Spectrum adaptChannels(const Spectrum& signal, std::size_t channels) {
+static Spectrum adaptChannels(const Spectrum& signal, std::size_t channels) {
     if (signal.size() == channels)
         return signal;
     Spectrum mono = {signal[0]};
@@ -266,7 +267,7 @@ Spectrum adaptChannels(const Spectrum& signal, std::size_t channels) {
     return Spectrum(std::max<std::size_t>(channels, 1), mono[0]);
 }
 
-Spectrum applySensitivity(const Spectrum& mask, double sensitivity) {
+static Spectrum applySensitivity(const Spectrum& mask, double sensitivity) {
     const double g = std::exp(sensitivity * 0.0075);
     Spectrum result = mask;
     for (SpectrumRow& row : result)
@@ -278,11 +279,27 @@ Spectrum applySensitivity(const Spectrum& mask, double sensitivity) {
     return result;
 }
 
-ReferenceChain::ReferenceChain(ModelFile modelFile, Network modelNetwork,
-                               ChainSettings chainSettings)
-    : model(std::move(modelFile)),
-      network(std::move(modelNetwork)),
-      settings(std::move(chainSettings)) {}
+namespace {
+
+class ReferenceChain {
+public:
+    ReferenceChain(ModelFile modelFile, Network modelNetwork, ChainSettings chainSettings)
+        : model(std::move(modelFile)),
+          network(std::move(modelNetwork)),
+          settings(std::move(chainSettings)) {}
+
+    // One frame of the host's channels in, zero or more out.
+    std::vector<Spectrum> operator()(const Spectrum& frame);
+
+private:
+    Spectrum mix(const Spectrum& input);
+
+    ModelFile model;
+    Network network;
+    ChainSettings settings;
+    std::list<Spectrum> pendingFrames;
+    std::list<std::vector<Spectrum>> results; // [time][mask]
+};
 
 std::vector<Spectrum> ReferenceChain::operator()(const Spectrum& frame) {
     pendingFrames.push_back(frame);
@@ -332,6 +349,7 @@ Spectrum ReferenceChain::mix(const Spectrum& input) {
     return sum;
 }
 
+// The model's sizes scaled to the host's rate.
 TransformSizes hostSizes(const ModelFile& model, double hostRate) {
     const double octaves = std::ceil(std::log(hostRate / model.sampleRate) / std::log(2.0));
     const auto scale = [&](int size) {
@@ -339,6 +357,8 @@ TransformSizes hostSizes(const ModelFile& model, double hostRate) {
     };
     return {scale(model.fftLength), scale(model.frameLength), scale(model.hop)};
 }
+
+} // namespace
 
 Rows referenceProcess(const ModelFile& model, const Network& network, const ChainSettings& settings,
                       double hostRate, const AudioRows& input) {

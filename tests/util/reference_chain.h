@@ -5,7 +5,6 @@
 
 #include <complex>
 #include <functional>
-#include <list>
 #include <vector>
 
 // The road of the audio in double precision, written to be checked by eye: whole signals, direct
@@ -32,10 +31,6 @@ struct TransformSizes {
     int hop = 0;
 };
 
-Row hannWindow(int length);
-Row analysisWindow(const TransformSizes& sizes);
-Row synthesisWindow(const TransformSizes& sizes);
-
 using SpectralStage = std::function<std::vector<Spectrum>(const Spectrum&)>;
 
 // All that a stream of `input` gives.
@@ -61,29 +56,6 @@ struct ChainSettings {
     std::vector<double> sensitivities;
     bool extendBand = true;
 };
-
-class ReferenceChain {
-public:
-    ReferenceChain(ModelFile modelFile, Network modelNetwork, ChainSettings chainSettings);
-
-    // One frame of the host's channels in, zero or more out.
-    std::vector<Spectrum> operator()(const Spectrum& frame);
-
-private:
-    Spectrum mix(const Spectrum& input);
-
-    ModelFile model;
-    Network network;
-    ChainSettings settings;
-    std::list<Spectrum> pendingFrames;
-    std::list<std::vector<Spectrum>> results; // [time][mask]
-};
-
-Spectrum adaptChannels(const Spectrum& signal, std::size_t channels);
-Spectrum applySensitivity(const Spectrum& mask, double sensitivity);
-
-// The model's sizes scaled to the host's rate.
-TransformSizes hostSizes(const ModelFile& model, double hostRate);
 
 // The whole road of a processor of one model.
 Rows referenceProcess(const ModelFile& model, const Network& network, const ChainSettings& settings,

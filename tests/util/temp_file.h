@@ -42,15 +42,17 @@ public:
     const std::string& path() const { return m_path; }
     const char* c_str() const { return m_path.c_str(); }
 
-    void write(const std::vector<std::uint8_t>& bytes) const {
-        std::ofstream file(m_path, std::ios::binary | std::ios::trunc);
+    void write(const std::vector<std::uint8_t>& bytes) const { writeFile(m_path, bytes); }
+
+    std::vector<std::uint8_t> read() const { return readFile(m_path); }
+
+    static void writeFile(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+        std::ofstream file(path, std::ios::binary | std::ios::trunc);
         file.write(reinterpret_cast<const char*>(bytes.data()),
                    static_cast<std::streamsize>(bytes.size()));
         if (!file.flush())
-            throw std::runtime_error("can't write " + m_path);
+            throw std::runtime_error("can't write " + path);
     }
-
-    std::vector<std::uint8_t> read() const { return readFile(m_path); }
 
     static std::vector<std::uint8_t> readFile(const std::string& path) {
         std::ifstream file(path, std::ios::binary);
