@@ -113,6 +113,8 @@ std::pair<bool, std::string> liveWith(Life& life, Fault fault, int first, bool f
             life.create();
             if (life.handle) {
                 life.use();
+                if (life.results != expected)
+                    failure = "other values without an exception,";
                 life.reset();
             }
         } catch (const std::exception&) {
@@ -125,7 +127,7 @@ std::pair<bool, std::string> liveWith(Life& life, Fault fault, int first, bool f
         life.reset();
         life.use();
         if (life.results != expected)
-            failure = "another stream after a reset";
+            failure += " another stream after a reset";
     }
     life.destroy();
     std::fill(life.results.begin(), life.results.end(), 0.0F);

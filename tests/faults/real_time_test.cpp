@@ -73,7 +73,9 @@ void print(const std::string& name, const SystemCalls& calls) {
 
 ModelFile lookAhead(int frames) {
     const FileTensor half{{1, 1, 1, 1}, {0.5F}};
-    return {.layers = {conv("a", "input", half, {}, {.delay = frames})}, .outputSource = "a"};
+    return {.layers = {conv("a", "input", half, {}, {.delay = frames}),
+                       arithmetic("sum", {"input", "a"}, 2)},
+            .outputSource = "sum"};
 }
 
 ModelFile stems() {
@@ -124,6 +126,20 @@ TEST(RealTime, ASteadyStreamOfOneModelAsksNothingOfTheSystem) {
             EXPECT_EQ(calls.allocations + calls.releases, 0) << name;
             EXPECT_EQ(calls.locks + calls.waits + calls.fileCalls + calls.threads, 0) << name;
         }
+}
+
+TEST(RealTime, ABacklogOfShortBlocksLeavesNoTrace) {
+    ProcessorHandle handle = makeProcessor(ModelFile(), 1, 48000.0);
+    std::vector<float> samples(40000 * 32);
+    for (int i = 0; i < 40000; ++i)
+        sorvaneAddAudioInterleaved(handle.get(), samples.data(), i % 2 * 64);
+    const int pending = sorvaneGetNumOfPendingSamples(handle.get());
+    ASSERT_TRUE(sorvaneGetAudioInterleaved(handle.get(), samples.data(), pending));
+    const int hop = ModelFile().hop;
+    Stream stream(std::move(handle), 1, {1024});
+    stream.run(std::int64_t{hop} * 100);
+    const SystemCalls calls = count(stream, hop);
+    EXPECT_EQ(calls.allocations + calls.releases, 0);
 }
 
 // A job for each model and frame, and what waits for ever: an input frame and a mask of each model.
