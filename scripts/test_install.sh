@@ -62,7 +62,9 @@ if command -v analyseplugin >/dev/null; then
     plugins=$(analyseplugin "$prefix/lib/ladspa/sorvane_ladspa.so")
     [[ $plugins == *noise_gate_48k_mono* ]] || fail "the plug-in finds no model"
 fi
-for packages in "$libraries"/python3*/*-packages; do # where the build had the option for it
+# Where the build had the option for it, and its Python has what the package needs.
+"${SORVANE_PYTHON:-false}" -c 'import numpy' 2>/dev/null || SORVANE_PYTHON=
+for packages in "$libraries"/python3*/*-packages; do
     [ ! -d "$packages" ] || [ -z "${SORVANE_PYTHON:-}" ] ||
         PYTHONPATH=$packages "$SORVANE_PYTHON" -c "import sorvane
 sorvane.Processor('$model', 1, 48000)

@@ -18,7 +18,7 @@ bool ProcessorState::initialise(int numModels, const char* const* modelFiles, in
     std::vector<std::string> paths;
     paths.reserve(count);
     for (unsigned int i = 0; i < count; ++i)
-        paths.emplace_back(modelFiles[i]);
+        paths.emplace_back(modelFiles[i] != nullptr ? modelFiles[i] : ""); // neither can be opened
 
     if (!processor.loadModels(paths))
         return false;

@@ -16,9 +16,9 @@
  * "IPP exception: " for an operation on missing memory or on tensors whose shapes don't fit each
  * other, or is "Unknown packing format". A C++ host can catch them; a C host that wants to go on
  * needs a C++ function around the call (built so that extern "C" functions may throw: /EHs with
- * MSVC). After an exception of an audio call the stream may be out of step until
- * sorvaneResetProcessorState(), and after one of sorvaneAddTensor() until sorvaneResetModelState();
- * the handle can always be deleted.
+ * MSVC). After an exception of an audio call the stream may be out of step, and the input that
+ * raised it go on waiting in memory, until sorvaneResetProcessorState(), and after one of
+ * sorvaneAddTensor() until sorvaneResetModelState(); the handle can always be deleted.
  *
  * Threads. Calls on one handle must not overlap, with one exception: sorvaneGetParameterRange(),
  * sorvaneGetParameterValue(), sorvaneSetParameterValue(), sorvaneGetNumOfOutputBusses(),
@@ -99,7 +99,7 @@ extern "C" {
 /** Makes a processor of one model.
  *
  * @param modelFile    path of a model file, NUL-terminated; the file is read whole and closed
- *                     again.
+ *                     again. Null counts as a path that can't be opened.
  * @param numChannels  the host's channel count, in and out, from 1; it need not be the model's.
  *                     Streams of another count are averaged to mono for the model, and its masks
  *                     are copied to every channel.
@@ -292,6 +292,7 @@ SORVANE_API void sorvaneGetVectorArithmeticWrapperName(char* buffer, unsigned in
 /** Loads one model file for use with tensors.
  *
  * @param modelFile  path of a model file, NUL-terminated; the file is read whole and closed again.
+ *                   Null counts as a path that can't be opened.
  *
  * @return a handle to be released with sorvaneDeleteModel(), or null when the file can't be opened
  *         or is no valid model.
@@ -308,7 +309,8 @@ SORVANE_API void sorvaneDeleteModel(void* handle);
  * the network holds frames back.
  *
  * @param handle   a model.
- * @param data     the product of the dimensions in floats, last dimension fastest; copied.
+ * @param data     the product of the dimensions in floats, last dimension fastest; copied. Time and
+ *                 memory go with the frames also where a frame has no values.
  * @param numDims  the number of dimensions; networks expect 3: [T, F, C], that is frames, frequency
  *                 positions, channels. One or two, and shapes that don't fit the network's weights,
  *                 raise the size error; a negative count raises std::length_error.

@@ -57,6 +57,16 @@ void BaseLayer<T>::prepare(std::shared_ptr<std::uint64_t> changes) {
 }
 
 template <typename T>
+void BaseLayer<T>::spreadBurst() {
+    const std::int64_t taken = std::max(scaleFactor, 1);
+    const std::int64_t given = (burst + taken - 1) / taken * std::max(scaleDivisor, 1);
+    if (given > maxBurst)
+        throw std::length_error("too many frames for one");
+    for (BaseLayer* successor : successors)
+        successor->burst = std::max(successor->burst, given);
+}
+
+template <typename T>
 bool BaseLayer<T>::forwardToSuccessors(const Tensor<T>& output) {
     bool reached = false;
     for (BaseLayer* successor : successors)
@@ -108,10 +118,7 @@ int BaseLayer<T>::successorLatency(int scale) {
     int longest = 0;
     bool first = true;
     for (BaseLayer* successor : successors) {
-        const auto known = successor->latencies.find(successorScale(scale));
-        const int latency = known != successor->latencies.end()
-                                ? known->second
-                                : successor->latency(successorScale(scale));
+        const int latency = successor->latencies.at(successorScale(scale));
         longest = first ? latency : std::max(longest, latency);
         first = false;
     }

@@ -14,6 +14,10 @@
 
 namespace sorvane {
 
+/// Frames that one input frame of a network that loads can make any layer take. Each transposed
+/// convolution makes as many of one as its stride, and they multiply.
+inline constexpr std::int64_t maxBurst = std::int64_t{1} << 20;
+
 /// The codes that a model file gives to the kinds of layers; "input" and "output" have none in a
 /// file.
 enum LayerKind : int {
@@ -80,7 +84,8 @@ public:
     virtual void reset();
 
     /// Input frames of the network that pass before the first output frame, along the longest path.
-    /// `scale` is the number of network input frames that one frame here stands for.
+    /// `scale` is the number of network input frames that one frame here stands for, one of those
+    /// that spreadScales() told this layer; the successors' latencies have to be known.
     virtual int latency(int scale);
 
     /// Tells the graph downstream that a tick passed without output from an upstream layer.
@@ -95,6 +100,10 @@ public:
 
     /// Layers on the longest chain from here on, this one included.
     [[nodiscard]] int depth() const { return longestChain; }
+
+    /// Tells the successors how many frames one input frame of the network can make them take, given
+    /// what this layer takes. std::length_error past maxBurst.
+    void spreadBurst();
 
     /// Scales past the first that spreadScales() will tell, summed over the successors.
     [[nodiscard]] std::size_t numExtraScales() const {
@@ -137,6 +146,7 @@ private:
     int kind;
     std::vector<BaseLayer*> drainingSuccessors;
     int longestChain = 1;
+    std::int64_t burst = 1;       // frames taken for one input frame of the network, at most
     std::map<int, int> latencies; // by scale
 
     [[nodiscard]] int successorScale(int scale) const;

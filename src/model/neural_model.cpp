@@ -64,9 +64,12 @@ bool NeuralModel<T>::readNetwork(RecordReader& reader) {
     return true;
 }
 
-// A layer's successors stand later in the file, so that the reverse order finds them prepared.
+// A layer's successors stand later in the file: the file's order finds their sources told, and the
+// reverse order finds them prepared.
 template <typename T>
 void NeuralModel<T>::prepareGraph() {
+    for (const auto& layer : allLayers)
+        layer->spreadBurst();
     for (auto layer = allLayers.rbegin(); layer != allLayers.rend(); ++layer) {
         (*layer)->prepare(burstChanges);
         if ((*layer)->depth() > maxChainLength)

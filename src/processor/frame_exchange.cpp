@@ -83,11 +83,10 @@ void packComplex(const Layout& layout, const Complex* x, Complex* out, int rows,
     }
 }
 
-/// One past the last row, counted from the first, that reading back one column touches.
+/// One past the last row, counted from the first, that reading back one column touches. There has to
+/// be a bin to read back.
 std::int64_t rowsTouched(const Layout& layout) {
     const int last = std::min(layout.bins, layout.packedBins) - 1;
-    if (last < 0)
-        return 0;
     const std::int64_t low = layout.low(last + 1);
     switch (layout.packing) {
     case 1:

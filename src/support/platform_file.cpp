@@ -30,7 +30,7 @@ FileHandle openFile(const char* path, int access, int creation) {
 }
 
 FileHandle openRegularFile(const char* path) {
-    const FileHandle file = openFile(path, 0, 0);
+    const FileHandle file = path == nullptr ? noFile : openFile(path, 0, 0);
     if (file == noFile || GetFileType(native(file)) == FILE_TYPE_DISK)
         return file;
     closeFile(file);
@@ -107,11 +107,14 @@ FileHandle openFile(const char* path, int access, int creation) {
 }
 
 FileHandle openRegularFile(const char* path) {
-    // Without waiting for the other end of a pipe; regular files take no notice of that.
+    // Looked at first, since pipes and devices may act on being opened; and again afterwards, since
+    // the path may have changed hands. Regular files take no notice of O_NONBLOCK.
+    struct stat status {};
+    if (path == nullptr || stat(path, &status) != 0 || !S_ISREG(status.st_mode))
+        return noFile;
     const int file = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     if (file < 0)
         return noFile;
-    struct stat status {};
     if (fstat(file, &status) == 0 && S_ISREG(status.st_mode))
         return file;
     close(file);

@@ -18,7 +18,7 @@ inline constexpr FileHandle noFile = -1;
 FileHandle openFile(const char* path, int access, int creation);
 
 /// Opens an existing file for reading, and only one that has a length and a position: fails at once
-/// for directories, pipes and devices.
+/// for directories, pipes, devices and a null path, the first three untouched.
 FileHandle openRegularFile(const char* path);
 void closeFile(FileHandle file);
 

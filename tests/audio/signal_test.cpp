@@ -117,6 +117,9 @@ TEST(Signal, RangesTouchOnlyWhatTheyName) {
     signal.extract(1, part);
     EXPECT_EQ(toRows(part), (AudioRows{{4, 5}, {40, 50}}));
 
+    signal.copyRange(3, toSignal({{9, 9}}), 0, 2); // a row that the source lacks
+    EXPECT_EQ(toRows(signal), (AudioRows{{0, 4, 5, 9, 9}, {0, 40, 50, 0, 0}}));
+
     const AudioRows before = toRows(signal);
     signal.insert(0, Signal32());
     signal.insert(0, Signal32(2, 0));

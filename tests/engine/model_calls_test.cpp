@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <stdexcept>
 
 namespace sorvane::test {
 
@@ -50,6 +51,8 @@ TEST(ModelCalls, ResultsComeAndGo) {
         addFrame(handle.get(), {1, 2});
         EXPECT_TRUE(isEmpty());
         addFrame(handle.get(), {3, 4});
+        for (const int numDims : {-1, INT_MIN})
+            EXPECT_THROW(sorvaneAddTensor(handle.get(), result, numDims, shape), std::length_error);
         for (const int numDims : {0, 1, 2, 4, -1, INT_MIN, INT_MAX})
             EXPECT_FALSE(sorvaneGetResultTensorShape(handle.get(), numDims, shape)) << numDims;
         EXPECT_EQ(shape[0], 7);

@@ -25,7 +25,8 @@ TEST(ProcessorCalls, CreatorsReturnNullForWhatTheyCannotOpen) {
     const TempFile empty(std::vector<std::uint8_t>{});
     const TempFile missing(".model");
     const std::string folder = std::filesystem::temp_directory_path().string();
-    for (const char* path : {missing.c_str(), empty.c_str(), folder.c_str(), ""}) {
+    const char* none = nullptr;
+    for (const char* path : {missing.c_str(), empty.c_str(), folder.c_str(), "", none}) {
         EXPECT_EQ(sorvaneCreateProcessor(path, 1, 48000.0), nullptr) << path;
         EXPECT_EQ(sorvaneCreateModel(path), nullptr) << path;
         const char* paths[] = {valid.c_str(), path, valid.c_str()};
@@ -145,6 +146,23 @@ TEST(ProcessorCalls, RatesThatAreNotAboveZeroFailAtTheFirstFullFrame) {
             << rate;
         sorvaneResetProcessorState(handle.get());
         EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), 0);
+    }
+}
+
+TEST(ProcessorCalls, WhatRaisesWaitsUntilAReset) {
+    const ModelFile misfit{.layers = {conv("a", "input", constantTensor({1, 1, 3, 1}, 1.0F), {})},
+                           .outputSource = "a"};
+    const ProcessorHandle handle = makeProcessor(misfit, 1, 48000.0);
+    const std::vector<float> audio(static_cast<std::size_t>(misfit.hop) * 5);
+    const auto add = [&](int count) {
+        return errorOf([&] { sorvaneAddAudioInterleaved(handle.get(), audio.data(), count); });
+    };
+    const std::string error = "IPP exception: ippStsSizeErr: Incorrect value for data size";
+    for (int pass = 0; pass < 2; ++pass) {
+        EXPECT_EQ(add(1), "");
+        EXPECT_EQ(add(static_cast<int>(audio.size())), error);
+        EXPECT_EQ(add(1), error); // the next frame of the block before
+        sorvaneResetProcessorState(handle.get());
     }
 }
 
@@ -296,7 +314,11 @@ TEST(ProcessorCalls, ParametersMayBeUsedBesideAudio) {
             for (const int id : {1, 2, 3, 256, 257, 512, 513}) {
                 sorvaneSetParameterValue(handle.get(), id, static_cast<float>(i % 90));
                 sorvaneGetParameterValue(handle.get(), id);
+                float lowest = 0;
+                float highest = 0;
+                sorvaneGetParameterRange(handle.get(), id, &lowest, &highest);
             }
+            sorvaneGetNumOfOutputBusses(handle.get());
             char name[8];
             sorvaneGetOutputBusName(handle.get(), i, name, sizeof name);
             SorvaneModelInfo info;

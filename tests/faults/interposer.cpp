@@ -54,14 +54,27 @@ extern "C" {
     }
 
 SORVANE_COUNTED(lock, int, pthread_mutex_lock, (pthread_mutex_t * mutex), (mutex))
-SORVANE_COUNTED(fileCall, int, open, (const char* path, int flags, int mode), (path, flags, mode))
 SORVANE_COUNTED(fileCall, int, close, (int file), (file))
-SORVANE_COUNTED(fileCall, off_t, lseek, (int file, off_t to, int origin), (file, to, origin))
-SORVANE_COUNTED(fileCall, int, fstat, (int file, struct stat* status), (file, status))
+
+// One that may fail as well.
+#define SORVANE_FILE_CALL(result, name, parameters, arguments)                                     \
+    result __real_##name parameters;                                                               \
+    result __wrap_##name parameters {                                                              \
+        count(fileCall);                                                                           \
+        if (!mustFail(Fault::read))                                                                \
+            return __real_##name arguments;                                                        \
+        errno = EIO;                                                                               \
+        return -1;                                                                                 \
+    }
+
+SORVANE_FILE_CALL(int, open, (const char* path, int flags, int mode), (path, flags, mode))
+SORVANE_FILE_CALL(ssize_t, read, (int file, void* buffer, std::size_t size), (file, buffer, size))
+SORVANE_FILE_CALL(off_t, lseek, (int file, off_t to, int origin), (file, to, origin))
+SORVANE_FILE_CALL(int, stat, (const char* path, struct stat* status), (path, status))
+SORVANE_FILE_CALL(int, fstat, (int file, struct stat* status), (file, status))
 
 void* __real_malloc(std::size_t size);
 void __real_free(void* block);
-ssize_t __real_read(int file, void* buffer, std::size_t size);
 
 void* __wrap_malloc(std::size_t size) {
     count(allocation);
@@ -79,17 +92,7 @@ void __wrap_free(void* block) {
     __real_free(block);
 }
 
-ssize_t __wrap_read(int file, void* buffer, std::size_t size) {
-    count(fileCall);
-    if (mustFail(Fault::read)) {
-        errno = EIO;
-        return -1;
-    }
-    return __real_read(file, buffer, size);
-}
-
-// std::thread's start, std::condition_variable's wait and a future's: what they are called by the
-// linker. An argument of a class with a destructor comes as a pointer to it, as the ABI has it.
+// std::thread's start and std::condition_variable's wait: what they are called by the linker. An argument of a class with a destructor comes as a pointer to it, as the ABI has it.
 #define SORVANE_THREAD_START                                                                       \
     _ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE
 #define SORVANE_CONDITION_WAIT _ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE

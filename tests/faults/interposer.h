@@ -10,7 +10,7 @@ struct SystemCalls {
     std::int64_t allocations = 0;
     std::int64_t releases = 0;
     std::int64_t locks = 0; // of mutexes
-    std::int64_t waits = 0; // on conditions and futures
+    std::int64_t waits = 0; // on conditions
     std::int64_t fileCalls = 0;
     std::int64_t threads = 0;
 };

@@ -159,7 +159,7 @@ TEST(RealTime, SeveralModelsHandOverAndWait) {
         EXPECT_LE(calls.allocations, numFrames * (4 + 9 * models) + 100); // lists that grow
         // A worker may end the job before the count within it.
         EXPECT_LE(calls.locks, numFrames * 2 * models + models);
-        EXPECT_LE(calls.waits, numFrames * 2 * models + models);
+        EXPECT_LE(calls.waits, numFrames * models + models);
         EXPECT_EQ(calls.fileCalls + calls.threads, 0);
     }
 }

@@ -85,4 +85,41 @@ TEST(GraphBounds, LatenciesAreWorkedOutOnceForEachScale) {
     EXPECT_FALSE(loads(wide.bytes()));
 }
 
+TEST(GraphBounds, OneFrameMakesAMillionAndNotMore) {
+    // Strides up, and down again, that stand one behind the other.
+    const struct {
+        std::vector<int> up, down;
+        bool loads;
+    } cases[] = {{{127, 127, 65}, {}, true},
+                 {{127, 127, 66}, {}, false},
+                 {{127, 127, 127}, {127, 127, 127}, false},
+                 {{127, 127}, {126, 127}, true},
+                 {std::vector<int>(100, 1), {}, true}};
+    for (const auto& entry : cases) {
+        ModelFile file;
+        const auto add = [&](FileLayer layer) {
+            file.outputSource = layer.name;
+            file.layers.push_back(std::move(layer));
+        };
+        for (const int stride : entry.up)
+            add(transposedConv("l" + std::to_string(file.layers.size()), file.outputSource, one, {},
+                               1, {.strideT = stride}));
+        for (const int stride : entry.down)
+            add(conv("l" + std::to_string(file.layers.size()), file.outputSource, one, {},
+                     {.strideT = stride}));
+        EXPECT_EQ(loads(file.bytes()), entry.loads) << testing::PrintToString(entry.up);
+    }
+
+    // What the strides down take away may be made again.
+    ModelFile waves;
+    for (int i = 0; i < 20; ++i) {
+        const std::string name = "w" + std::to_string(i);
+        waves.layers.push_back(
+            transposedConv(name + "u", waves.outputSource, one, {}, 1, {.strideT = 127}));
+        waves.layers.push_back(conv(name + "d", name + "u", one, {}, {.strideT = 127}));
+        waves.outputSource = name + "d";
+    }
+    EXPECT_TRUE(loads(waves.bytes()));
+}
+
 } // namespace sorvane::test

@@ -138,6 +138,9 @@ TEST(FrameExchange, WhatCannotBeExchangedRaises) {
     halved.outputSource = "a";
     EXPECT_EQ(run(halved), tooSmall);
 
+    // Nothing is read where a packing has no bins.
+    EXPECT_EQ(run(ModelFile{.inputPacking = {.code = 1, .bins = 0}}), "");
+
     // A single column holds no complex value: no row comes of it, and nothing is read.
     ModelFile half;
     half.outputPacking.code = 4;
