@@ -15,7 +15,8 @@ if command -v ccache >/dev/null; then
 fi
 jobs=$(nproc 2>/dev/null || getconf _NPROCESSORS_ONLN)
 work=$(mktemp -d)
-names=(libsorvaneengine0 libsorvaneengine-dev sorvane sorvane-models sorvane-plugins)
+major=$(sed -n 's/^project(SorvaneEngine VERSION \([0-9]*\)\..*/\1/p' CMakeLists.txt)
+names=("libsorvaneengine$major" libsorvaneengine-dev sorvane sorvane-models sorvane-plugins)
 installed() {
     dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${names[@]}" 2>/dev/null |
         grep -v '^not-installed' || true
@@ -40,7 +41,7 @@ rm -f build/debian/*.deb
 lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs \
     build/debian/*.deb
 
-step dpkg --install build/debian/*.deb
+step env DEBIAN_FRONTEND=noninteractive apt-get install -y ./build/debian/*.deb
 [ "$(installed | grep -c '^installed')" = ${#names[@]} ] || fail "installed: $(installed)"
 cd "$work"
 sorvane info /usr/share/sorvane/models/noise-gate-48k.model | grep -q Speech || fail "sorvane info"
@@ -51,7 +52,7 @@ analyseplugin /usr/lib/ladspa/sorvane_ladspa.so | grep -q noise_gate_48k_mono ||
 cp /usr/share/sorvane/examples/stream_wav.c /usr/share/sorvane/examples/wav.h .
 # shellcheck disable=SC2046 # flags are words
 cc -std=c99 -o host stream_wav.c $(pkg-config --cflags --libs sorvane_engine)
-ldd host | grep -q '/libSorvaneEngine.so.0 ' || fail "a host doesn't find the library"
+ldd host | grep -q "/libSorvaneEngine.so.$major " || fail "a host doesn't find the library"
 cd - >/dev/null
 
 step dpkg --purge "${names[@]}"
