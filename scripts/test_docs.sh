@@ -3,8 +3,8 @@
 # Checks the documents: links, names of files and functions, and every command block that is quick,
 # with the program and library of BUILD, or of build/release, which it then builds first. With --all
 # it goes on in a fresh clone with the blocks that build and test, as a new user would run them, and
-# tells the seconds from the clone to what a new user wants; packages that are installed already take
-# none of them.
+# tells the seconds from the clone to what a new user wants, in the order of README.md; packages that
+# are installed already take none of them.
 # Ends with the counts; the exit code tells whether all went well.
 set -euo pipefail
 cd "$(dirname "$0")/.."
