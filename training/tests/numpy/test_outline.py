@@ -1,13 +1,16 @@
 """What the outline says of networks whose numbers are known."""
 
+import contextlib
+import io
 import math
+import os
 import unittest
 from fractions import Fraction
 
 import numpy as np
 
 from sorvane_training.model_file import LayerRecord, ModelError, Tensor
-from sorvane_training.outline import check, outline
+from sorvane_training.outline import check, main, outline
 from sorvane_training.packing import Packing
 
 from sample_models import BINS, every_kind, header
@@ -106,6 +109,10 @@ class Refusals(unittest.TestCase):
                     attention("x", "input", 0, positions=7)),
                 "hop 512, frame 384 and transform 512 don't rise": header(hop=512),
                 "the transform's length 500 is no power": header(fft_length=500),
+                "fft_length is 512.0, no whole number": header(fft_length=512.0),
+                "the sample rate is inf": header(sample_rate=math.inf),
+                "the packing has 4 low bins of 16, and groups of 0": header(
+                    Packing.grouped(4, 16, 0)),
                 "the numbers of the packings differ": header(
                     output_packing=Packing.grouped(2, BINS, 2)),
                 "the input has no values": header(num_input_channels=0),
@@ -115,6 +122,17 @@ class Refusals(unittest.TestCase):
             with self.assertRaises(ModelError) as raised:
                 check(model)
             self.assertTrue(str(raised.exception).startswith(reason), str(raised.exception))
+
+
+class Program(unittest.TestCase):
+    def test_bad_files_end_in_a_line(self):
+        for arguments, text in ((["/nowhere"], "No such file"), ([os.devnull], "ends too early"),
+                                ([], "required: model")):
+            with contextlib.redirect_stderr(io.StringIO()) as errors:
+                with self.assertRaises(SystemExit) as ended:
+                    main(arguments)
+            self.assertEqual(ended.exception.code, 2)
+            self.assertIn(text, errors.getvalue().splitlines()[-1])
 
 
 if __name__ == "__main__":
