@@ -76,7 +76,7 @@ class _Tracer(fx.Tracer):
 
 
 class _Proxy(fx.Proxy):
-    """Records x += y as such. The plain one takes it for x = x + y, which leaves other uses of x."""
+    """Records x += y as such; the plain one takes it for x = x + y, which changes no other x."""
 
 
 def _recorded(function):
@@ -126,8 +126,8 @@ class _Builder:
         except ModelError as error:
             raise ModelError(f"{self._label(node)}: {error}") from None
         except (TypeError, LookupError) as error:
-            raise ModelError(f"{self._label(node)}: its arguments {node.args} {node.kwargs} can't be "
-                             f"followed: {error}") from error
+            raise ModelError(f"{self._label(node)}: its arguments {node.args} {node.kwargs} can't "
+                             f"be followed: {error}") from error
 
     def check_changes(self, node):
         """ModelError where a node changes in place what other nodes use."""
@@ -153,7 +153,7 @@ class _Builder:
         """Whether a node's output is, or may be, the memory of its input."""
         if node.op == "call_module" and plain_modules.is_nothing(self.modules[node.target]):
             return True
-        return node.target in VIEWS or self._is_in_place(node)
+        return node.op == "call_method" and node.target in VIEWS or self._is_in_place(node)
 
     def _label(self, node):
         if node.op == "call_module":

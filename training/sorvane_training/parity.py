@@ -2,10 +2,10 @@
 
     python3 -m sorvane_training.parity FILE.model [--audio SPEECH.wav]
 
-prints the largest differences on noise, on random frames like a voice's and on those of a recording,
-as parts of the largest value on any of them, and fails when one is above 2e-6 or frames are missing.
-The network in PyTorch is the file's, with the values that it keeps, over the whole stream; compare()
-also takes the one that was exported.
+prints the largest differences on noise, on random frames like a voice's and on a recording's, as
+parts of the largest value on any of them, and fails when one is above 2e-6 or frames are missing.
+The network in PyTorch is the file's, with the values that it keeps, over the whole stream;
+compare() also takes the one that was exported.
 """
 
 import argparse
@@ -16,9 +16,9 @@ import numpy as np
 import torch
 
 from .engine import EngineModel, find_library
-from .model_file import ModelError, ModelFile
+from .model_file import ModelFile
 from .network import FileNetwork
-from .outline import outline
+from .outline import check, outline
 from .packing import analysis_window, spectra
 
 TOLERANCE = 2e-6
@@ -131,8 +131,8 @@ def random_frames(model, count, seed=0):
 
 
 def voice_frames(model, count, seed=0):
-    """Frames [T, F, C] like those of a voice, up to full scale: four vowels a second, harmonics of a
-    gliding pitch under gliding formants, over faint noise."""
+    """Frames [T, F, C] like those of a voice, up to full scale: four vowels a second, harmonics of
+    a gliding pitch under gliding formants, over faint noise."""
     random = np.random.default_rng(seed)
     samples = max(count * model.hop, 1)
     vowels = 4 * np.arange(samples) / model.sample_rate
@@ -187,12 +187,13 @@ def main(arguments=None):
     options = parser.parse_args(arguments)
     try:
         return _compare_streams(options)
-    except (ModelError, OSError, RuntimeError) as error:  # the last from soundfile
+    except (ImportError, OSError, RuntimeError, ValueError) as error:  # soundfile's, and ours
         parser.exit(2, f"{parser.prog}: {error}\n")
 
 
 def _compare_streams(options):
     model = ModelFile.read(options.model)
+    check(model)
     inputs = default_frames(model, options.frames, options.seed)
     if options.audio:
         inputs["audio"] = audio_frames(model, read_audio(options.audio))

@@ -1,16 +1,13 @@
 """What the outline says of networks whose numbers are known."""
 
-import contextlib
-import io
 import math
-import os
 import unittest
 from fractions import Fraction
 
 import numpy as np
 
 from sorvane_training.model_file import LayerRecord, ModelError, Tensor
-from sorvane_training.outline import check, main, outline
+from sorvane_training.outline import check, outline
 from sorvane_training.packing import Packing
 
 from sample_models import BINS, every_kind, header
@@ -122,17 +119,6 @@ class Refusals(unittest.TestCase):
             with self.assertRaises(ModelError) as raised:
                 check(model)
             self.assertTrue(str(raised.exception).startswith(reason), str(raised.exception))
-
-
-class Program(unittest.TestCase):
-    def test_bad_files_end_in_a_line(self):
-        for arguments, text in ((["/nowhere"], "No such file"), ([os.devnull], "ends too early"),
-                                ([], "required: model")):
-            with contextlib.redirect_stderr(io.StringIO()) as errors:
-                with self.assertRaises(SystemExit) as ended:
-                    main(arguments)
-            self.assertEqual(ended.exception.code, 2)
-            self.assertIn(text, errors.getvalue().splitlines()[-1])
 
 
 if __name__ == "__main__":
