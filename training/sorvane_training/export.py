@@ -405,9 +405,7 @@ def _way(axes, wanted):
     if sorted(axes) == sorted(wanted):
         order = ", ".join(str(axes.index(axis)) for axis in wanted)
         return f"; permute({order}) makes them so"
-    if set(axes) < set(wanted):
-        return "; unsqueeze and permute make them so"
     if "C" in axes and "F" not in axes:
-        return ("; unsqueeze makes BTFC of one position of them, and TransposedConvLayer(C, 1, "
+        return ("; unsqueeze makes BTFC of one position of it, and TransposedConvLayer(C, 1, "
                 "(1, F), (1, F)) F positions of its channels")
-    return ""
+    return "; unsqueeze and permute make them so" if set(axes) < set(wanted) else ""

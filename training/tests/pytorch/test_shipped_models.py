@@ -18,6 +18,8 @@ def test_shipped_model(path):
     model = ModelFile.read(path)
     check(model)
     voice = resample_poly(read_audio(VOICE), int(model.sample_rate), 48000, axis=-1)
-    found = compare_all(path, {**default_frames(model), "voice": audio_frames(model, voice)})
+    found = compare_all(path, default_frames(model))
+    assert found["noise"].largest > 0.9  # some of the frames open the mask
+    found |= compare_all(path, {"voice": audio_frames(model, voice)})
     assert all(difference.is_small for difference in found.values()), found
     assert path.stat().st_size <= 600_000
