@@ -1,5 +1,9 @@
+import copy
 import importlib.util
+import os
 import pathlib
+import pickle
+import re
 import struct
 import subprocess
 import sys
@@ -133,6 +137,10 @@ class ProcessorTest(Folder):
             (TypeError, lambda: processor.process(np.zeros((2, 10), int))),
             (TypeError, lambda: processor.process(np.zeros((2, 10), complex))),
             (TypeError, lambda: processor.process(None)),
+            (TypeError, lambda: copy.copy(processor)),
+            (TypeError, lambda: copy.deepcopy(processor)),
+            (TypeError, lambda: pickle.dumps(processor)),
+            (AttributeError, lambda: setattr(bus, "gian", 0.5)),
             (KeyError, lambda: processor.busses["Music"]),
             (IndexError, lambda: processor.busses[2]),
             (ValueError, lambda: setattr(bus, "gain", -1)),
@@ -143,6 +151,26 @@ class ProcessorTest(Folder):
             with self.subTest(number=number), self.assertRaises(error):
                 call()
         self.assertEqual((bus.gain, bus.sensitivity), (1, 0))
+
+    def test_busses_are_members_by_name_too(self):
+        with gate() as processor, gate() as other:
+            busses = processor.busses
+            for key, expected in [("Noise", True), ("Music", False), (busses[1], True),
+                                  (other.busses[1], False), (None, False)]:
+                with self.subTest(key=key):
+                    self.assertEqual(key in busses, expected)
+
+    @unittest.skipUnless(hasattr(os, "mkfifo"), "there are no named pipes")
+    def test_a_pipe_is_no_model(self):
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        for path, reason in [(pipe, "Not a regular file"), (self.folder, "Is a directory"),
+                             ("missing", "No such file")]:
+            with self.subTest(path=path):
+                code = f"import sorvane; sorvane.Model({str(path)!r})"
+                tried = subprocess.run([sys.executable, "-c", code], timeout=60,
+                                       capture_output=True, text=True)
+                self.assertRegex(tried.stderr, f"Error: .*{reason}.*: '{path}'")
 
     def test_what_the_engine_throws(self):
         with sorvane.Processor(self.misfit(), 1, RATE) as processor:
@@ -169,11 +197,14 @@ class ProcessorTest(Folder):
     def test_closed(self):
         for name, use in [("process", lambda p: p.process(np.zeros((2, 1)))),
                           ("finish", lambda p: p.finish()), ("reset", lambda p: p.reset()),
-                          ("latency", lambda p: p.latency), ("gain", lambda p: p.busses[0].gain)]:
+                          ("latency", lambda p: p.latency), ("gain", lambda p: p.busses[0].gain),
+                          ("with", lambda p: p.__enter__())]:
             with self.subTest(name):
                 with gate() as processor:
-                    pass
+                    self.assertFalse(processor.closed)
                 processor.close()
+                self.assertTrue(processor.closed)
+                self.assertEqual(repr(processor.busses[1]), "Bus('Noise', closed)")
                 with self.assertRaisesRegex(ValueError, "closed"):
                     use(processor)
 
@@ -203,10 +234,41 @@ class ProcessorTest(Folder):
         self.assertTrue(all("closed" in text for text in ended))
         self.assertLess(abs(sum(received) - len(received) * 48000), 3 * 1536)
 
+    def test_ends_of_streams_in_threads(self):
+        """As much comes out as went in, whichever threads push and end streams."""
+        audio = noise(2, 480)
+        received = []
+        with gate() as processor:
+            def run():
+                for _ in range(1000):
+                    received.append(processor.process(audio).shape[1])
+                    received.append(processor.finish().shape[1])
+
+            threads = [threading.Thread(target=run) for _ in range(3)]
+            for thread in threads:
+                thread.start()
+            for thread in threads:
+                thread.join()
+        self.assertEqual(sum(received), 3 * 1000 * 480)
 
     def test_the_import_leaves_small_numbers_alone(self):
-        code = "import sorvane; assert 1e-310 / 2 > 0"
-        subprocess.run([sys.executable, "-c", code], check=True)
+        for first in ("import sorvane", "import sorvane._engine",
+                      "from sorvane._engine import version"):
+            with self.subTest(first):
+                code = (f"import numpy; {first}\n"
+                        "assert (numpy.full(9, 1e-38, numpy.float32) * 0.01).view('i4').all()\n"
+                        "assert 1e-310 / 2 > 0")
+                subprocess.run([sys.executable, "-c", code], check=True, timeout=60)
+
+    def test_the_readme(self):
+        text = (pathlib.Path(__file__).parents[1] / "README.md").read_text(encoding="utf-8")
+        code = re.search("```python\n(.*?)```", text, re.DOTALL)[1]
+        played = []
+        names = {"blocks": np.split(noise(2, 9600), 10, axis=1), "play": played.append,
+                 "magnitudes": np.ones((4, 513, 1))}
+        exec(code.replace("noise-gate-48k.model", GATE), names)
+        self.assertEqual(np.concatenate(played, axis=1).shape, (2, 9600))
+        self.assertEqual(names["mask"].shape, (3, 513, 1))
 
 
 class ModelTest(Folder):
