@@ -4,12 +4,14 @@ import os
 import pathlib
 import pickle
 import re
+import runpy
 import struct
 import subprocess
 import sys
 import tempfile
 import threading
 import unittest
+import unittest.mock
 
 import numpy as np
 
@@ -18,6 +20,7 @@ import sorvane
 
 GATE = ""  # path of noise-gate-48k.model, set by run.py
 RATE = 48000
+ALL_BINS = struct.pack("<bh", 1, noise_gate.BINS)  # the packing in the header of a model
 
 
 def noise(channels, samples):
@@ -311,8 +314,36 @@ class ModelTest(Folder):
 
 @unittest.skipUnless(importlib.util.find_spec("matplotlib"), "matplotlib is missing")
 class DrawingTest(Folder):
+    SCRIPT = str(pathlib.Path(__file__).parents[1] / "examples/draw_mask.py")
+
+    def draw(self, *arguments):
+        """The names of the example after it ran."""
+        with unittest.mock.patch("sys.argv", [self.SCRIPT, *map(str, arguments)]):
+            return runpy.run_path(self.SCRIPT)
+
     def test_the_example_draws(self):
-        script = pathlib.Path(__file__).parents[1] / "examples/draw_mask.py"
-        picture = self.folder / "mask.png"
-        subprocess.run([sys.executable, script, GATE, picture], check=True)
-        self.assertEqual(picture.read_bytes()[:8], b"\x89PNG\r\n\x1a\n")
+        """The mask lies at its frequencies, for networks that see fewer bins too."""
+        few = noise_gate.noise_gate().replace(ALL_BINS, struct.pack("<bh", 1, 100))
+        for model, bins in [(GATE, 513), (self.write(few), 100)]:
+            with self.subTest(bins=bins):
+                picture = self.folder / f"{bins}.png"
+                lower = self.draw(model, picture)["lower"]
+                self.assertEqual(picture.read_bytes()[:8], b"\x89PNG\r\n\x1a\n")
+                for image, rows in zip(lower.get_images(), (513, bins)):
+                    self.assertEqual(len(image.get_array()), rows)
+                    np.testing.assert_allclose(
+                        image.get_extent()[2:], np.array([-0.5, rows - 0.5]) * 48 / 1024)
+                self.assertEqual(lower.get_ylim(), (0, 24))
+
+    def test_what_the_example_refuses(self):
+        complex_bins = self.write(noise_gate.noise_gate().replace(ALL_BINS, b"\4" + ALL_BINS[1:]))
+        sound = self.folder / "a.wav"
+        for text, model, kind, width in [("integers at 48000 Hz: unknown format", GATE, 3, 4),
+                                         ("integers at 48000 Hz$", GATE, 1, 3),
+                                         ("shorter than a frame", GATE, 1, 2),
+                                         ("magnitudes of one channel", complex_bins, 1, 2)]:
+            sound.write_bytes(struct.pack(
+                "<4sI8sIHHIIHH4sIQ", b"RIFF", 48, b"WAVEfmt ", 16, kind, 1, RATE, width * RATE,
+                width, 8 * width, b"data", 8, 0))
+            with self.subTest(text), self.assertRaisesRegex(SystemExit, text):
+                self.draw(model, self.folder / "a.png", sound)
