@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install_packages.sh cmake g++ libxsimd-dev make pybind11-dev python3-dev python3-numpy \
-    python3-setuptools python3-venv
+    python3-setuptools python3-venv python3-wheel
 
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache

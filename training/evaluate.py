@@ -4,10 +4,11 @@
     evaluate.py --data FOLDER --out FOLDER MODEL...
 
 FOLDER of --data is where `recipes/speech/fetch.py` has put the recordings; only its part `test` is read.
-Voices that no training heard are mixed with noise that none heard, by a seed: two voices, five kinds of
-noise, three ratios, several clips each. A model whose name has "48k" is run on hosts at 48 and at
-44.1 kHz, the others at 16 kHz. Beside the models stand the mixture itself, an ideal mask, and the
-denoiser of SpeexDSP. Left in --out: table.md, results.json, chart.png.
+Voices that no training heard are mixed with noise, by a seed: two voices, five kinds of noise, three
+ratios, several clips each. The recordings of noise are others than the training's, but the keys are of a
+keyboard whose other keys it heard, and steady noise is made as some of the training's. A model whose name
+has "48k" is run on hosts at 48 and at 44.1 kHz, the others at 16 kHz. Beside the models stand the mixture
+itself, an ideal mask, and the denoiser of SpeexDSP. Left in --out: table.md, results.json, chart.png.
 """
 
 import argparse
@@ -131,8 +132,9 @@ def ideal_mask(clip):
     return audio[hop : hop + len(clip["mixture"])].astype(np.float32)
 
 
-def speex_denoiser(clip, library=ctypes.CDLL("libspeexdsp.so.1")):
+def speex_denoiser(clip):
     """Returns the mixture as SpeexDSP's denoiser leaves it at its defaults, without its delay."""
+    library = ctypes.CDLL("libspeexdsp.so.1")
     frame = RATE // 50
     library.speex_preprocess_state_init.restype = ctypes.c_void_p
     state = ctypes.c_void_p(library.speex_preprocess_state_init(frame, RATE))
@@ -235,7 +237,7 @@ def main():
                  "ideal ratio mask": [ideal_mask(clip) for clip in clips],
                  "SpeexDSP": [speex_denoiser(clip) for clip in clips]}
     for name, model, rate, extra, level in runs(options.models):
-        estimates[name] = run_model(options.program, model, clips, rate, extra, level)
+        estimates[name] = run_model(options.program.resolve(), model, clips, rate, extra, level)
     results = {name: measure(audio, clips) for name, audio in estimates.items()}
     options.out.mkdir(parents=True, exist_ok=True)
     text = table(results, clips)

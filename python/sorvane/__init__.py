@@ -4,15 +4,20 @@
 context managers. What the engine throws arrives as RuntimeError, MemoryError or ValueError.
 """
 
-import importlib
+import ctypes
+import importlib.util
 import threading
 
 # The thread that loads the engine flushes denormals from then on. Python's own thread is to go on
-# as it was: numpy and others count on it.
-_loader = threading.Thread(target=importlib.import_module, args=(f"{__name__}._engine",))
-_loader.start()
-_loader.join()
-del _loader
+# as it was: numpy and others count on it. The other thread imports nothing, because an import may
+# wait for a lock that this thread holds.
+_spec = importlib.util.find_spec(f"{__name__}._engine")
+if _spec is not None:
+    _loader = threading.Thread(target=ctypes.CDLL, args=(_spec.origin,))
+    _loader.start()
+    _loader.join()
+    del _loader
+del _spec
 
 from ._busses import Bus, Busses
 from ._engine import version as __version__

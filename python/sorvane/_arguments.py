@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import errno
 import os
+import stat
 
 import numpy as np
 import numpy.typing as npt
@@ -13,7 +15,10 @@ FloatArray = npt.NDArray[np.float32]
 def readable_path(path: str | os.PathLike[str]) -> bytes:
     """The path as the operating system takes it; OSError when the file can't be opened."""
     encoded = os.fsencode(path)
-    with open(encoded, "rb"):
+    mode = os.stat(path).st_mode
+    if not (stat.S_ISREG(mode) or stat.S_ISDIR(mode)):  # opening a pipe waits for a writer
+        raise OSError(errno.EINVAL, "Not a regular file", os.fspath(path))
+    with open(path, "rb"):
         return encoded
 
 

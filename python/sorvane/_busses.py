@@ -11,6 +11,8 @@ _NUM_STEERED = 16
 class Bus:
     """One bus of a processor. Its values may be moved on any thread while audio runs."""
 
+    __slots__ = ("_engine", "_index", "_name")
+
     def __init__(self, engine: _engine.Processor, index: int, name: str) -> None:
         self._engine = engine
         self._index = index
@@ -18,6 +20,7 @@ class Bus:
 
     @property
     def name(self) -> str:
+        """Name of the bus; several may have the same."""
         return self._name
 
     @property
@@ -52,11 +55,15 @@ class Bus:
         self._engine.set_parameter(family + self._index, value)
 
     def __repr__(self) -> str:
+        if self._engine.closed:
+            return f"Bus({self._name!r}, closed)"
         return f"Bus({self._name!r}, gain={self.gain:g}, sensitivity={self.sensitivity:g})"
 
 
 class Busses(Sequence[Bus]):
     """The busses of a processor, by number or by name. The last is what the masks leave over."""
+
+    __slots__ = ("_busses",)
 
     def __init__(self, engine: _engine.Processor) -> None:
         names = [engine.bus_name(i).decode(errors="replace") for i in range(engine.num_busses)]
@@ -64,10 +71,14 @@ class Busses(Sequence[Bus]):
 
     @property
     def names(self) -> list[str]:
+        """Names of the busses in their order."""
         return [bus.name for bus in self._busses]
 
     def __len__(self) -> int:
         return len(self._busses)
+
+    def __contains__(self, key: object) -> bool:
+        return key in self.names if isinstance(key, str) else super().__contains__(key)
 
     @overload
     def __getitem__(self, key: int | str) -> Bus: ...

@@ -1,7 +1,7 @@
 from __future__ import annotations
 
 from types import TracebackType
-from typing import TypeVar
+from typing import NoReturn, TypeVar
 
 from ._engine import Model, Processor
 
@@ -17,7 +17,14 @@ class Handle:
         """Releases the model. Other calls then raise ValueError."""
         self._engine.close()
 
+    @property
+    def closed(self) -> bool:
+        """Whether it has been closed."""
+        return self._engine.closed
+
     def __enter__(self: _Handle) -> _Handle:
+        if self.closed:
+            raise ValueError("it is closed")
         return self
 
     def __exit__(
@@ -27,3 +34,6 @@ class Handle:
         traceback: TracebackType | None,
     ) -> None:
         self.close()
+
+    def __reduce__(self) -> NoReturn:
+        raise TypeError(f"a {type(self).__name__} can't be copied or pickled")

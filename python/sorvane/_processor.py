@@ -3,6 +3,7 @@ from __future__ import annotations
 import math
 import operator
 import os
+import threading
 
 import numpy as np
 import numpy.typing as npt
@@ -47,9 +48,11 @@ class Processor(Handle):
         self._rate = rate
         self._busses = Busses(self._engine)
         self._missing = 0  # samples that went in and haven't come out
+        self._turn = threading.RLock()  # of the calls that move audio, and `_missing` with it
 
     @property
     def channels(self) -> int:
+        """Channels of the audio."""
         return self._channels
 
     @property
@@ -82,8 +85,9 @@ class Processor(Handle):
         if array.ndim != 2 or array.shape[0] != self._channels:
             shape = f"({self._channels}, samples)"
             raise ValueError(f"a block has the shape {shape}, not {array.shape}")
-        result = self._engine.process(array)
-        self._missing += array.shape[1] - result.shape[1]
+        with self._turn:
+            result = self._engine.process(array)
+            self._missing += array.shape[1] - result.shape[1]
         return result
 
     def finish(self) -> FloatArray:
@@ -95,17 +99,19 @@ class Processor(Handle):
         margin = _MARGIN_IN_HOPS * self._engine.seconds_per_hop * self._rate
         pushes = 3 + math.ceil(margin / zeros.shape[1])
         results = [np.zeros((self._channels, 0), np.float32)]
-        while self._missing > 0:
-            if pushes == 0:
-                raise RuntimeError("the model gives no output or too little")
-            pushes -= 1
-            result = self._engine.process(zeros)[:, : self._missing]
-            self._missing -= result.shape[1]
-            results.append(result)
-        self.reset()
+        with self._turn:
+            while self._missing > 0:
+                if pushes == 0:
+                    raise RuntimeError("the model gives no output or too little")
+                pushes -= 1
+                result = self._engine.process(zeros)[:, : self._missing]
+                self._missing -= result.shape[1]
+                results.append(result)
+            self.reset()
         return np.concatenate(results, axis=1)
 
     def reset(self) -> None:
         """Drops all audio in flight and begins a new stream. Gains and sensitivities stay."""
-        self._engine.reset()
-        self._missing = 0
+        with self._turn:
+            self._engine.reset()
+            self._missing = 0

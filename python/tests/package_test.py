@@ -1,11 +1,17 @@
+import copy
 import importlib.util
+import os
 import pathlib
+import pickle
+import re
+import runpy
 import struct
 import subprocess
 import sys
 import tempfile
 import threading
 import unittest
+import unittest.mock
 
 import numpy as np
 
@@ -14,6 +20,7 @@ import sorvane
 
 GATE = ""  # path of noise-gate-48k.model, set by run.py
 RATE = 48000
+ALL_BINS = struct.pack("<bh", 1, noise_gate.BINS)  # the packing in the header of a model
 
 
 def noise(channels, samples):
@@ -133,6 +140,10 @@ class ProcessorTest(Folder):
             (TypeError, lambda: processor.process(np.zeros((2, 10), int))),
             (TypeError, lambda: processor.process(np.zeros((2, 10), complex))),
             (TypeError, lambda: processor.process(None)),
+            (TypeError, lambda: copy.copy(processor)),
+            (TypeError, lambda: copy.deepcopy(processor)),
+            (TypeError, lambda: pickle.dumps(processor)),
+            (AttributeError, lambda: setattr(bus, "gian", 0.5)),
             (KeyError, lambda: processor.busses["Music"]),
             (IndexError, lambda: processor.busses[2]),
             (ValueError, lambda: setattr(bus, "gain", -1)),
@@ -143,6 +154,26 @@ class ProcessorTest(Folder):
             with self.subTest(number=number), self.assertRaises(error):
                 call()
         self.assertEqual((bus.gain, bus.sensitivity), (1, 0))
+
+    def test_busses_are_members_by_name_too(self):
+        with gate() as processor, gate() as other:
+            busses = processor.busses
+            for key, expected in [("Noise", True), ("Music", False), (busses[1], True),
+                                  (other.busses[1], False), (None, False)]:
+                with self.subTest(key=key):
+                    self.assertEqual(key in busses, expected)
+
+    @unittest.skipUnless(hasattr(os, "mkfifo"), "there are no named pipes")
+    def test_a_pipe_is_no_model(self):
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        for path, reason in [(pipe, "Not a regular file"), (self.folder, "Is a directory"),
+                             ("missing", "No such file")]:
+            with self.subTest(path=path):
+                code = f"import sorvane; sorvane.Model({str(path)!r})"
+                tried = subprocess.run([sys.executable, "-c", code], timeout=60,
+                                       capture_output=True, text=True)
+                self.assertRegex(tried.stderr, f"Error: .*{reason}.*: '{path}'")
 
     def test_what_the_engine_throws(self):
         with sorvane.Processor(self.misfit(), 1, RATE) as processor:
@@ -169,11 +200,14 @@ class ProcessorTest(Folder):
     def test_closed(self):
         for name, use in [("process", lambda p: p.process(np.zeros((2, 1)))),
                           ("finish", lambda p: p.finish()), ("reset", lambda p: p.reset()),
-                          ("latency", lambda p: p.latency), ("gain", lambda p: p.busses[0].gain)]:
+                          ("latency", lambda p: p.latency), ("gain", lambda p: p.busses[0].gain),
+                          ("with", lambda p: p.__enter__())]:
             with self.subTest(name):
                 with gate() as processor:
-                    pass
+                    self.assertFalse(processor.closed)
                 processor.close()
+                self.assertTrue(processor.closed)
+                self.assertEqual(repr(processor.busses[1]), "Bus('Noise', closed)")
                 with self.assertRaisesRegex(ValueError, "closed"):
                     use(processor)
 
@@ -203,10 +237,41 @@ class ProcessorTest(Folder):
         self.assertTrue(all("closed" in text for text in ended))
         self.assertLess(abs(sum(received) - len(received) * 48000), 3 * 1536)
 
+    def test_ends_of_streams_in_threads(self):
+        """As much comes out as went in, whichever threads push and end streams."""
+        audio = noise(2, 480)
+        received = []
+        with gate() as processor:
+            def run():
+                for _ in range(1000):
+                    received.append(processor.process(audio).shape[1])
+                    received.append(processor.finish().shape[1])
+
+            threads = [threading.Thread(target=run) for _ in range(3)]
+            for thread in threads:
+                thread.start()
+            for thread in threads:
+                thread.join()
+        self.assertEqual(sum(received), 3 * 1000 * 480)
 
     def test_the_import_leaves_small_numbers_alone(self):
-        code = "import sorvane; assert 1e-310 / 2 > 0"
-        subprocess.run([sys.executable, "-c", code], check=True)
+        for first in ("import sorvane", "import sorvane._engine",
+                      "from sorvane._engine import version"):
+            with self.subTest(first):
+                code = (f"import numpy; {first}\n"
+                        "assert (numpy.full(9, 1e-38, numpy.float32) * 0.01).view('i4').all()\n"
+                        "assert 1e-310 / 2 > 0")
+                subprocess.run([sys.executable, "-c", code], check=True, timeout=60)
+
+    def test_the_readme(self):
+        text = (pathlib.Path(__file__).parents[1] / "README.md").read_text(encoding="utf-8")
+        code = re.search("```python\n(.*?)```", text, re.DOTALL)[1]
+        played = []
+        names = {"blocks": np.split(noise(2, 9600), 10, axis=1), "play": played.append,
+                 "magnitudes": np.ones((4, 513, 1))}
+        exec(code.replace("noise-gate-48k.model", GATE), names)
+        self.assertEqual(np.concatenate(played, axis=1).shape, (2, 9600))
+        self.assertEqual(names["mask"].shape, (3, 513, 1))
 
 
 class ModelTest(Folder):
@@ -249,8 +314,36 @@ class ModelTest(Folder):
 
 @unittest.skipUnless(importlib.util.find_spec("matplotlib"), "matplotlib is missing")
 class DrawingTest(Folder):
+    SCRIPT = str(pathlib.Path(__file__).parents[1] / "examples/draw_mask.py")
+
+    def draw(self, *arguments):
+        """The names of the example after it ran."""
+        with unittest.mock.patch("sys.argv", [self.SCRIPT, *map(str, arguments)]):
+            return runpy.run_path(self.SCRIPT)
+
     def test_the_example_draws(self):
-        script = pathlib.Path(__file__).parents[1] / "examples/draw_mask.py"
-        picture = self.folder / "mask.png"
-        subprocess.run([sys.executable, script, GATE, picture], check=True)
-        self.assertEqual(picture.read_bytes()[:8], b"\x89PNG\r\n\x1a\n")
+        """The mask lies at its frequencies, for networks that see fewer bins too."""
+        few = noise_gate.noise_gate().replace(ALL_BINS, struct.pack("<bh", 1, 100))
+        for model, bins in [(GATE, 513), (self.write(few), 100)]:
+            with self.subTest(bins=bins):
+                picture = self.folder / f"{bins}.png"
+                lower = self.draw(model, picture)["lower"]
+                self.assertEqual(picture.read_bytes()[:8], b"\x89PNG\r\n\x1a\n")
+                for image, rows in zip(lower.get_images(), (513, bins)):
+                    self.assertEqual(len(image.get_array()), rows)
+                    np.testing.assert_allclose(
+                        image.get_extent()[2:], np.array([-0.5, rows - 0.5]) * 48 / 1024)
+                self.assertEqual(lower.get_ylim(), (0, 24))
+
+    def test_what_the_example_refuses(self):
+        complex_bins = self.write(noise_gate.noise_gate().replace(ALL_BINS, b"\4" + ALL_BINS[1:]))
+        sound = self.folder / "a.wav"
+        for text, model, kind, width in [("integers at 48000 Hz: unknown format", GATE, 3, 4),
+                                         ("integers at 48000 Hz$", GATE, 1, 3),
+                                         ("shorter than a frame", GATE, 1, 2),
+                                         ("magnitudes of one channel", complex_bins, 1, 2)]:
+            sound.write_bytes(struct.pack(
+                "<4sI8sIHHIIHH4sIQ", b"RIFF", 48, b"WAVEfmt ", 16, kind, 1, RATE, width * RATE,
+                width, 8 * width, b"data", 8, 0))
+            with self.subTest(text), self.assertRaisesRegex(SystemExit, text):
+                self.draw(model, self.folder / "a.png", sound)

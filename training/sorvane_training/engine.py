@@ -10,7 +10,8 @@ BUILT = ("lib/libSorvaneEngine.so", "lib/libSorvaneEngine.dylib", "bin/SorvaneEn
 
 
 def find_library():
-    """The library that SORVANE_LIBRARY names, or else the newest of the builds beside the sources.
+    """The library that SORVANE_LIBRARY names, or else that of build/release, or else the newest of
+    the other builds beside the sources: those may measure coverage or look for faults.
 
     FileNotFoundError when there is none.
     """
@@ -21,7 +22,8 @@ def find_library():
     built = [path for name in BUILT for path in root.glob("build/*/" + name)]
     if not built:
         raise FileNotFoundError("no library: build the engine or set SORVANE_LIBRARY")
-    return max(built, key=lambda path: path.stat().st_mtime)
+    release = root / "build" / "release"
+    return max(built, key=lambda path: (release in path.parents, path.stat().st_mtime))
 
 
 class Engine:

@@ -13,7 +13,7 @@ from torch import fx, nn
 from torch.nn import functional
 
 from . import plain_modules
-from .layers import Layer, QueuedLayer
+from .layers import BY_KIND, Layer, QueuedLayer
 from .model_file import JOINS, KINDS, LayerRecord, ModelError, Tensor
 from .outline import RULES, Stream, check
 from .storage import Storage
@@ -23,6 +23,11 @@ CODES = {name: kind for kind, (name, _) in KINDS.items()}
 OPERATORS = {operator.add: (2, False), torch.add: (2, False), operator.mul: (0, False),
              torch.mul: (0, False), operator.sub: (3, True), torch.sub: (3, True),
              operator.truediv: (1, True), torch.div: (1, True)}
+IN_PLACE = {operator.iadd: operator.add, operator.imul: operator.mul,
+            operator.isub: operator.sub, operator.itruediv: operator.truediv}
+OPERATORS.update((changing, OPERATORS[plain]) for changing, plain in IN_PLACE.items())
+VIEWS = ("permute", "transpose", "squeeze", "unsqueeze", "contiguous")
+LARGEST_STRIDE = 127
 
 
 def export(network, header, layout="BTFC", storage=Storage()):
@@ -39,13 +44,18 @@ def export(network, header, layout="BTFC", storage=Storage()):
     if tracer.is_leaf_module(network, ""):
         network = nn.Sequential(network)
     try:
+        plain_modules.require_unhooked(network)
         graph = tracer.trace(network)
+    except ModelError as error:
+        raise ModelError(f"{type(network).__name__}: {error}") from None
     except (fx.proxy.TraceError, TypeError) as error:
         name = type(network).__name__
         raise ModelError(f"{name}: its forward() can't be traced: {error}") from error
-    fx.GraphModule(network, graph)  # knows the modules, which the next step needs
-    graph.eliminate_dead_code()
+    graph.owning_module = network  # not by a GraphModule, whose code can't hold all names
     builder = _Builder(network, header, layout, storage)
+    for node in graph.nodes:
+        builder.check_changes(node)
+    graph.eliminate_dead_code()
     for node in graph.nodes:
         builder.add(node)
     return builder.model()
@@ -54,6 +64,28 @@ def export(network, header, layout="BTFC", storage=Storage()):
 class _Tracer(fx.Tracer):
     def is_leaf_module(self, module, name):
         return isinstance(module, Layer) or super().is_leaf_module(module, name)
+
+    def create_proxy(self, kind, target, args, kwargs, *others, **named):
+        """Arguments of forward() with a default, such as a state of None, keep it."""
+        if kind == "placeholder" and args:
+            return args[0]
+        return super().create_proxy(kind, target, args, kwargs, *others, **named)
+
+    def proxy(self, node):
+        return _Proxy(node, self)
+
+
+class _Proxy(fx.Proxy):
+    """Records x += y as such; the plain one takes it for x = x + y, which changes no other x."""
+
+
+def _recorded(function):
+    return lambda self, other: self.tracer.create_proxy("call_function", function,
+                                                        (self, other), {})
+
+
+for _function in IN_PLACE:
+    setattr(_Proxy, f"__{_function.__name__}__", _recorded(_function))
 
 
 @dataclasses.dataclass(frozen=True)
@@ -72,6 +104,7 @@ class _Builder:
         self.layout = layout
         self.storage = storage
         self.records = []
+        self.tensors = {}  # those of the records, by module and field
         packing = header.input_packing
         self.streams = {"input": Stream(packing.rows, packing.columns * header.num_input_channels)}
         self.values = {}
@@ -79,6 +112,9 @@ class _Builder:
         self._check_axes(layout, "input")
 
     def model(self):
+        for pair in self.storage.halves(list(self.tensors)):
+            for tensor in self.tensors[pair]:
+                tensor.half = True
         model = dataclasses.replace(self.header, layers=self.records, output_source=self.output)
         check(model)
         model.to_bytes()
@@ -89,6 +125,35 @@ class _Builder:
             self.values[node] = getattr(self, "_" + node.op)(node)
         except ModelError as error:
             raise ModelError(f"{self._label(node)}: {error}") from None
+        except (TypeError, LookupError) as error:
+            raise ModelError(f"{self._label(node)}: its arguments {node.args} {node.kwargs} can't "
+                             f"be followed: {error}") from error
+
+    def check_changes(self, node):
+        """ModelError where a node changes in place what other nodes use."""
+        if not self._is_in_place(node):
+            return
+        changed = node.all_input_nodes[:1]
+        while changed:
+            if len(changed[0].users) > 1:
+                raise ModelError(f"{self._label(node)}: it works in place, and what it changes is "
+                                 "used elsewhere too; take one with inplace=False, or x = x + y")
+            changed = changed[0].all_input_nodes[:1] if self._is_same(changed[0]) else []
+
+    def _is_in_place(self, node):
+        if node.op == "call_module":
+            module = self.modules[node.target]
+            return getattr(module, "inplace", False) and not plain_modules.is_nothing(module)
+        name = str(getattr(node.target, "__name__", node.target))
+        return node.op in ("call_function", "call_method") and (
+            node.target in IN_PLACE or bool(node.kwargs.get("inplace")) or
+            name.endswith("_") and not name.endswith("__"))
+
+    def _is_same(self, node):
+        """Whether a node's output is, or may be, the memory of its input."""
+        if node.op == "call_module" and plain_modules.is_nothing(self.modules[node.target]):
+            return True
+        return node.op == "call_method" and node.target in VIEWS or self._is_in_place(node)
 
     def _label(self, node):
         if node.op == "call_module":
@@ -108,20 +173,26 @@ class _Builder:
                          "constant to each position")
 
     def _output(self, node):
-        value = self._plain(self._value(node.args[0]))
+        result = node.args[0]
+        if isinstance(result, (list, tuple)) and len(result) == 1:
+            result = result[0]  # tracing makes lists where an argument's default is a dictionary
+        value = self._plain(self._value(result))
         if value.axes != self.layout:
-            raise ModelError(f"its axes are {value.axes}, not the input's {self.layout}")
+            raise ModelError(f"its axes are {value.axes}, not the input's {self.layout}" +
+                             _way(value.axes, self.layout))
         self.output = value.source
         return value
 
     def _call_module(self, node):
         module = self.modules[node.target]
-        inputs = [self._value(argument) for argument in node.args]
+        plain_modules.require_unhooked(module)
+        inputs = [self._value(argument) for argument in [*node.args, *node.kwargs.values()]
+                  if argument is not None]
+        if not isinstance(module, QueuedLayer) and len(inputs) != 1:
+            raise ModelError("it takes the frames alone")
         if isinstance(module, Layer):
             inputs = [self._plain(value, "BTFC") for value in inputs]
-            if not isinstance(module, QueuedLayer) and len(inputs) != 1:
-                raise ModelError("it takes the frames alone")
-            source = self._record(node.target, type(module).__name__, inputs, module.fields())
+            source = self._record(node.target, _class_name(module), inputs, module.fields())
             return _Value(source, "BTFC")
         value = inputs[0]
         if plain_modules.is_nothing(module):
@@ -157,7 +228,7 @@ class _Builder:
                   "squeeze": self._squeezed, "unsqueeze": self._unsqueezed}.get(node.target)
         if change is None:
             raise ModelError("no layer comes of this method; take a module")
-        return dataclasses.replace(value, axes=change(value, *node.args[1:]))
+        return dataclasses.replace(value, axes=change(value, *node.args[1:], **node.kwargs))
 
     # Layers.
 
@@ -171,6 +242,10 @@ class _Builder:
             sources = self._different([value.source for value in inputs])
         else:
             sources = [inputs[0].source]
+        if fields.get("strideF", 1) > LARGEST_STRIDE:
+            raise ModelError(f"it reads or makes {fields['strideF']} positions at once, and a file "
+                             f"holds {LARGEST_STRIDE}; FrequencyRescaleLayer makes fewer bands of "
+                             "them, and bins of bands")
         fields = {field: self._stored(name, field, value) for field, value in fields.items()}
         self.streams[unique], _ = RULES[class_name](fields, *(self.streams[s] for s in sources))
         self.records.append(LayerRecord(unique, CODES[class_name], sources, fields))
@@ -188,19 +263,24 @@ class _Builder:
         return result
 
     def _stored(self, name, field, value):
-        half = self.storage.is_half(name, field)
+        stored = self.tensors.setdefault((name, field), [])
+
+        def tensor(values):
+            stored.append(Tensor(values))
+            return stored[-1]
+
         if field == "bands":
-            return [(start, Tensor(weights, half)) for start, weights in value]
-        return Tensor(value, half) if hasattr(value, "shape") else value
+            return [(start, tensor(weights)) for start, weights in value]
+        return tensor(value) if hasattr(value, "shape") else value
 
     def _convolution(self, name, module, value):
-        mixed = {nn.Linear: -1}.get(type(module), 1)
-        axis = value.axes[mixed]
+        axis = value.axes[-1 if isinstance(module, nn.Linear) else 1]
         stream = self.streams[value.source]
         if isinstance(module, nn.Conv2d):
             self._require_axes(value, "BCTF")
         elif isinstance(module, nn.Conv1d) and value.axes[2:] != "T":
-            raise ModelError(f"its input has the axes {value.axes}, not BCT or BFT")
+            raise ModelError(f"its input has the axes {value.axes}, not BCT or BFT" +
+                             _way(value.axes, "BCT" if "C" in value.axes else "BFT"))
         if axis not in "CF":
             raise ModelError(f"it would mix the axis {axis} of {value.axes}")
         over_positions = axis == "F"
@@ -252,6 +332,8 @@ class _Builder:
     def _pad(self, value, pairs):
         padded = list(value.padded)
         for axis, (front, behind) in zip(reversed(value.axes), pairs):
+            if front < 0 or behind < 0:
+                raise ModelError("it cuts by negative padding, and layers only add zeros")
             if axis not in "TF" and (front or behind):
                 raise ModelError(f"it pads the axis {axis}, and layers only T and F")
             padded.append((axis, front, behind))
@@ -262,13 +344,16 @@ class _Builder:
                        sum(behind for a, _, behind in value.padded if a == axis))
                 for axis in "TF"}
 
-    def _permuted(self, value, *order):
+    # Called with the arguments of the methods, whose names these are.
+
+    def _permuted(self, value, *dims, **named):
+        order = named.get("dims", dims)
         order = order[0] if isinstance(order[0], (tuple, list)) else order
         return "".join(value.axes[axis] for axis in order)
 
-    def _transposed(self, value, first, second):
+    def _transposed(self, value, dim0, dim1):
         axes = list(value.axes)
-        axes[first], axes[second] = axes[second], axes[first]
+        axes[dim0], axes[dim1] = axes[dim1], axes[dim0]
         return "".join(axes)
 
     def _squeezed(self, value, dim=None):
@@ -296,8 +381,31 @@ class _Builder:
 
     def _require_axes(self, value, axes):
         if value.axes != axes:
-            raise ModelError(f"its input has the axes {value.axes}, not {axes}")
+            raise ModelError(f"its input has the axes {value.axes}, not {axes}" +
+                             _way(value.axes, axes))
 
     def _require_same_axes(self, values):
         if len({value.axes for value in values}) > 1:
             raise ModelError("its inputs have the axes " + ", ".join(v.axes for v in values))
+
+
+def _class_name(module):
+    """The name of the package's class of which a module is one, or does the same."""
+    base = BY_KIND.get(getattr(module, "kind", None), type(None))
+    if not isinstance(module, base):
+        raise ModelError("the format has no layer for it")
+    if any(getattr(type(module), name, None) is not getattr(base, name, None)
+           for name in ("forward", "join")):
+        raise ModelError(f"its class computes otherwise than {base.__name__}, which is the layer")
+    return base.__name__
+
+
+def _way(axes, wanted):
+    """How axes become the wanted ones, as the end of a message."""
+    if sorted(axes) == sorted(wanted):
+        order = ", ".join(str(axes.index(axis)) for axis in wanted)
+        return f"; permute({order}) makes them so"
+    if "C" in axes and "F" not in axes:
+        return ("; unsqueeze makes BTFC of one position of it, and TransposedConvLayer(C, 1, "
+                "(1, F), (1, F)) F positions of its channels")
+    return "; unsqueeze and permute make them so" if set(axes) < set(wanted) else ""

@@ -14,6 +14,7 @@ earlier layer. A tensor is i8 storage (1 single, 0 half), i8 rank, i32 dimension
 last dimension fastest.
 """
 
+import math
 import struct
 from dataclasses import dataclass, field
 
@@ -129,11 +130,11 @@ class ModelFile:
         """The file's bytes; ModelError for what they can't hold."""
         check_graph(self)
         out = _Writer()
-        out.text(MAGIC)
+        out.text(MAGIC, "magic")
         out.number("i32", VERSION, "version")
-        out.text(self.tag)
+        out.text(self.tag, "tag")
         out.number("i32", self.model_id, "model_id")
-        out.text(self.note)
+        out.text(self.note, "note")
         out.number("f64", self.sample_rate, "sample_rate")
         out.number("i8", self.num_input_channels, "num_input_channels")
         out.packing(self.input_packing)
@@ -141,14 +142,14 @@ class ModelFile:
         out.number("i8", self.num_output_channels, "num_output_channels")
         out.number("i8", self.num_masks, "number of masks")
         for name in self.bus_names:
-            out.text(name)
+            out.text(name, "bus name")
         out.packing(self.output_packing)
         for name in ("fft_length", "frame_length", "hop"):
             out.number("i16", getattr(self, name), name)
         out.number("i32", len(self.layers), "number of layers")
         for layer in self.layers:
             out.layer(layer)
-        out.text(self.output_source)
+        out.text(self.output_source, "output_source")
         return bytes(out.data)
 
     def write(self, path):
@@ -163,8 +164,13 @@ class ModelFile:
 
     @classmethod
     def read(cls, path):
+        """What the file says; OSError, or ModelError with its path."""
         with open(path, "rb") as file:
-            return cls.from_bytes(file.read())
+            data = file.read()
+        try:
+            return cls.from_bytes(data)
+        except ModelError as error:
+            raise ModelError(f"{path}: {error}") from None
 
 
 def check_graph(model):
@@ -190,34 +196,46 @@ def check_graph(model):
         raise ModelError(f"the output's source {model.output_source} is no layer")
 
 
+def _check_packing(code):
+    if code not in Packing.PARAMETERS:
+        raise ModelError(f"packing {code} can't run")
+
+
 class _Writer:
     def __init__(self):
         self.data = bytearray()
 
     def number(self, kind, value, what):
+        bits = int(kind[1:])
         try:
             self.data += struct.pack(NUMBERS[kind], value)
-        except (struct.error, OverflowError) as error:
-            ends = "" if kind[0] == "f" else f" from {-2 ** (int(kind[1:]) - 1)} to " \
-                f"{2 ** (int(kind[1:]) - 1) - 1}"
-            raise ModelError(f"{what} is {value}, and a file holds numbers{ends}") from error
+            held = kind[0] == "i" or math.isfinite(value)
+        except (struct.error, OverflowError):
+            held = False
+        if not held:
+            kept = (f"finite floats of {bits} bits" if kind[0] == "f" else
+                    f"whole numbers from {-2 ** (bits - 1)} to {2 ** (bits - 1) - 1}")
+            raise ModelError(f"{what} is {value!r}, and a file holds {kept}")
 
-    def text(self, value):
+    def text(self, value, what):
+        if not isinstance(value, str):
+            raise ModelError(f"{what} is {value!r}, no string")
         encoded = value.encode(errors="surrogateescape")
         self.data += struct.pack("<I", len(encoded)) + encoded
 
     def packing(self, packing):
+        _check_packing(packing.code)
         self.number("i8", packing.code, "packing")
         for kind, value in packing.parameters():
             self.number(kind, value, "packing parameter")
 
     def layer(self, layer):
-        self.text(layer.name)
+        self.text(layer.name, "layer's name")
         self.number("i16", layer.kind, "kind")
         if layer.kind in JOINS:
             self.number("i16", len(layer.inputs), f"layer {layer.name}: number of inputs")
         for name in layer.inputs:
-            self.text(name)
+            self.text(name, f"layer {layer.name}: input")
         for name, kind in KINDS[layer.kind][1]:
             what = f"layer {layer.name}: {name}"
             if kind == "tensor":
@@ -266,8 +284,7 @@ class _Reader:
 
     def packing(self):
         code = self.number("i8")
-        if code not in Packing.PARAMETERS:
-            raise ModelError(f"packing {code} can't run")
+        _check_packing(code)
         return Packing.from_parameters(code, [self.number(kind)
                                               for kind in Packing.PARAMETERS[code]])
 

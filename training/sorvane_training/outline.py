@@ -9,10 +9,12 @@ so too where its output can't become masks or spectra. As a program,
 prints a line for each layer (shape F x C, parameters, operations a frame) and the totals.
 """
 
+import argparse
 import math
 import sys
 from dataclasses import dataclass
 from fractions import Fraction
+from numbers import Integral, Real
 
 from .model_file import ModelError, ModelFile, Tensor
 
@@ -124,9 +126,16 @@ def outline(model):
 def check(model):
     """The outline of a ModelFile; ModelError where it can't run on audio."""
     fft, frame, hop = model.fft_length, model.frame_length, model.hop
+    for name in ("fft_length", "frame_length", "hop"):
+        value = getattr(model, name)
+        _require(isinstance(value, Integral), f"{name} is {value!r}, no whole number")
     _require(0 < hop <= frame <= fft, f"hop {hop}, frame {frame} and transform {fft} don't rise")
     _require(fft & (fft - 1) == 0, f"the transform's length {fft} is no power of two")
-    _require(model.sample_rate > 0, f"the sample rate is {model.sample_rate}")
+    rate, packing = model.sample_rate, model.input_packing
+    _require(isinstance(rate, Real) and 0 < rate < math.inf, f"the sample rate is {rate!r}")
+    _require(0 <= packing.low_bins <= packing.bins and packing.group > 0,
+             f"the packing has {packing.low_bins} low bins of {packing.bins}, and groups of "
+             f"{packing.group}")
     _require(_numbers(model.input_packing) == _numbers(model.output_packing),
              "the numbers of the packings differ, and the engine reads its output by the input's")
     whole = outline(model)
@@ -335,5 +344,16 @@ RULES = {
 }
 
 
+def main(arguments=None):
+    parser = argparse.ArgumentParser(description="List a model file's layers and what they cost.")
+    parser.add_argument("model")
+    options = parser.parse_args(arguments)
+    try:
+        print(check(ModelFile.read(options.model)).text())
+    except (ModelError, OSError) as error:
+        parser.exit(2, f"{parser.prog}: {error}\n")
+    return 0
+
+
 if __name__ == "__main__":
-    print(check(ModelFile.read(sys.argv[1])).text())
+    sys.exit(main())

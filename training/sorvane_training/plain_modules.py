@@ -9,9 +9,27 @@ from dataclasses import dataclass
 
 import numpy as np
 from torch import nn
+from torch.nn.utils import parametrize, prune
 
 from .layers.base import stored
 from .model_file import ModelError
+
+
+# What takes a hook away and leaves the values that it makes, by the hook's class.
+REMOVERS = {"WeightNorm": "torch.nn.utils.remove_weight_norm(module)",
+            "SpectralNorm": "torch.nn.utils.remove_spectral_norm(module)"}
+
+
+def require_unhooked(module):
+    """ModelError for a module of which something else makes the weights or the output at each
+    call: a file would hold what they happen to be."""
+    _require(not parametrize.is_parametrized(module), "its tensors are parametrized; "
+             "torch.nn.utils.parametrize.remove_parametrizations(module, name) leaves their values")
+    for hook in [*module._forward_pre_hooks.values(), *module._forward_hooks.values()]:
+        remover = REMOVERS.get(type(hook).__name__, "the hook's handle.remove()")
+        if isinstance(hook, prune.BasePruningMethod):
+            remover = "torch.nn.utils.prune.remove(module, name)"
+        raise ModelError(f"a file would lack its forward hook; {remover} takes it away")
 
 
 @dataclass

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # usage: training/recipes/speech/run.sh FOLDER [standard|small]...
 # Repeats the training of the speech models that ship: installs what is missing, fetches the recordings
-# into FOLDER/data (3 GB with the unpacked packages), trains in FOLDER/SIZE, writes the model files to
-# FOLDER/models, and measures them there. Stopped and started again, it goes on where it was.
+# into FOLDER/data (3 GB with the unpacked packages), trains the sizes side by side in FOLDER/SIZE, each
+# on one core, writes the model files to FOLDER/models, and measures them. Stopped and started again, it
+# goes on where it was.
 set -euo pipefail
-[ $# -ge 1 ] || { sed -n '2,5s/^# //p' "$0" >&2; exit 2; }
+[ $# -ge 1 ] || { sed -n '2,6s/^# //p' "$0" >&2; exit 2; }
 mkdir -p "$1"
 folder=$(cd "$1" && pwd)
 shift
@@ -24,12 +25,28 @@ done
 export PYTHONPATH=$PWD/training
 recipe=training/recipes/speech
 "$python" $recipe/fetch.py --data "$folder/data"
+
+# One process a size, side by side. However this script ends, no training outlives it.
+trainings=()
+trap '[ ${#trainings[@]} -eq 0 ] || kill "${trainings[@]}" 2>/dev/null || true' EXIT
+trap 'exit 1' HUP INT TERM
 for size in "$@"; do
     minutes=78
     [ "$size" = small ] && minutes=46
     "$python" $recipe/train.py --data "$folder/data" --run "$folder/$size" --size "$size" \
-        --minutes $minutes
+        --minutes $minutes &
+    trainings+=($!)
+done
+for _ in "$@"; do
+    wait -n
+done
+trainings=()
+
+runs=()
+for size in "$@"; do
+    runs+=("$folder/$size")
     "$python" $recipe/export.py --size "$size" --weights "$folder/$size/network.pt" \
         --out "$folder/models" --date "$(date +%F)"
 done
+"$python" $recipe/curve.py --out "$folder/curve.png" "${runs[@]}"
 "$python" training/evaluate.py --data "$folder/data" --out "$folder/evaluation" "$folder"/models/*.model

@@ -5,21 +5,21 @@
 
 FOLDER of --data is that of `fetch.py`. Whatever is needed to go on is saved in the folder of --run every
 few minutes: started again with the same options, training goes on where it was. It ends after N minutes
-at work, whatever the machine does in them, and the step sizes follow that time. `log.jsonl` there has a
-line for each look at the validation set, `network.pt` the averaged weights.
+at work, whatever the machine does in them, and the step sizes follow that time; with --steps it ends
+after so many steps, and they follow these. `log.jsonl` there has a line for each look at the validation
+set, `network.pt` the averaged weights. A training has one process and one thread.
 """
 
 import argparse
 import copy
+import fcntl
 import json
 import math
-import os
 import time
 from pathlib import Path
 
 import numpy as np
 import torch
-from torch import distributed, multiprocessing
 
 import loss
 from mixing import Mixer
@@ -34,16 +34,16 @@ WARM_UP = 200  # steps
 class Training:
     """The state of a training: network, optimiser, averaged weights, random numbers, time at work."""
 
-    def __init__(self, options, rank):
+    def __init__(self, options):
         torch.manual_seed(options.seed)
-        self.options, self.rank = options, rank
+        self.options = options
         self.network = make_network(options.size)
         self.average = copy.deepcopy(self.network)
         self.optimiser = torch.optim.AdamW(self.network.parameters(), lr=options.step_size,
                                            betas=(0.9, 0.99), weight_decay=1e-4)
-        self.mixer = Mixer(options.data, "train", (options.seed, rank), SECONDS)
+        self.mixer = Mixer(options.data, "train", options.seed, SECONDS)
         self.steps, self.seconds = 0, 0.0
-        self.file = options.run / f"state-{rank}.pt"
+        self.file = options.run / "state.pt"
         if self.file.exists():
             self._load()
 
@@ -62,10 +62,15 @@ class Training:
                     "random": self.mixer.random.bit_generator.state, "seconds": self.seconds}, partial)
         partial.rename(self.file)
 
+    def progress(self):
+        """Returns what share of the training is done."""
+        if self.options.steps:
+            return self.steps / self.options.steps
+        return self.seconds / (60 * self.options.minutes)
+
     def step(self):
         """Makes one step on a fresh batch; returns the parts of the loss."""
-        progress = self.seconds / (60 * self.options.minutes)
-        rate = 0.5 + 0.5 * math.cos(math.pi * min(progress, 1))
+        rate = 0.5 + 0.5 * math.cos(math.pi * min(self.progress(), 1))
         for group in self.optimiser.param_groups:
             group["lr"] = self.options.step_size * min(1, self.steps / WARM_UP) * max(rate, 1e-3)
         voices, noises = (torch.from_numpy(tracks.astype(np.float32))
@@ -77,7 +82,6 @@ class Training:
                                  self.options.envelope_weight)
         self.optimiser.zero_grad()
         total.backward()
-        self._share_gradients()
         torch.nn.utils.clip_grad_norm_(self.network.parameters(), CLIP)
         self.optimiser.step()
         self.steps += 1
@@ -86,26 +90,6 @@ class Training:
             for mean, value in zip(self.average.parameters(), self.network.parameters()):
                 mean.lerp_(value, 1 - keep)
         return parts
-
-    def _share_gradients(self):
-        """Puts the mean of all processes' gradients in the place of each process's own."""
-        if self.options.processes == 1:
-            return
-        used = [p.grad for p in self.network.parameters() if p.grad is not None]
-        flat = torch.cat([gradient.flatten() for gradient in used])
-        distributed.all_reduce(flat)
-        flat /= self.options.processes
-        for gradient, mean in zip(used, flat.split([gradient.numel() for gradient in used])):
-            gradient.copy_(mean.reshape(gradient.shape))
-
-
-def agree(value):
-    """Returns the first process's VALUE to all."""
-    if not distributed.is_initialized():
-        return value
-    shared = torch.tensor([value], dtype=torch.float64)
-    distributed.broadcast(shared, 0)
-    return shared.item()
 
 
 def report(training, validation, parts):
@@ -120,27 +104,32 @@ def report(training, validation, parts):
     torch.save(training.average.state_dict(), training.options.run / "network.pt")
 
 
-def work(rank, options):
+def lock(folder):
+    """Keeps a second training out of FOLDER until the returned file is closed."""
+    file = open(folder / "lock", "w")
+    try:
+        fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        file.close()
+        raise SystemExit(f"{folder}: another training is at work there") from None
+    return file
+
+
+def work(options):
     torch.set_num_threads(1)
-    if options.processes > 1:
-        os.environ.setdefault("GLOO_SOCKET_IFNAME", "lo")
-        distributed.init_process_group("gloo", f"file://{options.run.resolve()}/meeting", rank=rank,
-                                       world_size=options.processes)
-    training = Training(options, rank)
-    validation = Validation(options.data) if rank == 0 else None
+    training, validation = Training(options), Validation(options.data)
     before, began = training.seconds, time.monotonic()
     parts, saved = [], before
-    while training.seconds < 60 * options.minutes:
+    while training.progress() < 1:
         parts.append(training.step())
-        training.seconds = agree(before + time.monotonic() - began)
+        training.seconds = before + time.monotonic() - began
         if training.seconds - saved >= 60 * options.save_every:
             saved = training.seconds
             training.save()
-            if rank == 0:
-                report(training, validation, parts)
-                parts = []
+            report(training, validation, parts)
+            parts = []
     training.save()
-    if rank == 0 and parts:
+    if parts:
         report(training, validation, parts)
 
 
@@ -150,8 +139,8 @@ def main():
     parser.add_argument("--run", type=Path, required=True, help="folder for what training leaves")
     parser.add_argument("--size", choices=["standard", "small"], default="standard")
     parser.add_argument("--minutes", type=float, default=70, help="time at work, in all")
-    parser.add_argument("--processes", type=int, default=2, help="share the steps' batches")
-    parser.add_argument("--batch", type=int, default=4, help="mixtures of a step in each process")
+    parser.add_argument("--steps", type=int, help="end after so many, whatever the time")
+    parser.add_argument("--batch", type=int, default=4, help="mixtures of a step")
     parser.add_argument("--step-size", type=float, default=2e-3, help="largest, after the warm-up")
     parser.add_argument("--magnitude-weight", type=float, default=30)
     parser.add_argument("--envelope-weight", type=float, default=20)
@@ -159,11 +148,8 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     options = parser.parse_args()
     options.run.mkdir(parents=True, exist_ok=True)
-    (options.run / "meeting").unlink(missing_ok=True)
-    if options.processes == 1:
-        work(0, options)
-    else:
-        multiprocessing.spawn(work, (options,), options.processes)
+    with lock(options.run):
+        work(options)
 
 
 if __name__ == "__main__":

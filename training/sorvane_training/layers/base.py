@@ -34,10 +34,10 @@ def uniform_weights(*shape, fan_in):
 
 
 def stored(parameter):
-    """The values of a parameter as a file's tensor; None is a tensor without data."""
+    """A copy of a parameter's values as a file's tensor; None is a tensor without data."""
     if parameter is None:
         return None
-    return parameter.detach().cpu().float().numpy()
+    return parameter.detach().cpu().float().numpy().copy()
 
 
 def loaded(values):

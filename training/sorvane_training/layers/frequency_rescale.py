@@ -3,7 +3,7 @@
 import torch
 from torch import nn
 
-from .base import Layer
+from .base import Layer, stored
 
 
 class FrequencyRescaleLayer(Layer):
@@ -56,7 +56,7 @@ class FrequencyRescaleLayer(Layer):
         return matrix @ x
 
     def fields(self):
-        values = self.values.detach().cpu().float().numpy()
+        values = stored(self.values)
         bands, at = [], 0
         for start, length in zip(self.starts, self.lengths):
             bands.append((start, values[at:at + length]))

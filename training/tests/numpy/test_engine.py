@@ -4,15 +4,31 @@ import ctypes
 import os
 import tempfile
 import unittest
+from pathlib import Path
+from unittest import mock
 
 import numpy as np
 
+from sorvane_training import engine
 from sorvane_training.engine import Engine, EngineModel
 from sorvane_training.model_file import LayerRecord
 from sorvane_training.outline import outline
 from sorvane_training.packing import Packing, hann, spectra
 
 from sample_models import BINS, every_kind, header
+
+
+class FindLibrary(unittest.TestCase):
+    def test_release_goes_before_newer_builds(self):
+        with tempfile.TemporaryDirectory() as folder, mock.patch.dict(os.environ):
+            os.environ.pop("SORVANE_LIBRARY", None)
+            with mock.patch.object(engine, "__file__", f"{folder}/training/package/engine.py"):
+                for build in ("debug", "release", "coverage"):
+                    path = Path(folder).resolve() / "build" / build / engine.BUILT[0]
+                    path.parent.mkdir(parents=True)
+                    path.touch()
+                    self.assertEqual(engine.find_library().parts[-3],
+                                     "debug" if build == "debug" else "release")
 
 
 @unittest.skipUnless("SORVANE_LIBRARY" in os.environ, "needs the built engine")

@@ -101,6 +101,11 @@ class Files(unittest.TestCase):
                 "the output's source x": lambda model: setattr(model, "output_source", "x"),
                 "hop is 32768": lambda model: setattr(model, "hop", 32768),
                 "a model needs at least": lambda model: model.bus_names.clear(),
+                "bus name is 3, no string": lambda model: model.bus_names.append(3),
+                "sample_rate is inf, and a file holds finite": lambda model: setattr(
+                    model, "sample_rate", np.inf),
+                "packing 5 can't run": lambda model: setattr(
+                    model, "input_packing", Packing(5, 12)),
                 "number of masks is 128": lambda model: model.bus_names.extend("b" * 127),
         }.items():
             model = copy.deepcopy(every_kind())

@@ -106,6 +106,10 @@ class Refusals(unittest.TestCase):
                     attention("x", "input", 0, positions=7)),
                 "hop 512, frame 384 and transform 512 don't rise": header(hop=512),
                 "the transform's length 500 is no power": header(fft_length=500),
+                "fft_length is 512.0, no whole number": header(fft_length=512.0),
+                "the sample rate is inf": header(sample_rate=math.inf),
+                "the packing has 4 low bins of 16, and groups of 0": header(
+                    Packing.grouped(4, 16, 0)),
                 "the numbers of the packings differ": header(
                     output_packing=Packing.grouped(2, BINS, 2)),
                 "the input has no values": header(num_input_channels=0),

@@ -1,17 +1,23 @@
 """Networks as people write them: what becomes a file, what is refused, what half storage does."""
 
+import operator
+import re
+from pathlib import Path
+
 import numpy as np
 import pytest
 import torch
 from torch import nn
 from torch.nn import functional
+from torch.nn.utils import parametrizations, prune, spectral_norm, weight_norm
 
 from sorvane_training import layers as kinds
+from sorvane_training import outline, parity
 from sorvane_training.export import export
 from sorvane_training.model_file import ModelError, ModelFile
 from sorvane_training.outline import check
 from sorvane_training.packing import Packing
-from sorvane_training.parity import compare, random_frames
+from sorvane_training.parity import compare, default_frames, difference, random_frames
 from sorvane_training.storage import Storage
 
 from networks import header
@@ -63,6 +69,28 @@ class Bands(nn.Module):
         return self.up(self.net(x).transpose(1, 2).unsqueeze(2)).squeeze(3).transpose(1, 2)
 
 
+class Conv(kinds.ConvLayer):
+    """A class of the user's that computes as its base does."""
+
+
+class Unusual(nn.Module):
+    """Names that Python has for itself, arguments by name, a state, in-place steps."""
+
+    def __init__(self):
+        super().__init__()
+        for name, module in (("class", nn.Linear(1, 1)), ("a'b\n", Conv(1, 1, (2, 1)))):
+            self.add_module(name, module)
+        self.relu = nn.ReLU(inplace=True)
+
+    def forward(self, x, state=None):
+        x = self.get_submodule("class")(input=x).transpose(dim0=1, dim1=2)
+        x = self.get_submodule("a'b\n")(x.permute(dims=(0, 2, 1, 3)), state)
+        y = x.squeeze(dim=3).unsqueeze(dim=3) * x
+        y += x
+        return self.relu(y)
+
+
+torch.manual_seed(1)
 ACCEPTED = {
     "causal": (nn.Sequential(nn.ZeroPad2d((0, 0, 2, 0)), nn.Conv2d(1, 1, 3, padding=(0, 1))),
                "BCTF"),
@@ -80,6 +108,7 @@ ACCEPTED = {
                              nn.Sigmoid()), "BTFC"),
     "operators": (Padded(), "BCTF"),
     "bands": (Bands(), "BFT"),
+    "unusual": (Unusual(), "BTFC"),
     "one layer": (kinds.PreNormLayer([0.5, 0.25, 0.25]), "BTFC"),
 }
 
@@ -87,14 +116,13 @@ ACCEPTED = {
 @pytest.mark.filterwarnings("ignore:Using padding")
 @pytest.mark.parametrize("name", ACCEPTED)
 def test_accepted(name, tmp_path):
-    torch.manual_seed(1)
     network, layout = ACCEPTED[name]
     network = network.eval()
     model = export(network, header(BINS), layout)
     path = tmp_path / "plain.model"
     model.write(path)
     # nn.Sigmoid and the engine's, which ends at 10, only differ beyond.
-    frames = random_frames(model, 40) / (30 if name in ("linear", "operators") else 1)
+    frames = random_frames(model, 40) / (1000 if name in ("linear", "operators") else 1)
     assert compare(path, frames, network, layout).is_small
     assert compare(path, frames).is_small
 
@@ -117,14 +145,20 @@ REFUSED = {
         "conv", nn.Conv2d(1, 1, 3, padding=(3, 1))),
     "conv (Conv2d): it takes 2 channels, and 1 come in": lambda n: n.add_module(
         "conv", nn.Conv2d(2, 1, 1)),
-    "layer conv: delay is 200, and a file holds numbers from -128 to 127": lambda n: n.add_module(
+    "layer conv: delay is 200, and a file holds whole numbers from -128": lambda n: n.add_module(
         "conv", nn.Conv2d(1, 1, (201, 1))),
     "act (ReLU): its input is padded": lambda n: n.extend(
         [nn.ZeroPad2d(1)]).add_module("act", nn.ReLU()),
     "pad (ConstantPad2d): it pads with 1": lambda n: n.add_module("pad", nn.ConstantPad2d(1, 1)),
     "linear (Linear): it would mix the positions": lambda n: n.extend(
         [nn.Conv2d(1, 2, 1)]).add_module("linear", nn.Linear(BINS, 3)),
-    "dense (DenseLayer): its input has the axes BCTF, not BTFC": lambda n: n.add_module(
+    "pad (ZeroPad2d): it cuts by negative padding": lambda n: n.add_module(
+        "pad", nn.ZeroPad2d((0, 0, 3, -1))),
+    "layer leaky: slope is 1e+39, and a file holds finite": lambda n: n.add_module(
+        "leaky", nn.LeakyReLU(1e39)),
+    "layer leaky: slope is nan, and a file holds finite": lambda n: n.add_module(
+        "leaky", nn.LeakyReLU(np.nan)),
+    "dense (DenseLayer): its input has the axes BCTF, not BTFC; permute(0": lambda n: n.add_module(
         "dense", kinds.DenseLayer(BINS, 1)),
     "the output of conv is 12 x 2": lambda n: n.add_module("conv", nn.Conv2d(1, 2, 1)),
     "conv gives 1/2 frames": lambda n: n.add_module("conv", nn.Conv2d(1, 1, 1, (2, 1))),
@@ -144,11 +178,20 @@ def test_refused(message):
     assert str(error.value).startswith(message)
 
 
+class Changed(kinds.ConvLayer):
+    def forward(self, x, state=None):
+        return super().forward(x, state).relu()
+
+
 class Lambda(nn.Module):
     def __init__(self, function):
         super().__init__()
         self.function = function
         self.bias = nn.Parameter(torch.zeros(1))
+        self.relu = nn.ReLU(inplace=True)
+        self.wide = kinds.TransposedConvLayer(1, 1, (1, 257), (1, 257))
+        self.bands = nn.Linear(BINS, 4)
+        self.changed = Changed(1, 1)
 
     def forward(self, x):
         return self.function(self, x)
@@ -162,12 +205,76 @@ class Lambda(nn.Module):
     ("Lambda: its forward() can't be traced", lambda n, x: x if x.sum() > 0 else -x),
     ("cat: it joins the axis T", lambda n, x: torch.cat([x, x], 1)),
     ("output: its axes are BFTC", lambda n, x: x.permute(0, 2, 1, 3)),
+    ("permute: its arguments", lambda n, x: x.permute(0, 1, 2, 9)),
+    ("relu (ReLU): it works in place", lambda n, x: (n.relu(x), x * x)[1]),
+    ("relu (ReLU): it works in place", lambda n, x: x + n.relu(x.permute(0, 1, 2, 3))),
+    ("iadd: it works in place", lambda n, x: (operator.iadd(x, x), x * x)[1]),
+    ("relu_: it works in place", lambda n, x: (x.relu_(), x * x)[1]),
+    ("changed (Changed): its class computes otherwise than ConvLayer", lambda n, x: n.changed(x)),
+    ("wide (TransposedConvLayer): it reads or makes 257 positions", lambda n, x: n.wide(x)),
+    ("output: its axes are BTC, not the input's BTFC; unsqueeze makes BTFC",
+     lambda n, x: n.bands(x.squeeze(3))),
     ("squeeze: the axes BTC don't hold 12 positions", lambda n, x: x.squeeze(2)),
 ])
 def test_refused_functions(message, function):
     with pytest.raises(ModelError) as error:
         export(Lambda(function), header(BINS))
     assert str(error.value).startswith(message)
+
+
+def test_refused_hooks():
+    for hooked, remover in (
+            (weight_norm, "remove_weight_norm"), (spectral_norm, "remove_spectral_norm"),
+            (parametrizations.spectral_norm, "parametrize.remove_parametrizations"),
+            (lambda m: prune.l1_unstructured(m, "weight", 1), "prune.remove"),
+            (lambda m: m.register_forward_hook(lambda *_: None), "handle.remove()")):
+        linear = nn.Linear(1, 1)
+        hooked(linear)
+        with pytest.raises(ModelError, match="^0 .*Linear.*" + re.escape(remover)):
+            export(nn.Sequential(linear), header(BINS))
+
+
+def test_missing_frames():
+    """All frames must come, but for those of a burst that the engine still holds."""
+    expected = np.ones((300, 1, 1), np.float32)
+    for given, held, small in ((300, 0, True), (299, 0, False), (299, 1, True), (298, 1, False),
+                               (1, 0, False), (0, 300, False)):
+        assert difference(expected[:given], expected, held=held).is_small == small
+    assert not difference(expected, expected[:299]).is_small
+
+
+def test_full_scale(tmp_path):
+    """Noise reaches what only the engine's softplus makes infinite."""
+    model = export(nn.Softplus(), header(257))
+    model.write(tmp_path / "plus.model")
+    assert not compare(tmp_path / "plus.model", default_frames(model, 40)["noise"]).is_small
+
+
+@pytest.mark.parametrize("program", [parity.main, outline.main])
+def test_bad_files_end_in_a_line(program, capsys):
+    for path in ("/nowhere", "/dev/null"):
+        with pytest.raises(SystemExit) as ended:
+            program([path])
+        assert ended.value.code == 2 and capsys.readouterr().err.count("\n") == 1
+
+
+def test_read_me(tmp_path, monkeypatch, capsys):
+    """Its blocks run one after the other, and its files in the engine."""
+    text = (Path(__file__).resolve().parents[2] / "README.md").read_text()
+    monkeypatch.chdir(tmp_path)
+    given = {"layer": kinds.ConvLayer(1, 1, (3, 1)), "x": torch.rand(1, 9, 257, 1),
+             "loss": nn.MSELoss(), "target": torch.zeros(1, 9, 257, 1),
+             "samples": np.random.default_rng(1).normal(0, 0.1, (1, 9000))}
+    for block in re.findall("```python\n(.*?)```", text, re.DOTALL):
+        if "optimiser" in block:
+            given["optimiser"] = torch.optim.SGD(given["network"].parameters(), 0.1)
+        exec(block, given)
+    masks = torch.from_numpy(given["masks"])
+    assert len(masks) > 9
+    torch.testing.assert_close(torch.cat(given["single"], 1)[0], masks)
+    torch.testing.assert_close(torch.from_numpy(np.concatenate(given["pushed"])), masks)
+    for name in ("gate.model", "bands.model"):
+        assert parity.main([name]) == 0, capsys.readouterr().out
 
 
 def test_half_storage(tmp_path):
@@ -209,3 +316,21 @@ def test_packings(packing, channels, masks, tmp_path):
     read.layers, read.output_source = [], "input"
     assert read == given
     assert compare(path, random_frames(model, 10)).is_small
+
+
+def test_patterns_of_storage():
+    """A name is itself before it is a pattern, and one that names nothing is a mistake."""
+    network = nn.Sequential()
+    network.add_module("x[1]", nn.Linear(1, 2))
+    network.add_module("x1", nn.Linear(2, 1))
+    model = export(network, header(BINS), storage=Storage(True, ("x[1]", "x?.bias")))
+    assert [tensor.half for layer in model.layers for tensor in layer.tensors()] == [
+        False, False, True, False]
+    before = model.to_bytes()
+    nn.init.zeros_(network[1].bias)
+    assert model.to_bytes() == before  # it holds copies
+    wrong = Storage(True, ("x2.*",))
+    for use in (lambda: export(network, header(BINS), storage=wrong),
+                lambda: wrong.applied(network).__enter__()):
+        with pytest.raises(ModelError, match="'x2.\\*' names no tensor"):
+            use()

@@ -25,7 +25,10 @@ def noise_like(audio, ratio, seed=2):
 
 
 def stoi_by_loops(estimate, reference, rate):
-    """The measure written out frame by frame and band by band, after the paper's equations."""
+    """The measure written out frame by frame and band by band, after the paper's equations.
+
+    Both are by the same hand; values that others publish for given signals aren't at hand.
+    """
     clean, noisy = (resample_poly(a, 10000 // math.gcd(rate, 10000), rate // math.gcd(rate, 10000))
                     for a in (reference, estimate))
     window = np.array([0.5 - 0.5 * math.cos(2 * math.pi * (n + 1) / 257) for n in range(256)])

@@ -1,32 +1,44 @@
 """The recipe's parts on recordings made here."""
 
 import json
+import sys
 
 import numpy as np
 import pytest
 import torch
 
+import evaluate
 import export
+import fetch
 import loss
 import mixing
 import network
 import sources
+import train
+import validation
 from sorvane_training.packing import spectra
 
 
 @pytest.fixture(scope="module")
 def recordings(tmp_path_factory):
-    """A folder as fetching leaves it, with a second of noise for each recording."""
-    folder = tmp_path_factory.mktemp("recordings")
+    """A folder as fetching leaves it, with a second of noise for each recording.
+
+    The samples of validation's voices have one size, by which they are known.
+    """
+    recordings = tmp_path_factory.mktemp("recordings")
+    (recordings / "test").mkdir()
     random = np.random.default_rng(1)
     for source in sources.SOURCES:
         lengths = random.integers(4000, 40000, 5)
         starts = np.concatenate([[0], np.cumsum(lengths)])
-        np.save(folder / f"{source.name}.npy",
-                (random.standard_normal(starts[-1]) * 3000).astype(np.int16))
+        samples = random.standard_normal(starts[-1]) * 3000
+        if source.part == "valid" and source.kind == "voice":
+            samples = np.sign(samples) * 3000
+        folder = recordings / "test" if source.part == "test" else recordings
+        np.save(folder / f"{source.name}.npy", samples.astype(np.int16))
         (folder / f"{source.name}.json").write_text(
             json.dumps({"starts": starts.tolist(), "paths": [str(n) for n in range(5)]}))
-    return folder
+    return recordings
 
 
 def test_parts_have_nothing_in_common():
@@ -88,3 +100,82 @@ def test_tables_carry_a_spectrum_to_bands_and_back():
         bands = analysis @ (scale * slope)
         np.testing.assert_allclose(network.synthesis_table(frequencies) @ bands, slope, rtol=0.06)
         np.testing.assert_allclose(analysis.sum(axis=1) * scale, 1, rtol=1e-5)
+
+
+def test_fetching_keeps_the_test_set_apart(tmp_path, monkeypatch):
+    stored = {}
+    monkeypatch.setattr(fetch, "store", lambda source, folder: stored.update({source.name: folder}))
+    for part in ("train", "valid", "test"):
+        monkeypatch.setattr(sys, "argv", ["fetch.py", "--data", str(tmp_path), "--part", part])
+        stored.clear()
+        fetch.main()
+        folder = tmp_path / "test" if part == "test" else tmp_path
+        assert stored == {s.name: folder for s in sources.SOURCES if s.part == part}
+    monkeypatch.setattr(sys, "argv", ["fetch.py", "--data", str(tmp_path)])
+    fetch.main()
+    assert stored == {s.name: tmp_path / "test" if s.part == "test" else tmp_path
+                      for s in sources.SOURCES}
+
+
+def test_validation_has_its_own_voice_and_nothing_of_the_test(recordings, monkeypatch):
+    opened = []
+
+    class Noted(mixing.Recordings):
+        def __init__(self, folder, source):
+            opened.append((folder, source.part))
+            super().__init__(folder, source)
+
+    monkeypatch.setattr(mixing, "Recordings", Noted)
+    mixtures = validation.Validation(recordings, count=8)
+    assert set(opened) == {(recordings, "train"), (recordings, "valid")}
+    for voice in mixtures.voices:
+        sizes = np.abs(voice[voice != 0])
+        assert len(sizes) > 16000 and sizes.max() == pytest.approx(sizes.min(), rel=1e-5)
+
+
+def test_the_test_set_has_its_ratios_and_gains_are_against_the_mixture(recordings):
+    clips = evaluate.TestSet(recordings, 1, 3).clips
+    assert len(clips) == 30
+    for clip in clips:
+        levels = [mixing.root_mean_square(clip[name]) for name in ("speech", "noise")]
+        assert 20 * np.log10(levels[0] / levels[1]) == pytest.approx(clip["ratio"], abs=1e-3)
+        np.testing.assert_allclose(clip["mixture"], clip["speech"] + clip["noise"], atol=1e-6)
+    some = clips[::7]
+    assert {clip["ratio"] for clip in some} == {0, 5, 10}
+    gains = evaluate.measure([clip["mixture"] for clip in some], some)[:, 0]
+    np.testing.assert_allclose(gains, 0, atol=1e-9)
+    assert (evaluate.measure([clip["speech"] + clip["noise"] / 2 for clip in some], some)[:, 0] > 4).all()
+
+
+def test_a_training_goes_on_as_if_it_had_not_been_stopped(recordings, tmp_path, monkeypatch):
+    monkeypatch.setattr(train, "Validation", lambda folder: validation.Validation(folder, count=4))
+
+    def run(name):
+        monkeypatch.setattr(sys, "argv", [
+            "train.py", "--data", str(recordings), "--run", str(tmp_path / name), "--size", "small",
+            "--steps", "6", "--batch", "2", "--save-every", "0"])
+        train.main()
+        state = torch.load(tmp_path / name / "state.pt")
+        assert state["steps"] == 6
+        return state["network"] | {f"mean {key}": value for key, value in state["average"].items()}
+
+    whole, step = run("whole"), train.Training.step
+
+    def stopped_step(training):
+        if training.steps == 3:
+            raise KeyboardInterrupt
+        return step(training)
+
+    with monkeypatch.context() as stopping:
+        stopping.setattr(train.Training, "step", stopped_step)
+        with pytest.raises(KeyboardInterrupt):
+            run("stopped")
+    gone_on = run("stopped")
+    assert all(torch.equal(value, gone_on[key]) for key, value in whole.items())
+
+
+def test_two_trainings_share_no_folder(tmp_path):
+    with train.lock(tmp_path):
+        with pytest.raises(SystemExit, match="another training"):
+            train.lock(tmp_path)
+    train.lock(tmp_path).close()
