@@ -55,7 +55,8 @@ if grep -rIlF -e "$build" -e "$work/installed" "$prefix"; then
     fail "the files above name a folder that isn't there any more"
 fi
 for document in docs/hosting.md docs/model-format.md docs/parameters.md docs/speech-models.md \
-    docs/pictures/speech-models.png training/ATTRIBUTION.md; do
+    docs/pictures/speech-models.png docs/pictures/training-curve.png training/ATTRIBUTION.md \
+    training/recipes/speech/README.md; do
     cmp "$source/$document" "$prefix/share/sorvane/$document"
 done
 page=$(gzip -cdf "$prefix"/share/man/man1/sorvane.1*)
