@@ -25,6 +25,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 TIME_LIMITS = {"test": 120, "long": 3600}
+COMMANDS = ("bash", "python", "sh")
 
 # Documents with commands that no kind is given for.
 KINDS_MISSING = ("python/", "training/")
@@ -51,9 +52,13 @@ class Block:
     def file_name(self):
         return self.tag("file")
 
-    def has_kind(self):
-        reason = self.tags[:1] == ["manual"] and len(self.tags) > 1
-        return bool(reason or {"test", "long"} & set(self.tags) or self.file_name())
+    def is_used(self):
+        """Whether it is run, or written for one that is run."""
+        return bool(self.language == "sh" and set(TIME_LIMITS) & set(self.tags) or self.file_name())
+
+    def reason(self):
+        """Why it isn't used, or nothing."""
+        return " ".join(self.tags[1:]) if self.tags[:1] == ["manual"] else ""
 
     def contents(self):
         if self.language != "hex":
@@ -143,7 +148,7 @@ def unnamed_commands(document, prose, blocks):
         if begins and line.startswith("    ") and is_command(line.split() or ["#"]):
             yield f"{document}:{number}: indented command; a fenced block has a kind"
     for block in blocks:
-        if block.language in ("bash", "python", "sh") and not block.has_kind():
+        if block.language in COMMANDS and not block.is_used() and not block.reason():
             yield f"{block.where}: block without a kind"
 
 
@@ -230,10 +235,8 @@ def run(kind, base):
 def list_not_run():
     for document in tracked("*.md"):
         for block in split(document)[1]:
-            if block.language in ("sh", "bash", "python") and not (
-                    {"test", "long"} & set(block.tags) or block.file_name()):
-                reason = " ".join(block.tags[1:]) if block.tags[:1] == ["manual"] else "?"
-                print(f"not run: {block.where}: {reason}")
+            if block.language in COMMANDS and not block.is_used():
+                print(f"not run: {block.where}: {block.reason() or '?'}")
     return False
 
 
