@@ -19,7 +19,9 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     set(text "${licence}\n${notices}")
     if(component STREQUAL Models)
         string(APPEND text "\nLicences and sources of each model: "
-            "/usr/share/sorvane/models/README.md\n")
+            "/usr/share/sorvane/models/README.md\n"
+            "Makers and licences of the recordings that they were trained on: "
+            "/usr/share/sorvane/training/ATTRIBUTION.md\n")
     endif()
     file(WRITE ${folder}/copyright "${text}")
     file(WRITE ${folder}/changelog.Debian

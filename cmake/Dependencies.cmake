@@ -10,6 +10,7 @@
 #   Python, pybind11  Python package: the module over the header             (python3-dev, pybind11-dev)
 #   numpy             Python package: arrays                                   (python3-numpy)
 #   matplotlib        Python package: the example that draws                   (python3-matplotlib)
+#   Doxygen           tests: the reference of the header                     (doxygen)
 #   GoogleTest        tests                                                    (libgtest-dev)
 #   Google Benchmark  benches: the loop that times                             (libbenchmark-dev)
 #   FFTW              benches: transforms to compare with                      (libfftw3-dev)

@@ -5,10 +5,14 @@ include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/SorvaneEngine)
 install(EXPORT SorvaneEngine NAMESPACE SorvaneEngine:: DESTINATION ${package_folder}
-        FILE SorvaneEngineConfig.cmake COMPONENT Development)
+        FILE SorvaneEngineTargets.cmake COMPONENT Development)
+# It has no components: one that a project asks for isn't found.
+configure_package_config_file(cmake/SorvaneEngineConfig.cmake.in SorvaneEngineConfig.cmake
+    INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/SorvaneEngineConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/SorvaneEngineConfigVersion.cmake
+install(FILES ${PROJECT_BINARY_DIR}/SorvaneEngineConfig.cmake
+              ${PROJECT_BINARY_DIR}/SorvaneEngineConfigVersion.cmake
         DESTINATION ${package_folder} COMPONENT Development)
 
 set(pkgconfig_folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # usage: scripts/test-long.sh [STEP...]
 # What takes too long for scripts/test.sh, some hours in all; docs/testing.md tells what each step does:
-# mutation fuzz soak program docs packages wheel pipewire arm windows training
+# mutation fuzz soak program docs checkout packages wheel pipewire arm windows training
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,6 +24,7 @@ fuzz() { scripts/fuzz.sh all 600; }
 soak() { scripts/soak.sh; }
 program() { scripts/long_run.sh; }
 docs() { scripts/test_docs.sh --all; }
+checkout() { scripts/test_install.sh; }
 packages() { scripts/test_packages.sh; }
 wheel() { scripts/test_wheel.sh; }
 pipewire() { scripts/test_pipewire.sh; }
@@ -31,7 +32,7 @@ arm() { scripts/test_arm.sh; }
 windows() { scripts/test_windows.sh; }
 training() { scripts/test-training.sh; }
 
-steps=(mutation fuzz soak program docs packages wheel pipewire arm windows training)
+steps=(mutation fuzz soak program docs checkout packages wheel pipewire arm windows training)
 [ $# -eq 0 ] || steps=("$@")
 for step in "${steps[@]}"; do
     [ "$(type -t "$step")" = function ] || { echo "no step $step" >&2; exit 2; }

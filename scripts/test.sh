@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake ffmpeg g++ git ladspa-sdk lilv-utils lv2-dev make ninja-build pkg-config sordi sox
+packages=(cmake doxygen ffmpeg g++ git ladspa-sdk lilv-utils lv2-dev make ninja-build pkg-config sordi sox
     libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev
     pybind11-dev python3-dev python3-matplotlib python3-numpy)
 strict=OFF

@@ -54,6 +54,11 @@ grep -q "SONAME.*\[libSorvaneEngine.so.${version%%.*}\]" <<<"$dynamic" || fail "
 if grep -rIlF -e "$build" -e "$work/installed" "$prefix"; then
     fail "the files above name a folder that isn't there any more"
 fi
+for document in docs/hosting.md docs/model-format.md docs/parameters.md docs/speech-models.md \
+    docs/pictures/speech-models.png docs/pictures/training-curve.png training/ATTRIBUTION.md \
+    training/recipes/speech/README.md; do
+    cmp "$source/$document" "$prefix/share/sorvane/$document"
+done
 page=$(gzip -cdf "$prefix"/share/man/man1/sorvane.1*)
 [[ $page == *"SorvaneEngine $version"* ]] || fail "the manual page names another version"
 model=$prefix/share/sorvane/models/noise-gate-48k.model
@@ -62,6 +67,9 @@ if command -v analyseplugin >/dev/null; then
     plugins=$(analyseplugin "$prefix/lib/ladspa/sorvane_ladspa.so")
     [[ $plugins == *noise_gate_48k_mono* ]] || fail "the plug-in finds no model"
 fi
+"$prefix/bin/sorvane_lv2_bundle" "$work/mine.lv2" \
+    "$prefix/lib/lv2/sorvane.lv2/sorvane_lv2.so" "$model"
+grep -q noise_gate_48k_stereo "$work"/mine.lv2/*.ttl || fail "a bundle lacks its plug-in"
 # Where the build had the option for it, and its Python has what the package needs.
 "${SORVANE_PYTHON:-false}" -c 'import numpy' 2>/dev/null || SORVANE_PYTHON=
 for packages in "$libraries"/python3*/*-packages; do
@@ -75,6 +83,31 @@ cp -r "$prefix/share/sorvane/examples" "$work/examples"
 step cmake -S "$work/examples" -B "$work/examples/build" -DCMAKE_PREFIX_PATH="$prefix"
 step cmake --build "$work/examples/build"
 step make -C "$work/examples"
+step python3 "$work/examples/noise_gate.py" "$work/gate.model"
+cmp "$work/gate.model" "$model"
+
+# Projects: one asks for a part that doesn't exist, the other has the engine as a folder of its own.
+mkdir "$work/project"
+cat >"$work/project/CMakeLists.txt" <<'CMAKE'
+cmake_minimum_required(VERSION 3.16)
+project(Component LANGUAGES NONE)
+find_package(SorvaneEngine REQUIRED COMPONENTS Nonsense)
+CMAKE
+! cmake -S "$work/project" -B "$work/project/build" -DCMAKE_PREFIX_PATH="$prefix" \
+    >"$work/log" 2>&1 || fail "a component that doesn't exist is found"
+grep -q 'SorvaneEngine_FOUND to FALSE' "$work/log" || fail "$(cat "$work/log")"
+cat >"$work/project/CMakeLists.txt" <<CMAKE
+cmake_minimum_required(VERSION 3.16)
+project(Folder)
+set(SORVANE_BUILD_TOOLS OFF)
+set(SORVANE_BUILD_PLUGINS OFF)
+set(SORVANE_BUILD_TESTS OFF)
+add_subdirectory("$source" engine)
+add_executable(host "$source/examples/stream_wav.c")
+target_link_libraries(host PRIVATE SorvaneEngine::SorvaneEngine)
+CMAKE
+rm -rf "$work/project/build"
+step cmake -S "$work/project" -B "$work/project/build"
 runs=()
 for built in "$work/examples/build" "$work/examples"; do
     used=$(ldd "$built/stream_wav" | grep -oP 'libSorvaneEngine.* => \K\S+')

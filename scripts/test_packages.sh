@@ -15,7 +15,8 @@ if command -v ccache >/dev/null; then
 fi
 jobs=$(nproc 2>/dev/null || getconf _NPROCESSORS_ONLN)
 work=$(mktemp -d)
-names=(libsorvaneengine0 libsorvaneengine-dev sorvane sorvane-models sorvane-plugins)
+major=$(sed -n 's/^project(SorvaneEngine VERSION \([0-9]*\)\..*/\1/p' CMakeLists.txt)
+names=("libsorvaneengine$major" libsorvaneengine-dev sorvane sorvane-models sorvane-plugins)
 installed() {
     dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${names[@]}" 2>/dev/null |
         grep -v '^not-installed' || true
@@ -33,6 +34,14 @@ fail() {
     exit 1
 }
 
+# tells WORD COMMAND...: whether the command writes the word. It writes to its end: a reader that
+# leaves early would end it by a signal.
+tells() {
+    local word=$1 text
+    shift
+    text=$("$@") && [[ $text == *"$word"* ]]
+}
+
 step cmake --preset debian
 step cmake --build build/debian -j "$jobs"
 rm -f build/debian/*.deb
@@ -40,18 +49,18 @@ rm -f build/debian/*.deb
 lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs \
     build/debian/*.deb
 
-step dpkg --install build/debian/*.deb
+step env DEBIAN_FRONTEND=noninteractive apt-get install -y ./build/debian/*.deb
 [ "$(installed | grep -c '^installed')" = ${#names[@]} ] || fail "installed: $(installed)"
 cd "$work"
-sorvane info /usr/share/sorvane/models/noise-gate-48k.model | grep -q Speech || fail "sorvane info"
-man --pager=cat sorvane-process | grep -q -- --sensitivity || fail "manual page of the program"
-man --pager=cat 3 sorvane_engine | grep -q sorvaneAddAudio || fail "manual page of the library"
-analyseplugin /usr/lib/ladspa/sorvane_ladspa.so | grep -q noise_gate_48k_mono ||
+tells Speech sorvane info /usr/share/sorvane/models/noise-gate-48k.model || fail "sorvane info"
+tells --sensitivity man --pager=cat sorvane-process || fail "manual page of the program"
+tells sorvaneAddAudio man --pager=cat 3 sorvane_engine || fail "manual page of the library"
+tells noise_gate_48k_mono analyseplugin /usr/lib/ladspa/sorvane_ladspa.so ||
     fail "LADSPA plug-in"
 cp /usr/share/sorvane/examples/stream_wav.c /usr/share/sorvane/examples/wav.h .
 # shellcheck disable=SC2046 # flags are words
 cc -std=c99 -o host stream_wav.c $(pkg-config --cflags --libs sorvane_engine)
-ldd host | grep -q '/libSorvaneEngine.so.0 ' || fail "a host doesn't find the library"
+tells "/libSorvaneEngine.so.$major " ldd host || fail "a host doesn't find the library"
 cd - >/dev/null
 
 step dpkg --purge "${names[@]}"
@@ -65,6 +74,6 @@ step cmake --build build/tarball -j "$jobs"
 (cd build/tarball && step cpack -G TGZ)
 tar -xzf build/tarball/sorvane-engine-*.tar.gz -C "$work"
 cd "$work"/sorvane-engine-*
-bin/sorvane info share/sorvane/models/noise-gate-48k.model | grep -q Speech || fail "sorvane info"
-analyseplugin lib/ladspa/sorvane_ladspa.so | grep -q noise_gate_48k_mono || fail "LADSPA plug-in"
+tells Speech bin/sorvane info share/sorvane/models/noise-gate-48k.model || fail "sorvane info"
+tells noise_gate_48k_mono analyseplugin lib/ladspa/sorvane_ladspa.so || fail "LADSPA plug-in"
 echo "== tarball: all well"

@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
 """Holds the documents against the project.
 
-    documents.py check              links, headings, and names of files, functions and classes
+    documents.py check              links, headings, names of files, functions and classes, and
+                                    blocks without a kind
     documents.py run KIND FOLDER    the command blocks of a kind, each document in a copy of FOLDER
     documents.py list               the command blocks that nothing runs
 
 A block's kind stands in its info string: "sh test" is quick and needs a build, "sh long" builds or
 takes minutes, "sh manual WHY" needs a person or their machine. A block "c file=NAME" (any language)
 is written to the folder, "hex file=NAME" as the bytes that it lists. Sources in tests/docs include
-those whose name ends in .inc, and are compiled as quick blocks.
+those whose name ends in .inc, and are compiled as quick blocks. Each block that runs is named with
+its seconds, and with the word X of a tag "name=X".
 """
 
 import fnmatch
@@ -18,10 +20,15 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 TIME_LIMITS = {"test": 120, "long": 3600}
+COMMANDS = ("bash", "python", "sh")
+
+# Documents with commands that no kind is given for.
+KINDS_MISSING = ("python/", "training/")
 
 # Where builds and installations put things.
 OUTSIDE = ("bin", "build", "demo", "include", "lib", "lib64", "share")
@@ -39,8 +46,19 @@ class Block:
         self.language, *self.tags = info.split() or [""]
         self.text = text
 
+    def tag(self, key):
+        return next((tag[len(key) + 1:] for tag in self.tags if tag.startswith(f"{key}=")), None)
+
     def file_name(self):
-        return next((tag[5:] for tag in self.tags if tag.startswith("file=")), None)
+        return self.tag("file")
+
+    def is_used(self):
+        """Whether it is run, or written for one that is run."""
+        return bool(self.language == "sh" and set(TIME_LIMITS) & set(self.tags) or self.file_name())
+
+    def reason(self):
+        """Why it isn't used, or nothing."""
+        return " ".join(self.tags[1:]) if self.tags[:1] == ["manual"] else ""
 
     def contents(self):
         if self.language != "hex":
@@ -116,11 +134,32 @@ class Names:
         return name in self.tails or "*" in name and bool(fnmatch.filter(self.tails, name))
 
 
+def is_command(words):
+    """Whether a line of an indented block looks like one for a shell."""
+    path = ROOT / words[0]
+    known = shutil.which(words[0]) or words[0] in ("cd", "export") or path.is_file()
+    return bool(known) and words[1:2] != ["="]
+
+
+def unnamed_commands(document, prose, blocks):
+    """Commands that no kind is given for: in indented blocks, and in fenced ones."""
+    for number, (before, line) in enumerate(zip([""] + prose, prose), 1):
+        begins = not before.strip() or before.startswith("    ")
+        if begins and line.startswith("    ") and is_command(line.split() or ["#"]):
+            yield f"{document}:{number}: indented command; a fenced block has a kind"
+    for block in blocks:
+        if block.language in COMMANDS and not block.is_used() and not block.reason():
+            yield f"{block.where}: block without a kind"
+
+
 def check():
     names = Names()
     faults, links, tokens = [], 0, 0
     for document in tracked("*.md"):
-        for number, line in enumerate(split(document)[0], 1):
+        prose, blocks = split(document)
+        if not document.startswith(KINDS_MISSING):
+            faults.extend(unnamed_commands(document, prose, blocks))
+        for number, line in enumerate(prose, 1):
             for target in re.findall(r"\]\(([^)\s]+)\)", line):
                 if re.match(r"[a-z]+:", target):
                     continue
@@ -146,11 +185,14 @@ def compilations(document, blocks):
 
 
 def run_block(block, kind, folder):
+    start = time.monotonic()
     result = subprocess.run(["bash", "-euo", "pipefail", "-c", block.text], cwd=folder,
                             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                             stderr=subprocess.STDOUT, text=True, timeout=TIME_LIMITS[kind],
                             check=False)
-    print(f"{'passed' if result.returncode == 0 else 'FAILED'}: {block.where}", flush=True)
+    name = block.where if block.tag("name") is None else f"{block.where} {block.tag('name')}"
+    outcome = "passed" if result.returncode == 0 else "FAILED"
+    print(f"{outcome}: {name} {time.monotonic() - start:.1f} s", flush=True)
     if result.returncode != 0:
         print(block.text + result.stdout[-4000:])
     return result.returncode == 0
@@ -166,7 +208,8 @@ def write_file(folder, block):
 
 def run(kind, base):
     passed = failed = 0
-    for document in tracked("*.md"):
+    # The first that is read runs first, so that its seconds are those of a new user.
+    for document in sorted(tracked("*.md"), key=lambda name: name != "README.md"):
         blocks = split(document)[1]
         if kind == "test":
             blocks += compilations(document, blocks)
@@ -192,9 +235,8 @@ def run(kind, base):
 def list_not_run():
     for document in tracked("*.md"):
         for block in split(document)[1]:
-            if block.language in ("sh", "bash") and not {"test", "long"} & set(block.tags):
-                reason = " ".join(block.tags[1:]) if block.tags[:1] == ["manual"] else "?"
-                print(f"not run: {block.where}: {reason}")
+            if block.language in COMMANDS and not block.is_used():
+                print(f"not run: {block.where}: {block.reason() or '?'}")
     return False
 
 
