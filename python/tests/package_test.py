@@ -265,7 +265,7 @@ class ProcessorTest(Folder):
 
     def test_the_readme(self):
         text = (pathlib.Path(__file__).parents[1] / "README.md").read_text(encoding="utf-8")
-        code = re.search("```python\n(.*?)```", text, re.DOTALL)[1]
+        code = re.search("```python[^\n]*\n(.*?)```", text, re.DOTALL)[1]
         played = []
         names = {"blocks": np.split(noise(2, 9600), 10, axis=1), "play": played.append,
                  "magnitudes": np.ones((4, 513, 1))}

@@ -27,9 +27,6 @@ ROOT = Path(__file__).resolve().parents[2]
 TIME_LIMITS = {"test": 120, "long": 3600}
 COMMANDS = ("bash", "python", "sh")
 
-# Documents with commands that no kind is given for.
-KINDS_MISSING = ("python/", "training/")
-
 # Where builds and installations put things.
 OUTSIDE = ("bin", "build", "demo", "include", "lib", "lib64", "share")
 
@@ -157,8 +154,7 @@ def check():
     faults, links, tokens = [], 0, 0
     for document in tracked("*.md"):
         prose, blocks = split(document)
-        if not document.startswith(KINDS_MISSING):
-            faults.extend(unnamed_commands(document, prose, blocks))
+        faults.extend(unnamed_commands(document, prose, blocks))
         for number, line in enumerate(prose, 1):
             for target in re.findall(r"\]\(([^)\s]+)\)", line):
                 if re.match(r"[a-z]+:", target):

@@ -23,7 +23,8 @@ ports() {
 sensitivity_1 removed latency " ] || fail "lv2info: $(ports _stereo)"
 [ "$(ports _stems)" = "in_left in_right stem_0_left stem_0_right stem_1_left stem_1_right \
 sensitivity_0 sensitivity_1 latency " ] || fail "lv2info: $(ports _stems)"
-lv2info ${uri}_stereo | grep -q "Has latency: *yes, reported by port 9" || fail "lv2info: no latency"
+lv2info ${uri}_stereo >messages
+grep -q "Has latency: *yes, reported by port 9" messages || fail "lv2info: no latency"
 
 lv2apply -i stereo.wav -o apply.wav -c remainder_level -40 ${uri}_stereo
 expect stereo.cleaned.wav apply.wav $latency

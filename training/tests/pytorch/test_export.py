@@ -265,7 +265,7 @@ def test_read_me(tmp_path, monkeypatch, capsys):
     given = {"layer": kinds.ConvLayer(1, 1, (3, 1)), "x": torch.rand(1, 9, 257, 1),
              "loss": nn.MSELoss(), "target": torch.zeros(1, 9, 257, 1),
              "samples": np.random.default_rng(1).normal(0, 0.1, (1, 9000))}
-    for block in re.findall("```python\n(.*?)```", text, re.DOTALL):
+    for block in re.findall("```python[^\n]*\n(.*?)```", text, re.DOTALL):
         if "optimiser" in block:
             given["optimiser"] = torch.optim.SGD(given["network"].parameters(), 0.1)
         exec(block, given)
