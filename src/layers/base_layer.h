@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -175,29 +176,33 @@ public:
     /// be had. Returns the dimensions.
     template <typename Verify>
     TensorDims operator()(const Tensor32& input, Verify&& verify) {
-        if (!passed || !isOf(input)) {
-            passed = false;
+        if (!hasPassed(input)) {
+            forget();
             dims = dimsOf(input);
             requireElements(input, dims);
             verify(std::as_const(dims));
-            passed = input.shape.size() == 3;
+            passedRank = input.shape.size() == 3 ? 3 : none;
         }
-        requireElements(input, dims);
         return dims;
     }
 
     /// Makes the next call verify, after the layer has changed what the check depends on.
-    void forget() { passed = false; }
+    void forget() { passedRank = none; }
 
 private:
-    /// Whether a tensor is of the shape that was met last. Shapes of other than three dimensions
-    /// are rare, and verified anew.
-    [[nodiscard]] bool isOf(const Tensor32& input) const {
-        return input.shape.size() == 3 && input.shape[0] == dims.frames &&
-               input.shape[1] == dims.rows && input.shape[2] == dims.channels;
+    /// Whether a tensor has elements and the shape that passed last. Shapes of other than three
+    /// dimensions are rare, and verified anew. All in as few comparisons as there can be: every
+    /// layer asks for every frame.
+    [[nodiscard]] bool hasPassed(const Tensor32& input) const {
+        return input.shape.size() == passedRank &&
+               std::memcmp(input.shape.data(), &dims, sizeof dims) == 0 &&
+               input.elements() != nullptr;
     }
 
-    bool passed = false;
+    static constexpr std::size_t none = ~std::size_t{0};
+    static_assert(sizeof(TensorDims) == 3 * sizeof(int));
+
+    std::size_t passedRank = none;
     TensorDims dims;
 };
 
