@@ -79,11 +79,15 @@ void AudioWriter::toIntegers(const float* samples) {
     // Added and taken off it rounds to the nearest integer, as far as 2^51.
     constexpr double rounding = 0x1.8p52;
     const auto limit = static_cast<double>(std::int64_t{1} << (format.integerBits - 1));
-    const int step = 1 << (32 - format.integerBits);
-    for (int& integer : integers) {
-        const double rounded = static_cast<double>(*samples++) * limit + rounding - rounding;
-        const double value = std::isnan(rounded) ? 0.0 : std::clamp(rounded, -limit, limit - 1.0);
-        integer = static_cast<int>(value) * step;
+    const int shift = 32 - format.integerBits;
+    const std::size_t count = integers.size();
+    int* const out = integers.data();
+    for (std::size_t i = 0; i < count; ++i) {
+        double value = static_cast<double>(samples[i]) * limit + rounding - rounding;
+        value = value < -limit ? -limit : value;
+        value = value > limit - 1.0 ? limit - 1.0 : value;
+        value = std::isnan(value) ? 0.0 : value;
+        out[i] = static_cast<int>(value) << shift;
     }
 }
 

@@ -1,17 +1,27 @@
 #include "level_stage.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
-#include <limits>
+#include <cstdint>
 
 namespace sorvane::tools {
 
-void PeakMeter::add(const float* samples, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-        const float level = std::abs(samples[i]);
-        if (level > highest && level <= std::numeric_limits<float>::max())
-            highest = level;
+float PeakMeter::add(const float* samples, std::size_t count) {
+    // Without their signs floats have the order of their bits, NaN above all, and the largest of
+    // integers is found faster.
+    std::int32_t bits = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        bits = std::max(bits, std::bit_cast<std::int32_t>(samples[i]) & 0x7FFFFFFF);
+    const auto largest = std::bit_cast<float>(bits);
+    if (std::isfinite(largest)) {
+        highest = std::max(highest, largest);
+        return largest;
     }
+    for (std::size_t i = 0; i < count; ++i)
+        if (std::isfinite(samples[i]))
+            highest = std::max(highest, std::abs(samples[i]));
+    return largest;
 }
 
 double fullScale(int integerBits) {
@@ -50,8 +60,8 @@ float LevelStage::limited(float sample) {
 
 void LevelStage::write(const float* samples, int count) {
     const auto size = static_cast<std::size_t>(count) * static_cast<std::size_t>(channels);
-    meter.add(samples, size);
-    if (limits) {
+    const float largest = meter.add(samples, size);
+    if (limits && !(static_cast<double>(largest) < std::min(-lowest, highest))) {
         block.resize(size);
         std::transform(samples, samples + size, block.begin(),
                        [this](float sample) { return limited(sample); });

@@ -10,7 +10,8 @@ namespace sorvane::tools {
 /// The highest level of a stream; infinities and NaN don't count.
 class PeakMeter {
 public:
-    void add(const float* samples, std::size_t count);
+    /// Returns the highest level among these samples, infinite or NaN if one is.
+    float add(const float* samples, std::size_t count);
     [[nodiscard]] double peak() const { return static_cast<double>(highest); }
 
 private:

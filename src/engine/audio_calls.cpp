@@ -1,5 +1,6 @@
 #include "engine/processor_state.h"
 
+#include "support/vector/spectral.h"
 #include "support/vector_rows.h"
 
 #include <algorithm>
@@ -50,10 +51,8 @@ void sorvaneAddAudioInterleaved(void* handle, const float* samples, int numSampl
     Signal32 block = makeBlock(state, numSamples);
     if (block.length > 0 && block.channels > 0) {
         sorvane::requireMemory(block.row(0));
-        const auto& rows = block.channelPointers();
-        for (int i = 0; i < numSamples; ++i)
-            for (float* row : rows)
-                row[i] = *samples++;
+        sorvane::check(vlDeinterleave_32f(samples, block.channels, block.channelPointers().data(),
+                                          numSamples));
     }
     state.addBlock(block);
 }
@@ -69,7 +68,9 @@ bool sorvaneGetAudioInterleaved(void* handle, float* samples, int numSamples) {
     ProcessorState& state = stateOf(handle);
     const std::ptrdiff_t step = state.numOutputChannels;
     return getBlock(state, numSamples, [&](const float* row, int c, int count, int position) {
-        for (int i = 0; i < count; ++i)
+        if (step == 1)
+            sorvane::copyElements(row, samples + position, count);
+        for (int i = 0; step != 1 && i < count; ++i)
             samples[(position + i) * step + c] = row[i];
     });
 }
