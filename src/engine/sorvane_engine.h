@@ -45,8 +45,6 @@
 #if defined(_WIN32)
 #if defined(SORVANE_ENGINE_BUILD)
 #define SORVANE_API __declspec(dllexport)
-#elif defined(SORVANE_ENGINE_STATIC)
-#define SORVANE_API
 #else
 #define SORVANE_API __declspec(dllimport)
 #endif
@@ -159,8 +157,9 @@ SORVANE_API void sorvaneDeleteProcessor(void* handle);
  *
  * Threads: not together with another audio call on this handle. Real time: yes with one model,
  * after the first frames: no lock, no file access, no allocation while no more of the stream waits
- * than did before. With more models the call waits for worker threads, with two locks and some ten
- * small allocations for each model and frame. */
+ * than did before, for pushes of up to 262,144 samples, all channels together, and 2,048 hops. With
+ * more models the call waits for worker threads, with two locks and some ten small allocations for
+ * each model and frame. */
 SORVANE_API void sorvaneAddAudio(void* handle, const float* const* channels, int numSamples);
 
 /** Pushes interleaved samples; otherwise as sorvaneAddAudio().
