@@ -68,9 +68,11 @@ bool sorvaneGetAudioInterleaved(void* handle, float* samples, int numSamples) {
     ProcessorState& state = stateOf(handle);
     const std::ptrdiff_t step = state.numOutputChannels;
     return getBlock(state, numSamples, [&](const float* row, int c, int count, int position) {
-        if (step == 1)
+        if (step == 1) {
             sorvane::copyElements(row, samples + position, count);
-        for (int i = 0; step != 1 && i < count; ++i)
+            return;
+        }
+        for (int i = 0; i < count; ++i)
             samples[(position + i) * step + c] = row[i];
     });
 }

@@ -92,7 +92,8 @@ void __wrap_free(void* block) {
     __real_free(block);
 }
 
-// std::thread's start and std::condition_variable's wait: what they are called by the linker. An argument of a class with a destructor comes as a pointer to it, as the ABI has it.
+// std::thread's start and std::condition_variable's wait: what they are called by the linker. An
+// argument of a class with a destructor comes as a pointer to it, as the ABI has it.
 #define SORVANE_THREAD_START                                                                       \
     _ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE
 #define SORVANE_CONDITION_WAIT _ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE
