@@ -3,7 +3,7 @@
 // A name of its own, as in the vector layer's forms.
 #define xsimd benchXsimdAvx2
 
-#include "support/vector/lanes_avx2.h"
+#include "support/vector/forms/lanes_avx2.h"
 
 #include "flat_sides.h"
 

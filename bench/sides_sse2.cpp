@@ -3,7 +3,7 @@
 // A name of its own, as in the vector layer's forms.
 #define xsimd benchXsimdSse2
 
-#include "support/vector/lanes_sse2.h"
+#include "support/vector/forms/lanes_sse2.h"
 
 #include "flat_sides.h"
 

@@ -2,7 +2,7 @@
 
 // Which form of the vector layer the public operations use.
 
-#include "support/vector/kernels.h"
+#include "support/vector/kernels/kernels.h"
 
 #include <atomic>
 

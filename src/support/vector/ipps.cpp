@@ -3,7 +3,7 @@
 #include "support/vector/ipps.h"
 #include "support/vector/checks.h"
 #include "support/vector/dispatch.h"
-#include "support/vector/fft_plan.h"
+#include "support/vector/transform/plan.h"
 
 #include <climits>
 #include <cstdlib>

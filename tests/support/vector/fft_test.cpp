@@ -1,6 +1,6 @@
 #include "forms.h"
 
-#include "support/vector/fft_plan.h"
+#include "support/vector/transform/plan.h"
 
 #include <gtest/gtest.h>
 

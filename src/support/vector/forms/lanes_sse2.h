@@ -10,8 +10,8 @@ inline constexpr bool fusesProducts = false;
 inline constexpr int numRegisters = 16;
 } // namespace
 
-#include "support/vector/lanes_xsimd.h"
-#include "support/vector/vectors_sse.h"
+#include "support/vector/forms/lanes_xsimd.h"
+#include "support/vector/forms/vectors_sse.h"
 
 namespace {
 

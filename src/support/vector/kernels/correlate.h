@@ -2,7 +2,7 @@
 
 // Correlations, cut into tiles.
 
-#include "support/vector/correlation.h"
+#include "support/vector/kernels/correlation.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 // Vectors of four floats on 64-bit Arm: products with sums, pairs, transpositions.
 
-#include "support/vector/lanes_scalar.h"
+#include "support/vector/forms/lanes_scalar.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "support/vector/fft_plan.h"
+#include "support/vector/transform/plan.h"
 
 #include <algorithm>
 #include <bit>

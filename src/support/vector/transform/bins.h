@@ -8,7 +8,7 @@
 // S = M / 4, together: row k of the one is the mirror of row 3 - k of the other. Columns 0 and S / 2
 // are their own mirrors, and done as single floats after the rest, which writes rubbish into them.
 
-#include "support/vector/kernels_fft_butterflies.h"
+#include "support/vector/transform/butterflies.h"
 
 namespace {
 

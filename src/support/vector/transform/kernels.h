@@ -1,16 +1,16 @@
 #pragma once
 
 // The real transform as its plan tells it, for vectors of the form, for narrower ones and for
-// single floats. fft_plan.h explains the plan.
+// single floats. plan.h explains the plan.
 //
 // The forward transform runs the passes in order. The matrix of a transform is symmetric, so the
 // transposed passes in reverse order are a transform too: the inverse runs these, with real and
 // imaginary parts exchanged at both ends. So the unpacking of bins is always within the pass that
 // has no twiddles, and the transposition of vectors always within those next to the samples.
 
-#include "support/vector/kernels_fft_bins.h"
+#include "support/vector/transform/bins.h"
 
-#include "support/vector/kernels_fft_butterflies.h"
+#include "support/vector/transform/butterflies.h"
 #include <bit>
 
 namespace {

@@ -2,7 +2,7 @@
 
 // Complex arithmetic on vectors, and the butterflies of the transform's passes.
 
-#include "support/vector/fft_plan.h"
+#include "support/vector/transform/plan.h"
 
 namespace {
 

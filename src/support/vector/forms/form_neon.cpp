@@ -3,8 +3,8 @@
 // A name of its own, as in the forms of other processors.
 #define xsimd sorvaneXsimdNeon
 
-#include "support/vector/lanes_neon.h"
+#include "support/vector/forms/lanes_neon.h"
 
-#include "support/vector/kernels_table.h"
+#include "support/vector/forms/make_kernels.h"
 
 constinit const sorvane::vector::Kernels sorvane::vector::neonKernels = makeKernels("NEON");

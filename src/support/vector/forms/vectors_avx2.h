@@ -2,7 +2,7 @@
 
 // Vectors of eight floats, as vectors_sse.h has them of four.
 
-#include "support/vector/vectors_sse.h"
+#include "support/vector/forms/vectors_sse.h"
 
 namespace {
 

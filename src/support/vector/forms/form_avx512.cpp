@@ -4,8 +4,8 @@
 // that other files compile for other instruction sets.
 #define xsimd sorvaneXsimdAvx512
 
-#include "support/vector/lanes_avx512.h"
+#include "support/vector/forms/lanes_avx512.h"
 
-#include "support/vector/kernels_table.h"
+#include "support/vector/forms/make_kernels.h"
 
 constinit const sorvane::vector::Kernels sorvane::vector::avx512Kernels = makeKernels("AVX-512");

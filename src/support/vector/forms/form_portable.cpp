@@ -1,7 +1,7 @@
 // The vector layer in plain C++, for any processor.
 
-#include "support/vector/lanes_portable.h"
+#include "support/vector/forms/lanes_portable.h"
 
-#include "support/vector/kernels_table.h"
+#include "support/vector/forms/make_kernels.h"
 
 constinit const sorvane::vector::Kernels sorvane::vector::portableKernels = makeKernels("portable");

@@ -10,8 +10,8 @@ inline constexpr bool fusesProducts = true;
 inline constexpr int numRegisters = 32;
 } // namespace
 
-#include "support/vector/lanes_xsimd.h"
-#include "support/vector/vectors_neon.h"
+#include "support/vector/forms/lanes_xsimd.h"
+#include "support/vector/forms/vectors_neon.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 // Vectors of four floats on x86-64: products with sums, pairs, transpositions. The wider forms use
 // them for short transforms, with their fused instructions.
 
-#include "support/vector/lanes_scalar.h"
+#include "support/vector/forms/lanes_scalar.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 // Plain C++: a vector is one float.
 
-#include "support/vector/lanes_scalar.h"
+#include "support/vector/forms/lanes_scalar.h"
 
 namespace {
 

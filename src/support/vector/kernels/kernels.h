@@ -2,12 +2,12 @@
 
 // One form of the vector layer: a constant table of its kernels.
 //
-// Every form is one source file, form_*.cpp, compiled for its instruction set. The kernels have the
+// Every form is one source file, forms/form_*.cpp, compiled for its instruction set. The kernels have the
 // arguments of the public operations but check nothing: pointers are valid and lengths at least 1.
 
-#include "support/vector/correlation.h"
 #include "support/vector/ipps.h"
 #include "support/vector/ipps_compound.h"
+#include "support/vector/kernels/correlation.h"
 
 namespace sorvane::vector {
 

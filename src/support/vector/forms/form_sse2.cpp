@@ -4,8 +4,8 @@
 // that other files compile for other instruction sets.
 #define xsimd sorvaneXsimdSse2
 
-#include "support/vector/lanes_sse2.h"
+#include "support/vector/forms/lanes_sse2.h"
 
-#include "support/vector/kernels_table.h"
+#include "support/vector/forms/make_kernels.h"
 
 constinit const sorvane::vector::Kernels sorvane::vector::sse2Kernels = makeKernels("SSE2");

@@ -1,7 +1,7 @@
 // Real transforms of any length in the destination alone, for lengths whose tables and work buffers
 // would not fit 31-bit sizes: plain radix-2 steps, twiddles from two short tables.
 
-#include "support/vector/fft_plan.h"
+#include "support/vector/transform/plan.h"
 
 #include <complex>
 #include <utility>

@@ -2,7 +2,7 @@
 
 // Vectors of sixteen floats, as vectors_sse.h has them of four.
 
-#include "support/vector/vectors_avx2.h"
+#include "support/vector/forms/vectors_avx2.h"
 
 namespace {
 

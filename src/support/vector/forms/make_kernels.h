@@ -2,21 +2,22 @@
 
 // The kernels of one form, gathered into its table. Included once by each form, after its lanes.
 
-#include "support/vector/kernels.h"
+// In this order, since each uses what the ones before it define.
+#include "support/vector/kernels/kernels.h"
 
-#include "support/vector/kernels_elements.h"
+#include "support/vector/kernels/elements.h"
 
-#include "support/vector/kernels_functions.h"
-#include "support/vector/kernels_sums.h"
+#include "support/vector/kernels/functions.h"
+#include "support/vector/kernels/sums.h"
 
-#include "support/vector/kernels_tile.h"
+#include "support/vector/kernels/tile.h"
 
-#include "support/vector/kernels_correlate.h"
-#include "support/vector/kernels_weighted_rows.h"
+#include "support/vector/kernels/correlate.h"
+#include "support/vector/kernels/weighted_rows.h"
 
-#include "support/vector/kernels_spectral.h"
+#include "support/vector/kernels/spectral.h"
 
-#include "support/vector/kernels_fft.h"
+#include "support/vector/transform/kernels.h"
 
 namespace {
 

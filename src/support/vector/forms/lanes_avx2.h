@@ -10,8 +10,8 @@ inline constexpr bool fusesProducts = true;
 inline constexpr int numRegisters = 16;
 } // namespace
 
-#include "support/vector/lanes_xsimd.h"
-#include "support/vector/vectors_avx2.h"
+#include "support/vector/forms/lanes_xsimd.h"
+#include "support/vector/forms/vectors_avx2.h"
 
 namespace {
 

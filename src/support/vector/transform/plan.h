@@ -9,7 +9,7 @@
 // has one column, and for L above 4 the second one, which has four, are of radix 4 and permute
 // their vectors. Transforms too long for 31-bit sizes work in place instead.
 
-#include "support/vector/kernels.h"
+#include "support/vector/kernels/kernels.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -4,7 +4,7 @@
 // file defines with `fusesProducts` (mulAdd rounds once) and `numRegisters`. The fused operations, which
 // xsimd lacks for AVX-512, and the shuffles are beside the vectors of each width.
 
-#include "support/vector/lanes_scalar.h"
+#include "support/vector/forms/lanes_scalar.h"
 
 namespace {
 
