@@ -1,9 +1,18 @@
-# Holds the direction of includes in the library: a file includes its own room and those below it only.
+# Holds the direction of includes in the library and the program: a file includes its own room and
+# those below it only.
 #
-#   cmake -DSOURCE_DIR=<the library's folder> -P include_order.cmake
+#   cmake -DSOURCE_DIR=<the folder of either> -P include_order.cmake
 
 # The rooms from the top down, as patterns of paths; the first that fits a file is its room.
 set(order
+    # The program.
+    "^main\\.cpp$"
+    "^(process|info|bench|demo)/"
+    "^run/"
+    "^chain/"
+    "^sound/"
+    "^console/"
+    # The library.
     "^engine/"
     "^processor/"
     "^model/"

@@ -1,8 +1,8 @@
-#include "bench_command.h"
-#include "console.h"
-#include "info_command.h"
-#include "process_command.h"
-#include "program_error.h"
+#include "bench/bench_command.h"
+#include "console/console.h"
+#include "console/program_error.h"
+#include "info/info_command.h"
+#include "process/process_command.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "model_outline.h"
+#include "info/model_outline.h"
 #include "util/memory_stream.h"
 #include "util/tiny_models.h"
 

@@ -1,6 +1,6 @@
-#include "output_format.h"
-#include "output_plan.h"
-#include "program_error.h"
+#include "console/program_error.h"
+#include "run/output_plan.h"
+#include "sound/output_format.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>

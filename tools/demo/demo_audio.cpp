@@ -4,7 +4,7 @@
 //   sorvane_demo spectrogram FILE > DATA
 // Files are mono. The noise is repeated until it is as long as the voices after one another.
 
-#include "audio_reader.h"
+#include "sound/audio_reader.h"
 
 #include "audio/fft.h"
 #include "audio/windows.h"

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "sound/audio_source.h"
+
+#include <memory>
+#include <sndfile.h>
+
+namespace sorvane::tools {
+
+/// An audio file of a format that libsndfile reads.
+class AudioReader : public AudioSource {
+public:
+    explicit AudioReader(const std::string& path);
+
+    [[nodiscard]] int channels() const override { return info.channels; }
+    [[nodiscard]] int sampleRate() const override { return info.samplerate; }
+    [[nodiscard]] int format() const override { return info.format; }
+    [[nodiscard]] std::int64_t expectedLength() const override;
+    std::int64_t read(float* samples, std::int64_t count) override;
+    std::int64_t skip(std::int64_t count) override;
+    [[nodiscard]] std::map<int, std::string> texts() const override;
+    [[nodiscard]] std::vector<int> channelMap() const override;
+
+private:
+    struct Closer {
+        void operator()(SNDFILE* opened) const { sf_close(opened); }
+    };
+
+    std::string name;
+    SF_INFO info{};
+    std::unique_ptr<SNDFILE, Closer> file;
+};
+
+} // namespace sorvane::tools
