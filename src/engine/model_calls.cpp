@@ -16,7 +16,10 @@ void sorvaneDeleteModel(void* handle) {
     delete static_cast<ModelState*>(handle);
 }
 
-void sorvane::sorvaneGetProcessorInfo(void* modelHandle, SorvaneModelInfo* info) {
+namespace sorvane {
+
+// As the header declares it for its own use.
+SORVANE_API void sorvaneGetProcessorInfo(void* modelHandle, SorvaneModelInfo* info) {
     const NeuralModel<float>& model = modelStateOf(modelHandle).model;
     *info = {};
     info->sampleRate = model.sampleRate;
@@ -26,3 +29,5 @@ void sorvane::sorvaneGetProcessorInfo(void* modelHandle, SorvaneModelInfo* info)
     info->hop = model.hop;
     info->latencyFrames = model.latencyFrames;
 }
+
+} // namespace sorvane

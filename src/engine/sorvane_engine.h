@@ -42,7 +42,9 @@
 #include <stdbool.h>
 #endif
 
-#if defined(_WIN32)
+#if defined(SORVANE_STATIC)
+#define SORVANE_API
+#elif defined(_WIN32)
 #if defined(SORVANE_ENGINE_BUILD)
 #define SORVANE_API __declspec(dllexport)
 #else
@@ -360,14 +362,26 @@ namespace sorvane {
  * is exported under its mangled name beside sorvaneGetParameterRange(), which does the same. */
 class ProcessorState;
 
+/** A handle of sorvaneCreateModel(), where a processor's could be meant. */
+struct ModelHandle {
+    ModelHandle(void* model) : handle(model) {} /* NOLINT(google-explicit-constructor) */
+    void* handle;
+};
+
 /** Tells what a model is: the form of ::sorvaneGetProcessorInfo for a handle of
- * sorvaneCreateModel(). For C++ hosts; call it by its qualified name.
+ * sorvaneCreateModel(). For C++ hosts; call it by its qualified name: without it, also where
+ * `using namespace sorvane` stands, the processor's form is called.
  *
- * @param modelHandle  a model.
- * @param info         takes all fields.
+ * @param model  a model.
+ * @param info   takes all fields.
  *
  * Threads: one at a time for each model handle. Real time: yes. */
-SORVANE_API void sorvaneGetProcessorInfo(void* modelHandle, SorvaneModelInfo* info);
+inline void sorvaneGetProcessorInfo(ModelHandle model, SorvaneModelInfo* info) {
+    /* The library has it for a plain pointer. Declared here alone, it isn't among those that a call
+     * from elsewhere chooses from. */
+    SORVANE_API void sorvaneGetProcessorInfo(void* modelHandle, SorvaneModelInfo* info);
+    sorvaneGetProcessorInfo(model.handle, info);
+}
 
 } /* namespace sorvane */
 #endif
