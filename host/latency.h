@@ -1,9 +1,10 @@
 #pragma once
 
+#include "sorvane_host.h"
+
 namespace sorvane::host {
 
-/// No longer latency can be used, in samples: over five seconds at 192 kHz.
-constexpr int longestLatency = 1 << 20;
+constexpr int longestLatency = SORVANE_HOST_LONGEST_LATENCY;
 
 /// How a processor handle delays a stream, in samples at the host's rate.
 struct Latency {

@@ -2,6 +2,7 @@
 
 #include "model_outline.h"
 #include "platform.h"
+#include "sorvane_host.h"
 #include "status.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ const int anchor = 0;
 
 void addFolders(const char* list, std::vector<fs::path>& folders) {
     std::istringstream items(list != nullptr ? list : "");
-    for (std::string folder; std::getline(items, folder, platform::listSeparator);)
+    for (std::string folder; std::getline(items, folder, SORVANE_HOST_LIST_SEPARATOR);)
         if (!folder.empty())
             folders.emplace_back(folder);
 }
@@ -78,7 +79,8 @@ std::vector<fs::path> modelFolders(const char* folders, const void* address) {
             result.push_back(own / "models");
     if (const fs::path own = platform::folderOf(&anchor); !own.empty()) {
         result.push_back(own / "models");
-        result.push_back((own / SORVANE_MODELS_FROM_LIBRARY).lexically_normal());
+        for (const char* const installed : {SORVANE_MODELS_FROM_LIBRARY})
+            result.push_back((own / installed).lexically_normal());
     }
     return result;
 }

@@ -7,13 +7,6 @@
 /// What the layer needs of the operating system; each system's way is in platform.cpp.
 namespace sorvane::host::platform {
 
-/// Between the folders of a list in an environment variable.
-#if defined(_WIN32)
-constexpr char listSeparator = ';';
-#else
-constexpr char listSeparator = ':';
-#endif
-
 /// The folder of the program or library that holds this address, links resolved; empty where the
 /// system can't tell. Raises std::bad_alloc only.
 std::filesystem::path folderOf(const void* address);

@@ -1,6 +1,6 @@
 #include "record_cursor.h"
 
-#include "status.h"
+#include "failure.h"
 
 #include <bit>
 #include <limits>

@@ -225,14 +225,21 @@ SORVANE_HOST_API int sorvaneHostBestModel(const SorvaneHostModel* const* models,
 /* NOLINTNEXTLINE(modernize-use-using) */
 typedef struct SorvaneHostModelList SorvaneHostModelList;
 
+/** Between the folders of a list. */
+#if defined(_WIN32)
+#define SORVANE_HOST_LIST_SEPARATOR ';'
+#else
+#define SORVANE_HOST_LIST_SEPARATOR ':'
+#endif
+
 /** Lists the model files, "NAME.model", of these folders, of each name the first: those of
  * `folders`; those of the environment variable SORVANE_MODEL_PATH; with an address, the folder
  * "models" beside its binary; the folder "models" beside this library, and the one that models are
  * installed in with it. Files that begin like no model are left out; others may be refused when they
  * are opened.
  *
- * @param folders  a list as PATH has it, colons (on Windows semicolons) between the folders; may be
- *                 null.
+ * @param folders  a list as PATH has it, with SORVANE_HOST_LIST_SEPARATOR between the folders; may
+ *                 be null.
  * @param address  an address in the host's own program or plug-in, for its folder; may be null.
  * @param list     takes the list, to be released with sorvaneHostDeleteModelList(). It is sorted by
  *                 folder, then by name.
@@ -392,6 +399,9 @@ SORVANE_HOST_API SorvaneHostStatus sorvaneHostFinish(SorvaneHostProcessor* strea
  * When the engine fails, the block is silence and its call returns SORVANE_HOST_ENGINE; the next
  * begins a new stream with the same latency. The dry part of the sound goes on in any case.
  * @{ */
+
+/** No longer latency can be used, in samples: over five seconds at 192 kHz. */
+#define SORVANE_HOST_LONGEST_LATENCY 1048576
 
 /** Makes a processor that runs in blocks; otherwise as sorvaneHostCreateStream(). Its latency is
  * measured: an impulse goes through the model.

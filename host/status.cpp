@@ -4,7 +4,6 @@
 #include <exception>
 #include <new>
 #include <string_view>
-#include <utility>
 
 namespace sorvane::host {
 
@@ -22,10 +21,6 @@ SorvaneHostStatus record(SorvaneHostStatus status, std::string_view message) noe
 }
 
 } // namespace
-
-void fail(SorvaneHostStatus status, std::string message) {
-    throw Failure{status, std::move(message)};
-}
 
 void require(bool condition, const char* message) {
     if (!condition)

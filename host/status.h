@@ -1,18 +1,8 @@
 #pragma once
 
-#include "sorvane_host.h"
-
-#include <string>
+#include "failure.h"
 
 namespace sorvane::host {
-
-/// What becomes of a call that fails: its status, and a sentence for people.
-struct Failure {
-    SorvaneHostStatus status;
-    std::string text;
-};
-
-[[noreturn]] void fail(SorvaneHostStatus status, std::string text);
 
 /// Raises SORVANE_HOST_BAD_ARGUMENT with `text` unless the condition holds.
 void require(bool condition, const char* text);

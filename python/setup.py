@@ -38,8 +38,8 @@ class BuildByCMake(build_ext):
                "--component", component] for component in ("Library", "Python")),
         ):
             subprocess.run(["cmake", *command], check=True)
-        # A wheel holds no links: the library goes by the one name that is asked for.
-        for link in filter(pathlib.Path.is_symlink, package.glob("libSorvaneEngine*")):
+        # A wheel holds no links: each library goes by the one name that is asked for.
+        for link in filter(pathlib.Path.is_symlink, package.glob("libSorvane*")):
             link.resolve().replace(link)
 
 

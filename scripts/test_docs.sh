@@ -20,7 +20,7 @@ trap 'rm -rf "$folder" "$clone"' EXIT
 quick() {
     local build=$1 base=$folder/base
     mkdir -p "$base/build"
-    for name in cmake CMakeLists.txt CMakePresets.json docs models scripts src tests; do
+    for name in cmake CMakeLists.txt CMakePresets.json docs host models scripts src tests; do
         ln -s "$PWD/$name" "$base/$name"
     done
     ln -s "$build" "$base/build/release"

@@ -1,9 +1,8 @@
 #include "common/plugin_instance.h"
 
-#include "sorvane_engine.h"
-
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -12,6 +11,7 @@ namespace sorvane::plugins {
 
 namespace {
 
+constexpr int largestBlock = 1024;
 constexpr float neverApplied = std::numeric_limits<float>::quiet_NaN();
 
 } // namespace
@@ -21,36 +21,34 @@ PluginInstance::PluginInstance(const PluginType& pluginType, const std::string& 
     : type(pluginType),
       rate(sampleRate),
       path(modelPath),
-      streams(makeStreams(modelPath)),
+      voices(makeVoices(modelPath)),
+      delay(voices.front().blocks.latency()),
       connected(type.ports.size(), nullptr),
       applied(type.ports.size(), neverApplied),
-      inputs(static_cast<std::size_t>(type.channels),
-             std::vector<float>(StreamAdapter::largestBlock)),
+      inputs(static_cast<std::size_t>(type.channels), std::vector<float>(largestBlock)),
       outputRows(inputs.size()),
-      unwanted(StreamAdapter::largestBlock) {
+      unwanted(largestBlock) {
     for (const std::vector<float>& input : inputs)
         inputRows.push_back(input.data());
 }
 
 void PluginInstance::load(const std::string& modelPath) {
     std::string newPath = modelPath;
-    streams = makeStreams(modelPath);
+    voices = makeVoices(modelPath);
+    delay = voices.front().blocks.latency();
     path = std::move(newPath);
     std::fill(applied.begin(), applied.end(), neverApplied);
 }
 
-std::vector<std::unique_ptr<StreamAdapter>>
-PluginInstance::makeStreams(const std::string& modelPath) {
-    const std::size_t numBusses = type.busNames.size();
-    std::vector<std::unique_ptr<StreamAdapter>> made;
-    for (std::size_t stem = 0; stem < (type.isStems ? numBusses : 1); ++stem) {
-        made.push_back(
-            std::make_unique<StreamAdapter>(modelPath, type.channels, rate, failureReported));
-        if (made.back()->busNames().size() != numBusses)
-            throw std::runtime_error("the model has other busses than the plug-in");
-        for (std::size_t bus = 0; type.isStems && bus < numBusses; ++bus)
-            made.back()->setParameter(SORVANE_BUS_GAIN + static_cast<int>(bus),
-                                      bus == stem ? 1.0F : 0.0F);
+std::vector<PluginInstance::Voice> PluginInstance::makeVoices(const std::string& modelPath) const {
+    const host::Model model(modelPath);
+    if (model.busNames().size() != type.busNames.size())
+        throw std::runtime_error("the model has other busses than the plug-in");
+    std::vector<Voice> made;
+    for (std::size_t stem = 0; stem < (type.isStems ? type.busNames.size() : 1); ++stem) {
+        made.push_back({host::Blocks(model, type.channels, rate)});
+        if (type.isStems)
+            made.back().blocks.isolateBus(static_cast<int>(stem));
     }
     return made;
 }
@@ -61,8 +59,11 @@ void PluginInstance::connect(std::size_t port, void* memory) noexcept {
 }
 
 void PluginInstance::activate() noexcept {
-    for (const auto& stream : streams)
-        stream->reset();
+    for (Voice& voice : voices) {
+        voice.hasFailed = false;
+        if (sorvaneHostReset(voice.blocks.get()) != SORVANE_HOST_OK)
+            fail(voice);
+    }
 }
 
 float PluginInstance::valueOf(std::size_t port) const {
@@ -88,23 +89,27 @@ void PluginInstance::applyControls() {
             applyParameter(port, value);
         applied[i] = value;
     }
-    for (const auto& stream : streams)
-        stream->setBlend(blendOf(amount, removed));
+    for (Voice& voice : voices) {
+        voice.blocks.setAmount(voice.hasFailed ? 0.0F : amount);
+        voice.blocks.setInverted(removed && !voice.hasFailed);
+    }
 }
 
 void PluginInstance::applyParameter(const Port& port, float value) {
-    const int id = port.role == PortRole::remainderLevel ? int{SORVANE_REMAINDER_LEVEL}
-                   : port.role == PortRole::gain         ? SORVANE_BUS_GAIN + port.bus
-                                                         : SORVANE_BUS_SENSITIVITY + port.bus;
-    for (const auto& stream : streams)
-        stream->setParameter(id, value);
+    for (Voice& voice : voices) {
+        if (port.role == PortRole::remainderLevel)
+            voice.blocks.setRemainder(value);
+        else if (port.role == PortRole::gain)
+            voice.blocks.setGain(port.bus, value);
+        else
+            voice.blocks.setSensitivity(port.bus, value);
+    }
 }
 
 void PluginInstance::run(std::size_t count) noexcept {
     applyControls();
     for (std::size_t offset = 0; offset < count;) {
-        const std::size_t block =
-            std::min<std::size_t>(count - offset, StreamAdapter::largestBlock);
+        const std::size_t block = std::min<std::size_t>(count - offset, largestBlock);
         runBlock(offset, static_cast<int>(block));
         offset += block;
     }
@@ -121,13 +126,23 @@ void PluginInstance::runBlock(std::size_t offset, int count) {
         else
             std::fill_n(input.begin(), count, 0.0F);
     }
-    for (const auto& stream : streams) {
+    for (Voice& voice : voices) {
         for (float*& row : outputRows) {
             float* const target = connected[port++];
             row = target ? target + offset : unwanted.data();
         }
-        stream->process(inputRows.data(), outputRows.data(), count);
+        if (voice.blocks.tryProcess(inputRows.data(), outputRows.data(), count) != SORVANE_HOST_OK)
+            fail(voice);
     }
+}
+
+void PluginInstance::fail(Voice& voice) {
+    if (!failureReported)
+        std::fprintf(stderr, "sorvane: %s: %s; the input passes unchanged\n", path.c_str(),
+                     voice.blocks.error());
+    failureReported = voice.hasFailed = true;
+    voice.blocks.setAmount(0.0F);
+    voice.blocks.setInverted(false);
 }
 
 } // namespace sorvane::plugins

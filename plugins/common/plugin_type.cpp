@@ -1,6 +1,6 @@
 #include "common/plugin_type.h"
 
-#include "common/latency.h"
+#include "sorvane_host.h"
 
 #include <algorithm>
 #include <utility>
@@ -52,7 +52,7 @@ void addSensitivities(PluginType& type) {
 void addLatency(PluginType& type) {
     // Hosts know the port by this name.
     type.ports.push_back({PortRole::latency, 0, "latency", "latency", "", 0.0F,
-                          static_cast<float>(longestLatency), 0.0F});
+                          static_cast<float>(SORVANE_HOST_LONGEST_LATENCY), 0.0F});
 }
 
 PluginType startOf(const CatalogueModel& model, const std::string& kind, int channels) {

@@ -20,7 +20,7 @@ namespace {
 class Library {
 public:
     Library() {
-        for (const CatalogueModel& model : listModels(modelFolders(SORVANE_MODELS_FROM_PLUGIN)))
+        for (const CatalogueModel& model : listModels())
             for (const int channels : {1, 2})
                 add(mixPlugin(model, channels));
     }

@@ -125,7 +125,7 @@ Lv2Type::Lv2Type(PluginType pluginType)
 class Library {
 public:
     Library() {
-        for (const CatalogueModel& model : listModels(modelFolders(SORVANE_MODELS_FROM_PLUGIN))) {
+        for (const CatalogueModel& model : listModels()) {
             types.push_back(std::make_unique<Lv2Type>(mixPlugin(model, 2)));
             if (canGiveStems(model))
                 types.push_back(std::make_unique<Lv2Type>(stemsPlugin(model)));

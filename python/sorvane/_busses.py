@@ -5,8 +5,6 @@ from typing import overload
 
 from . import _engine
 
-_NUM_STEERED = 16
-
 
 class Bus:
     """One bus of a processor. Its values may be moved on any thread while audio runs."""
@@ -26,11 +24,11 @@ class Bus:
     @property
     def gain(self) -> float:
         """Linear gain, 0 to 100; 1 at first."""
-        return self._get(_engine.BUS_GAIN, 1.0)
+        return self._engine.gain(self._index)
 
     @gain.setter
     def gain(self, value: float) -> None:
-        self._set(_engine.BUS_GAIN, value, 0.0, 100.0, "gain")
+        self._engine.set_gain(self._index, value)
 
     @property
     def sensitivity(self) -> float:
@@ -38,21 +36,11 @@ class Bus:
 
         Positive values lower its middle range, negative ones raise it.
         """
-        return self._get(_engine.BUS_SENSITIVITY, 0.0)
+        return self._engine.sensitivity(self._index)
 
     @sensitivity.setter
     def sensitivity(self, value: float) -> None:
-        self._set(_engine.BUS_SENSITIVITY, value, -100.0, 100.0, "sensitivity")
-
-    def _get(self, family: int, fixed: float) -> float:
-        return self._engine.parameter(family + self._index) if self._index < _NUM_STEERED else fixed
-
-    def _set(self, family: int, value: float, least: float, most: float, what: str) -> None:
-        if self._index >= _NUM_STEERED:
-            raise ValueError(f"only the first {_NUM_STEERED} busses can be steered")
-        if not least <= value <= most:  # NaN neither
-            raise ValueError(f"a {what} is from {least:g} to {most:g}, not {value}")
-        self._engine.set_parameter(family + self._index, value)
+        self._engine.set_sensitivity(self._index, value)
 
     def __repr__(self) -> str:
         if self._engine.closed:
@@ -66,7 +54,7 @@ class Busses(Sequence[Bus]):
     __slots__ = ("_busses",)
 
     def __init__(self, engine: _engine.Processor) -> None:
-        names = [engine.bus_name(i).decode(errors="replace") for i in range(engine.num_busses)]
+        names = [name.decode(errors="replace") for name in engine.bus_names()]
         self._busses = [Bus(engine, i, name) for i, name in enumerate(names)]
 
     @property

@@ -3,7 +3,6 @@ from __future__ import annotations
 import math
 import operator
 import os
-import threading
 
 import numpy as np
 import numpy.typing as npt
@@ -12,9 +11,6 @@ from . import _engine
 from ._arguments import FloatArray, float_array, readable_path
 from ._busses import Busses
 from ._handle import Handle
-
-# More than this, in frames of the model, no sound model holds back beside its latency.
-_MARGIN_IN_HOPS = 256
 
 
 class Processor(Handle):
@@ -47,8 +43,6 @@ class Processor(Handle):
         self._channels = channels
         self._rate = rate
         self._busses = Busses(self._engine)
-        self._missing = 0  # samples that went in and haven't come out
-        self._turn = threading.RLock()  # of the calls that move audio, and `_missing` with it
 
     @property
     def channels(self) -> int:
@@ -77,7 +71,7 @@ class Processor(Handle):
         returns  float32 (channels, samples). The first sample that comes out belongs to the first
                  that went in.
 
-        After an exception of the engine the stream may be out of step until `reset`.
+        After an exception of the engine, what hadn't come out comes out as silence.
         """
         array = float_array(block, "a block")
         if array.ndim == 1 and self._channels == 1:
@@ -85,33 +79,15 @@ class Processor(Handle):
         if array.ndim != 2 or array.shape[0] != self._channels:
             shape = f"({self._channels}, samples)"
             raise ValueError(f"a block has the shape {shape}, not {array.shape}")
-        with self._turn:
-            result = self._engine.process(array)
-            self._missing += array.shape[1] - result.shape[1]
-        return result
+        return self._engine.process(array)
 
     def finish(self) -> FloatArray:
         """Ends the stream: gives what is still held back, and begins a new stream.
 
         All of a stream's output is then as long as its input.
         """
-        zeros = np.zeros((self._channels, max(self.latency, 1)), np.float32)
-        margin = _MARGIN_IN_HOPS * self._engine.seconds_per_hop * self._rate
-        pushes = 3 + math.ceil(margin / zeros.shape[1])
-        results = [np.zeros((self._channels, 0), np.float32)]
-        with self._turn:
-            while self._missing > 0:
-                if pushes == 0:
-                    raise RuntimeError("the model gives no output or too little")
-                pushes -= 1
-                result = self._engine.process(zeros)[:, : self._missing]
-                self._missing -= result.shape[1]
-                results.append(result)
-            self.reset()
-        return np.concatenate(results, axis=1)
+        return self._engine.finish()
 
     def reset(self) -> None:
         """Drops all audio in flight and begins a new stream. Gains and sensitivities stay."""
-        with self._turn:
-            self._engine.reset()
-            self._missing = 0
+        self._engine.reset()

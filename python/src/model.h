@@ -3,6 +3,7 @@
 #include "handle.h"
 
 #include <pybind11/numpy.h>
+#include <sorvane_host.hpp>
 #include <string>
 
 namespace sorvane::python {
@@ -12,7 +13,7 @@ using FloatArray = pybind11::array_t<float, pybind11::array::c_style>;
 /// One network of the engine. Arguments have been checked by the Python side.
 class Model {
 public:
-    /// ValueError when the engine refuses the file.
+    /// Raises host::Error when the engine refuses the file.
     explicit Model(const std::string& path);
 
     /// Runs the network on [T, F, C]; None while it holds frames back.
@@ -26,7 +27,7 @@ public:
     [[nodiscard]] pybind11::tuple info() const;
 
 private:
-    Handle handle;
+    Handle<host::Model> handle;
 };
 
 } // namespace sorvane::python

@@ -1,32 +1,51 @@
-// The module sorvane._engine: what the Python package needs of the engine. What the engine throws
-// becomes MemoryError, ValueError (std::length_error) or RuntimeError.
+// The module sorvane._engine: what the Python package needs of the host layer. Its errors become
+// MemoryError, RuntimeError where the engine failed, or ValueError.
 
 #include "model.h"
 #include "processor.h"
 
-#include <sorvane_engine.h>
+#include <exception>
+#include <pybind11/stl.h>
+#include <sorvane_host.hpp>
 
 namespace py = pybind11;
+
+namespace {
+
+void translate(std::exception_ptr raised) {
+    try {
+        std::rethrow_exception(std::move(raised));
+    } catch (const sorvane::host::Error& error) {
+        const SorvaneHostStatus status = error.status();
+        const bool ran = status == SORVANE_HOST_ENGINE || status == SORVANE_HOST_NO_OUTPUT;
+        PyErr_SetString(status == SORVANE_HOST_NO_MEMORY ? PyExc_MemoryError
+                        : ran                            ? PyExc_RuntimeError
+                                                         : PyExc_ValueError,
+                        error.what());
+    }
+}
+
+} // namespace
 
 PYBIND11_MODULE(_engine, module) {
     using namespace sorvane::python;
 
-    module.attr("version") = SORVANE_VERSION;
-    module.attr("BUS_GAIN") = static_cast<int>(SORVANE_BUS_GAIN);
-    module.attr("BUS_SENSITIVITY") = static_cast<int>(SORVANE_BUS_SENSITIVITY);
+    py::register_local_exception_translator(&translate);
+    module.attr("version") = sorvaneHostVersionText();
 
     py::class_<Processor>(module, "Processor")
         .def(py::init<const std::string&, int, double>())
         .def("process", &Processor::process)
+        .def("finish", &Processor::finish)
         .def("reset", &Processor::reset)
         .def("close", &Processor::close)
-        .def("parameter", &Processor::parameter)
-        .def("set_parameter", &Processor::setParameter)
-        .def("bus_name", &Processor::busName)
+        .def("gain", &Processor::gain)
+        .def("set_gain", &Processor::setGain)
+        .def("sensitivity", &Processor::sensitivity)
+        .def("set_sensitivity", &Processor::setSensitivity)
+        .def("bus_names", &Processor::busNames)
         .def_property_readonly("closed", &Processor::isClosed)
-        .def_property_readonly("num_busses", &Processor::numBusses)
-        .def_property_readonly("latency", &Processor::latency)
-        .def_property_readonly("seconds_per_hop", &Processor::secondsPerHop);
+        .def_property_readonly("latency", &Processor::latency);
 
     py::class_<Model>(module, "Model")
         .def(py::init<const std::string&>())

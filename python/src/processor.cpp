@@ -1,8 +1,6 @@
 #include "processor.h"
 
 #include <algorithm>
-#include <sorvane_engine.h>
-#include <vector>
 
 namespace py = pybind11;
 
@@ -16,16 +14,14 @@ constexpr py::ssize_t chunk = 16384;
 using Rows = std::vector<std::vector<float>>;
 
 /// Appends all that is ready to `rows`.
-void pull(void* engine, Rows& rows) {
-    const int count = sorvaneGetNumOfPendingSamples(engine);
-    if (count <= 0)
-        return;
+void pull(host::Stream& stream, Rows& rows) {
+    const int count = stream.available();
     std::vector<float*> targets;
     for (std::vector<float>& row : rows) {
         row.resize(row.size() + static_cast<std::size_t>(count));
         targets.push_back(row.data() + row.size() - count);
     }
-    sorvaneGetAudio(engine, targets.data(), count);
+    stream.pull(targets.data(), count);
 }
 
 FloatArray arrayOf(const Rows& rows) {
@@ -37,74 +33,47 @@ FloatArray arrayOf(const Rows& rows) {
     return array;
 }
 
-SorvaneModelInfo infoOf(void* engine) {
-    SorvaneModelInfo info{};
-    ::sorvaneGetProcessorInfo(engine, &info);
-    return info;
-}
-
 } // namespace
 
 Processor::Processor(const std::string& path, int numChannels, double rate)
-    : channels(numChannels),
-      handle(sorvaneCreateProcessor(path.c_str(), numChannels, rate), sorvaneDeleteProcessor) {
-    if (handle.isClosed())
-        throw py::value_error("no valid model, or none for this rate");
-}
+    : channels(static_cast<std::size_t>(numChannels)),
+      handle(std::make_shared<host::Stream>(host::Model(path), numChannels, rate)) {}
 
 FloatArray Processor::process(const FloatArray& block) {
     const float* const samples = block.data();
     const py::ssize_t length = block.shape(1);
-    const Rows rows = handle.alone([&](void* engine) {
-        Rows result(static_cast<std::size_t>(channels));
-        std::vector<const float*> sources(result.size());
+    return arrayOf(handle.alone([&](host::Stream& stream) {
+        Rows result(channels);
+        std::vector<const float*> sources(channels);
         for (py::ssize_t start = 0; start < length; start += chunk) {
-            for (std::size_t c = 0; c < sources.size(); ++c)
+            for (std::size_t c = 0; c < channels; ++c)
                 sources[c] = samples + static_cast<py::ssize_t>(c) * length + start;
-            sorvaneAddAudio(engine, sources.data(),
-                            static_cast<int>(std::min(chunk, length - start)));
-            pull(engine, result);
+            stream.push(sources.data(), static_cast<int>(std::min(chunk, length - start)));
+            pull(stream, result);
         }
         return result;
-    });
-    return arrayOf(rows);
+    }));
+}
+
+FloatArray Processor::finish() {
+    return arrayOf(handle.alone([&](host::Stream& stream) {
+        Rows result(channels);
+        stream.finish();
+        pull(stream, result);
+        stream.reset();
+        return result;
+    }));
 }
 
 void Processor::reset() {
-    handle.alone(sorvaneResetProcessorState);
+    handle.alone([](host::Stream& stream) { stream.reset(); });
 }
 
-float Processor::parameter(int id) const {
-    return sorvaneGetParameterValue(handle.get().get(), id);
-}
-
-void Processor::setParameter(int id, float value) {
-    sorvaneSetParameterValue(handle.get().get(), id, value);
-}
-
-int Processor::numBusses() const {
-    return sorvaneGetNumOfOutputBusses(handle.get().get());
-}
-
-py::bytes Processor::busName(int bus) const {
-    // A name that fills the buffer may have been cut, so the buffer grows until a terminator fits.
-    std::vector<char> buffer(64);
-    for (;;) {
-        sorvaneGetOutputBusName(handle.get().get(), bus, buffer.data(),
-                                static_cast<unsigned int>(buffer.size()));
-        if (buffer.back() == '\0')
-            return py::bytes(buffer.data());
-        buffer.resize(buffer.size() * 2);
-    }
-}
-
-int Processor::latency() const {
-    return std::max(infoOf(handle.get().get()).lengthOrLatency, 0);
-}
-
-double Processor::secondsPerHop() const {
-    const SorvaneModelInfo info = infoOf(handle.get().get());
-    return info.hop / info.sampleRate;
+std::vector<py::bytes> Processor::busNames() const {
+    std::vector<py::bytes> names;
+    for (const std::string& name : handle.get()->busNames())
+        names.emplace_back(name);
+    return names;
 }
 
 } // namespace sorvane::python
