@@ -31,8 +31,9 @@ private:
 /// Bends the magnitudes of masks by a sensitivity: x^g for g below 1, otherwise x times a raised
 /// cosine of x to the power g - 1, which leaves 1 as it is and presses small values down. The phase
 /// stays. At a sensitivity of 0 it would give the mask itself, but for rounding, and NaN where one
-/// part of a value is infinite; callers use the mask.
-void bend(const ComplexSignal32& mask, ComplexSignal32& bent, float sensitivity) {
+/// part of a value is infinite; callers use the mask. `bent` may be the mask itself, if nobody shares
+/// its block.
+void bend(const ComplexSignal32& mask, float sensitivity, ComplexSignal32& bent) {
     const auto g =
         static_cast<float>(std::pow(2.718281828459045, static_cast<double>(sensitivity * 0.0075F)));
     for (int c = 0; mask.length > 0 && c < mask.channels; ++c)
@@ -137,64 +138,58 @@ void SorvaneProcessor::recycle(ComplexSignal32 signal) {
         spectra.give(std::move(signal));
 }
 
-/// The stems and what they leave of the input, by their gains: the remainder's gain on the input,
-/// and for each stem the difference of its gain from that. Rounding is that of the larger gain.
+/// The stems and what they leave of the input, by their gains.
 ComplexSignal32 SorvaneProcessor::mixSpectra(const ComplexSignal32& input) {
-    const float remainderGain = gainOf(numQueues());
     ComplexSignal32 mix = spectra.take(outputFormat.numChannels(), input.length);
-    for (int c = 0; c < mix.channels; ++c)
-        check(ippsMulC_32fc(input.row(c), remainderGain, mix.channelData(c), mix.length));
-    for (std::size_t bus = 0; bus < numQueues(); ++bus)
-        addScaledRows(mix, frontMask(bus), gainOf(bus) - remainderGain);
+    mixBusses(input, false, mix);
     return mix;
 }
 
 /// The input times the sum of the masks and of what they leave of 1, by their gains.
 ComplexSignal32 SorvaneProcessor::mixMasks(const ComplexSignal32& input) {
     ComplexSignal32 mix = spectra.take(outputFormat.numChannels(), input.length);
-    const float remainderGain = gainOf(numQueues());
-    if (numQueues() == 1 && sensitivityOf(1) == 0.0F) {
+    if (numQueues() == 1 && sensitivityOf(numQueues()) == 0.0F) {
         // One mask, the usual case, takes a single pass.
         const ComplexSignal32 mask = bentMask(0);
+        const float gain = gainOf(0), remainderGain = gainOf(numQueues());
         for (int c = 0; c < mix.channels; ++c)
-            check(vlApplyMask_32fc(mask.row(rowFor(mask, c)), gainOf(0) - remainderGain,
-                                   remainderGain, input.row(c), mix.channelData(c), mix.length));
+            check(vlApplyMask_32fc(mask.row(rowFor(mask, c)), gain, remainderGain, input.row(c),
+                                   mix.channelData(c), mix.length));
         return mix;
     }
-    const ComplexSignal32 weights = sumMasks();
     // One row of weights serves all channels where the masks' channels aren't the host's.
+    const int maskChannels = frontMask(0).channels;
+    ComplexSignal32 ones = spectra.take(maskChannels, input.length);
+    ComplexSignal32 weights = spectra.take(maskChannels, input.length);
+    ones.fill(1.0F);
+    mixBusses(ones, true, weights);
     for (int c = 0; c < mix.channels; ++c)
         check(ippsMul_32fc(weights.row(rowFor(weights, c)), input.row(c), mix.channelData(c),
                            mix.length));
+    spectra.give(std::move(ones));
+    spectra.give(std::move(weights));
     return mix;
 }
 
-ComplexSignal32 SorvaneProcessor::sumMasks() {
-    const std::size_t lastBus = numQueues();
-    const float remainderGain = gainOf(lastBus);
-    const float remainderSensitivity = sensitivityOf(lastBus);
-    const ComplexSignal32 first = frontMask(0);
-    ComplexSignal32 weights = spectra.take(first.channels, first.length);
-    if (remainderSensitivity == 0.0F) {
-        // As in mixSpectra, with 1 in the input's place.
-        weights.fill(remainderGain);
-        for (std::size_t bus = 0; bus < lastBus; ++bus)
-            addScaledRows(weights, bentMask(bus), gainOf(bus) - remainderGain);
-    } else {
-        ComplexSignal32 remainder = spectra.take(first.channels, first.length);
-        remainder.fill(1.0F);
-        weights.fill(0.0F);
-        for (std::size_t bus = 0; bus < lastBus; ++bus) {
-            const ComplexSignal32 mask = bentMask(bus);
-            addScaledRows(weights, mask, gainOf(bus));
-            addScaledRows(remainder, mask, -1.0F);
-        }
-        bend(remainder, remainder, remainderSensitivity);
-        addScaledRows(weights, remainder, remainderGain);
-        spectra.give(std::move(remainder));
+/// Fills `mix` with the busses by their gains: those of the queues, and what their sum leaves of
+/// `whole`. Each gain stands on its own term: a small term beside a large one doesn't vanish.
+void SorvaneProcessor::mixBusses(const ComplexSignal32& whole, bool areMasks,
+                                 ComplexSignal32& mix) {
+    ComplexSignal32 remainder = spectra.take(mix.channels, mix.length);
+    mix.fill(0.0F);
+    remainder.fill(0.0F);
+    for (std::size_t bus = 0; bus < numQueues(); ++bus) {
+        const ComplexSignal32 part = areMasks ? bentMask(bus) : frontMask(bus);
+        addScaledRows(mix, part, gainOf(bus));
+        addScaledRows(remainder, part, 1.0F);
     }
-    spectra.give(weights);
-    return weights;
+    for (int c = 0; mix.length > 0 && c < mix.channels; ++c)
+        check(ippsSub_32fc(remainder.row(c), whole.row(c), remainder.channelData(c), mix.length));
+    const float sensitivity = areMasks ? sensitivityOf(numQueues()) : 0.0F;
+    if (sensitivity != 0.0F)
+        bend(remainder, sensitivity, remainder);
+    addScaledRows(mix, remainder, gainOf(numQueues()));
+    spectra.give(std::move(remainder));
 }
 
 /// The oldest mask or stem of a bus, with the host's channels or with one for all of them.
@@ -209,8 +204,8 @@ ComplexSignal32 SorvaneProcessor::bentMask(std::size_t bus) {
     if (sensitivity == 0.0F)
         return mask;
     ComplexSignal32 bent = spectra.take(mask.channels, mask.length);
-    bend(mask, bent, sensitivity);
-    spectra.give(bent);
+    bend(mask, sensitivity, bent);
+    spectra.give(bent); // also while it is in use: the pool waits until nobody shares it
     return bent;
 }
 

@@ -109,6 +109,28 @@ TEST(SpectralChain, MatchesTheWrittenFormula) {
     }
 }
 
+TEST(SpectralChain, ASmallTermStaysBesideALargeOne) {
+    // Masks of 1 in all, and a stem that is the input: nothing is left over, whatever its gain.
+    const auto masks = [](int count) {
+        const FileTensor shares = constantTensor({count}, 1.0F / static_cast<float>(count));
+        ModelFile model{.numMasks = count, .outputSource = "a"};
+        model.outputNames.assign(static_cast<std::size_t>(count) + 1, "bus");
+        model.layers = {conv("a", "input", constantTensor({1, 1, 1, count}, 0.0F), shares)};
+        return model;
+    };
+    const ModelFile stem{
+        .inputPacking = {.code = 4}, .outputMode = 1, .outputPacking = {.code = 4}};
+    for (const ModelFile& model : {masks(1), masks(2), stem}) {
+        const ProcessorHandle handle = makeProcessor(model, 2, 48000.0);
+        ASSERT_NE(handle, nullptr);
+        const AudioRows audio = noise(2, 2000, 14);
+        const AudioRows expected = process(handle.get(), audio);
+        sorvaneResetProcessorState(handle.get());
+        sorvaneSetParameterValue(handle.get(), SORVANE_BUS_GAIN + model.numMasks, 1e8F);
+        expectNear(process(handle.get(), audio), expected, 1e-5);
+    }
+}
+
 TEST(SpectralChain, BussesPastTheSixteenthStayAsTheyAre) {
     ChainCase entry{"", std::vector<double>(18, 0.0), std::vector<double>(18, 0.0)};
     TestNetwork net;

@@ -30,10 +30,10 @@ IppStatus vlBend_32fc(const Ipp32fc* src, Ipp32fc* dst, int len, Ipp32f g) {
     return kernels().bend32fc(src, dst, len, g > 1e30f ? 1e30f : g);
 }
 
-IppStatus vlApplyMask_32fc(const Ipp32fc* mask, Ipp32f factor, Ipp32f addend, const Ipp32fc* input,
-                           Ipp32fc* dst, int len) {
+IppStatus vlApplyMask_32fc(const Ipp32fc* mask, Ipp32f gain, Ipp32f remainderGain,
+                           const Ipp32fc* input, Ipp32fc* dst, int len) {
     SORVANE_CHECK_ROWS(len, mask, input, dst);
-    return kernels().applyMask32fc(mask, factor, addend, input, dst, len);
+    return kernels().applyMask32fc(mask, gain, remainderGain, input, dst, len);
 }
 
 IppStatus vlRealToCplx_32f(const Ipp32f* src, Ipp32fc* dst, int len) {

@@ -15,10 +15,11 @@ IppStatus vlHypot_32fc(const Ipp32fc* src, Ipp32f* dst, int len);
 /// power, and ippsPolarToCart_32fc, but for rounding and for infinite magnitudes.
 IppStatus vlBend_32fc(const Ipp32fc* src, Ipp32fc* dst, int len, Ipp32f g);
 
-/// dst[n] = input[n] * (mask[n] * factor + addend), factor and addend being real: in one pass what
-/// ippsSet_32fc, ippsAddProductC_32f on the parts, and ippsMul_32fc give.
-IppStatus vlApplyMask_32fc(const Ipp32fc* mask, Ipp32f factor, Ipp32f addend, const Ipp32fc* input,
-                           Ipp32fc* dst, int len);
+/// dst[n] = input[n] * (mask[n] * gain + (1 - mask[n]) * remainderGain), the gains being real: a mask
+/// and what it leaves over, each by its gain, in one pass. Neither term goes into the other, so that
+/// a small one stays beside a large one.
+IppStatus vlApplyMask_32fc(const Ipp32fc* mask, Ipp32f gain, Ipp32f remainderGain,
+                           const Ipp32fc* input, Ipp32fc* dst, int len);
 
 /// dst[n] = (src[n], 0). Not in place.
 IppStatus vlRealToCplx_32f(const Ipp32f* src, Ipp32fc* dst, int len);

@@ -60,9 +60,10 @@ inline Expected bent(const double* z, double g) {
 }
 
 inline Expected maskedInput(const double* mask, const double* input) {
-    const double weight[2] = {mask[0] * exactConstant + 1.5, mask[1] * exactConstant};
+    const double weight[2] = {mask[0] * exactConstant + (1 - mask[0]) * 1.5,
+                              mask[1] * exactConstant - mask[1] * 1.5};
     Expected result = complexProduct(weight, input);
-    result.scale = (std::hypot(mask[0], mask[1]) + 1.5) * std::hypot(input[0], input[1]);
+    result.scale = 3 * (std::hypot(mask[0], mask[1]) + 1) * std::hypot(input[0], input[1]);
     return result;
 }
 

@@ -91,13 +91,15 @@ inline IppStatus bend32fc(const Ipp32fc* src, Ipp32fc* dst, int len, float g) {
     return ippStsNoErr;
 }
 
-inline IppStatus applyMask32fc(const Ipp32fc* mask, float factor, float addend,
+inline IppStatus applyMask32fc(const Ipp32fc* mask, float gain, float remainderGain,
                                const Ipp32fc* input, Ipp32fc* dst, int len) {
-    const F f(factor), a(addend);
+    const F g(gain), r(remainderGain);
     mapRows(
         len, ComplexOut(dst),
         [=](Complex<F> m, Complex<F> x) {
-            return product(Complex<F>{mulAdd(m.re, f, a), mulAdd(m.im, f, F(0.0f))}, x);
+            return product(Complex<F>{mulAdd(m.re, g, (F(1.0f) - m.re) * r),
+                                      mulAdd(m.im, g, (F(0.0f) - m.im) * r)},
+                           x);
         },
         ComplexIn(mask), ComplexIn(input));
     return ippStsNoErr;
