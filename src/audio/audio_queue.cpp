@@ -5,7 +5,7 @@
 namespace sorvane {
 
 void AudioQueue::add(const Signal32& block) {
-    if (block.isEmpty())
+    if (!block.data || block.length == 0)
         return;
     if (numChannels == -1)
         numChannels = block.channels;
@@ -45,9 +45,9 @@ void AudioQueue::discard(int count) {
 }
 
 Signal32 AudioQueue::pop(int count) {
-    if (numChannels < 1)
-        return {};
-    Signal32 result(numChannels, count);
+    Signal32 result;
+    if (numChannels > 0)
+        result = Signal32(numChannels, count);
     pop(count, [&](const Signal32& block, int start, int length, int position) {
         result.copyRange(position, block, start, start + length);
     });
@@ -55,6 +55,8 @@ Signal32 AudioQueue::pop(int count) {
 }
 
 void AudioQueue::readTimes(const float* window, Signal32& result, int offset, int count) const {
+    if (numChannels < 1)
+        return;
     visit(count, [&](const Signal32& block, int start, int length, int position) {
         for (int c = 0; c < result.channels; ++c) {
             float* row = result.channelData(c);

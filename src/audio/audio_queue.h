@@ -19,8 +19,8 @@ public:
     /// Channel count of the stream, -1 while unknown.
     [[nodiscard]] int channels() const { return numChannels; }
 
-    /// Appends a block; nothing for an empty one. A block of another channel count restarts the
-    /// stream: it becomes the only content, and the count is learned from the block after it; until
+    /// Appends a block; nothing for one without samples. One without channels has a length all the
+    /// same, which is pending. A block of another channel count restarts the stream: it becomes the only content, and the count is learned from the block after it; until
     /// then read() and pop() give empty signals. std::length_error "list too long" when full.
     void add(const Signal32& block);
 
@@ -32,13 +32,15 @@ public:
     [[nodiscard]] Signal32 read(int count) const;
 
     /// Stores the oldest `count` samples times a window of as many values from `offset` on in
-    /// `result`, silence in rows that a block lacks. Where fewer are queued, the rest stays.
+    /// `result`, silence in rows that a block lacks. Where fewer are queued, the rest stays; all of
+    /// it while the stream has no channels or they aren't known.
     void readTimes(const float* window, Signal32& result, int offset, int count) const;
 
     /// Drops the oldest `count` samples, all if there are no more. Keeps the channel count.
     void discard(int count);
 
-    /// Takes the oldest `count` samples, which must not be more than are pending.
+    /// Takes the oldest `count` samples, which must not be more than are pending. Takes nothing, and
+    /// gives an empty signal, while the stream has no channels or they aren't known.
     [[nodiscard]] Signal32 pop(int count);
 
     /// The same without a signal: calls `use(block, start, length, position)` for each stretch of
@@ -46,6 +48,8 @@ public:
     /// it raises, the queue is unchanged.
     template <typename Use>
     void pop(int count, Use use) {
+        if (numChannels < 1)
+            return;
         visit(count, use);
         consume(count);
     }

@@ -138,7 +138,8 @@ void copyFloats(const void* source, void* destination, int count) {
     std::memcpy(destination, source, static_cast<std::size_t>(count) * sizeof(float));
 }
 
-/// Floats in the machine's own order are copied; those between addresses of floats one by one.
+/// Floats in the machine's own order are copied, one by one where they stand between the addresses
+/// of floats or where an int doesn't count them.
 void readPlainFloats(const void* source, float* destination, int count, int stride) {
     if (count < 1)
         return;
@@ -146,12 +147,14 @@ void readPlainFloats(const void* source, float* destination, int count, int stri
         copyFloats(source, destination, count);
         return;
     }
-    if (reinterpret_cast<std::uintptr_t>(source) % alignof(float) != 0) {
+    if (stride < 1)
+        throwStatus(ippStsSampleFactorErr);
+    const std::int64_t length = std::int64_t{count - 1} * stride + 1;
+    const bool isAligned = reinterpret_cast<std::uintptr_t>(source) % alignof(float) == 0;
+    if (!isAligned || length > std::numeric_limits<int>::max()) {
         readSamples<Float32<false>>(source, destination, count, stride);
         return;
     }
-    const std::int64_t length = std::int64_t{count - 1} * stride + 1;
-    requireSize(length, std::numeric_limits<int>::max());
     int written = 0;
     int phase = 0;
     check(ippsSampleDown_32f(static_cast<const float*>(source), static_cast<int>(length),

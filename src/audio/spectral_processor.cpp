@@ -70,9 +70,8 @@ void BaseSpectralProcessor::makeWindows() {
         return;
     const bool shortOverlap = frameLength < std::int64_t{3} * hop;
     tailHops = shortOverlap ? 0 : 1;
-    overlapCount = 2;
-    if (frameLength <= 0)
-        return; // audio passes through
+    if (frameLength <= 0 || !canRun())
+        return; // no frame is ever windowed
     if (shortOverlap) {
         analysisWindow = sqrtHann(inputFormat.numChannels(), frameLength);
         synthesisWindow = sqrtHann(outputFormat.numChannels(), frameLength)
@@ -114,7 +113,6 @@ void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
         output = input;
         return;
     }
-    requireShape(hop > 0);
     inputQueue.add(input);
     while (inputQueue.pending() >= frameLength)
         processFrame();
@@ -154,7 +152,8 @@ void BaseSpectralProcessor::sumOldestHop(Signal32& output, int offset) const {
 
 /// The oldest frame of the queue, windowed, with zeros in front up to the transform's length.
 Signal32 BaseSpectralProcessor::takeFrame() {
-    const HopGuard guard(inputQueue, hop);
+    const HopGuard guard(inputQueue, std::max(hop, 0));
+    requireShape(canRun());
     const int padding = fftLength - frameLength;
     Signal32 frame = frames.take(std::max(inputQueue.channels(), 0), fftLength);
     frame.fill(0.0F, 0, padding);

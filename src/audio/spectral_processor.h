@@ -18,8 +18,9 @@ namespace sorvane {
 /// another. Without sizes (a frame length of 0) audio passes through.
 class BaseSpectralProcessor : public BaseAudioProcessor {
 public:
-    /// Stores the sizes in samples at the host's rate, makes the windows and resets. The transform
-    /// must be at least as long as the frame.
+    /// Stores the sizes in samples at the host's rate, makes the windows and resets. Sizes that
+    /// can't run, a hop below 1 or a transform shorter than the frame, raise the size error at every
+    /// full frame.
     void setSizes(int newFftLength, int newFrameLength, int newHop);
 
     /// Samples from an input to its output: fewer by a hop when blocks are whole multiples of it.
@@ -39,16 +40,19 @@ protected:
     /// Makes both windows for the sizes and formats; nothing without a set output format.
     virtual void makeWindows();
 
-    /// Blocks for spectra; those that processSpectrum() gives go back there when they were used.
-    SignalPool<ComplexSignal32> spectra;
-
     int fftLength = 0;
     int frameLength = 0;
     int hop = 0;
-    int tailHops = 0;     // hops of a processed frame's end that lie beyond the part that is used
-    int overlapCount = 2; // frames that are summed into one hop of output
+    int tailHops = 0; // hops of a processed frame's end that lie beyond the part that is used
+    static constexpr int overlapCount = 2; // frames that are summed into one hop of output
+
+    /// Blocks for spectra; those that processSpectrum() gives go back there when they were used.
+    SignalPool<ComplexSignal32> spectra;
 
 private:
+    /// Whether frames move on and fit their transform.
+    [[nodiscard]] bool canRun() const { return hop > 0 && fftLength >= frameLength; }
+
     /// Runs the oldest frame of the queue, and appends what comes back to outputFrames.
     void processFrame();
     Signal32 takeFrame();
@@ -64,11 +68,11 @@ private:
     Signal32 analysisWindow;  // a row per input channel, frameLength samples
     Signal32 synthesisWindow; // a row per output channel, frameLength samples
     FFT32 fft;
+    RecycledList<Signal32> outputFrames; // processed, oldest first
+    AudioQueue inputQueue;
     RecycledList<ComplexSignal32> stageResults; // of the frame in progress
-    RecycledList<Signal32> outputFrames;        // processed, oldest first
     SignalPool<Signal32> frames;
     BlockPool outputs; // what process() gave
-    AudioQueue inputQueue;
 };
 
 } // namespace sorvane

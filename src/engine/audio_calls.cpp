@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 using sorvane::ProcessorState;
 using sorvane::Signal32;
@@ -18,21 +19,22 @@ Signal32 makeBlock(ProcessorState& state, int numSamples) {
     return state.blocks.take(state.numInputChannels, std::max(numSamples, 0));
 }
 
-/// Pops `numSamples` samples and calls `deliver(row, channel, count, position)` for each stretch of
-/// each of the host's channels: `count` samples, `position` after the oldest.
+/// Pops `numSamples` samples and calls `deliver(rows, count, position)` for each stretch of them:
+/// `count` samples, at least one, of each of the host's channels, `position` after the oldest.
 template <typename Deliver>
 bool getBlock(ProcessorState& state, int numSamples, Deliver deliver) {
     if (numSamples < 0 || numSamples > state.outputQueue.pending())
         return false;
-    if (numSamples == 0 || state.outputQueue.channels() < 1)
-        return true;
-    state.outputQueue.pop(numSamples,
-                          [&](const Signal32& block, int start, int count, int position) {
-                              for (int c = 0; c < state.numOutputChannels; ++c) {
-                                  sorvane::requireMemory(block.row(c));
-                                  deliver(block.row(c) + start, c, count, position);
-                              }
-                          });
+    std::vector<const float*>& rows = state.outputRows;
+    state.outputQueue.pop(
+        numSamples, [&](const Signal32& block, int start, int count, int position) {
+            for (std::size_t c = 0; c < rows.size(); ++c) {
+                sorvane::requireMemory(block.row(static_cast<int>(c)));
+                rows[c] = block.row(static_cast<int>(c)) + start;
+            }
+            if (count > 0)
+                deliver(rows, count, position);
+        });
     return true;
 }
 
@@ -49,32 +51,27 @@ void sorvaneAddAudio(void* handle, const float* const* channels, int numSamples)
 void sorvaneAddAudioInterleaved(void* handle, const float* samples, int numSamples) {
     ProcessorState& state = stateOf(handle);
     Signal32 block = makeBlock(state, numSamples);
-    if (block.length > 0 && block.channels > 0) {
-        sorvane::requireMemory(block.row(0));
+    if (!block.isEmpty())
         sorvane::check(vlDeinterleave_32f(samples, block.channels, block.channelPointers().data(),
                                           numSamples));
-    }
     state.addBlock(block);
 }
 
 bool sorvaneGetAudio(void* handle, float* const* channels, int numSamples) {
-    ProcessorState& state = stateOf(handle);
-    return getBlock(state, numSamples, [&](const float* row, int c, int count, int position) {
-        sorvane::copyElements(row, channels[c] + position, count);
-    });
+    return getBlock(stateOf(handle), numSamples,
+                    [&](const std::vector<const float*>& rows, int count, int position) {
+                        for (std::size_t c = 0; c < rows.size(); ++c)
+                            sorvane::copyElements(rows[c], channels[c] + position, count);
+                    });
 }
 
 bool sorvaneGetAudioInterleaved(void* handle, float* samples, int numSamples) {
-    ProcessorState& state = stateOf(handle);
-    const std::ptrdiff_t step = state.numOutputChannels;
-    return getBlock(state, numSamples, [&](const float* row, int c, int count, int position) {
-        if (step == 1) {
-            sorvane::copyElements(row, samples + position, count);
-            return;
-        }
-        for (int i = 0; i < count; ++i)
-            samples[(position + i) * step + c] = row[i];
-    });
+    return getBlock(stateOf(handle), numSamples,
+                    [&](const std::vector<const float*>& rows, int count, int position) {
+                        const auto step = static_cast<int>(rows.size());
+                        sorvane::check(vlInterleave_32f(
+                            rows.data(), step, samples + std::ptrdiff_t{step} * position, count));
+                    });
 }
 
 int sorvaneGetNumOfPendingSamples(void* handle) {

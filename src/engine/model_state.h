@@ -9,8 +9,8 @@ namespace sorvane {
 /// The record behind a model handle.
 struct ModelState {
     NeuralModel<float> model;
-    OutputTensor<float> input; // the latest push
-    Tensor32 resultTensor;     // and what came of it
+    Tensor32 resultTensor;     // what came of the latest push
+    OutputTensor<float> input; // that push
 };
 
 inline ModelState& modelStateOf(void* handle) {

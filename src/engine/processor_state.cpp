@@ -27,6 +27,7 @@ bool ProcessorState::initialise(int numModels, const char* const* modelFiles, in
         return false;
     numInputChannels = numChannels;
     numOutputChannels = numChannels;
+    outputRows.resize(static_cast<std::size_t>(numChannels));
     return true;
 }
 

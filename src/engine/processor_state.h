@@ -5,6 +5,8 @@
 #include "audio/audio_queue.h"
 #include "processor/sorvane_processor.h"
 
+#include <vector>
+
 namespace sorvane {
 
 /// The record behind a processor handle: all that belongs to one stream.
@@ -26,6 +28,7 @@ public:
     SorvaneProcessor processor;
     AudioQueue outputQueue; // processed audio that waits to be fetched
     BlockPool blocks;       // audio on its way in
+    std::vector<const float*> outputRows; // one a channel, of a stretch on its way out
 };
 
 inline ProcessorState& stateOf(void* handle) {

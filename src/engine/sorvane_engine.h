@@ -106,21 +106,21 @@ extern "C" {
  * @param sampleRate   the host's rate; it need not be the model's. The transform sizes are scaled
  *                     by a power of two to come near to the model's, and time and memory with them.
  *                     A rate so low that the frame scales to nothing passes audio through. A rate
- *                     that isn't above 0, or NaN, makes a handle whose first full frame raises an
- *                     exception.
+ *                     that isn't above 0, NaN, or so low that only the hop scales to nothing makes
+ *                     a handle whose first full frame raises an exception.
  *
  * @return a handle to be released with sorvaneDeleteProcessor(), or null when the file can't be
- *         opened, is no valid model, or has sizes that no stream can run with at this rate. A
- *         negative numChannels raises std::length_error; with a numChannels of 0 no audio goes in
- *         or out.
+ *         opened, is no valid model, or has no channels or no rate. A negative numChannels, also in
+ *         the file, raises std::length_error; windows that no memory holds raise std::runtime_error.
+ *         With a numChannels of 0 no audio goes in or out.
  *
  * Threads: any. Real time: no. */
 SORVANE_API void* sorvaneCreateProcessor(const char* modelFile, int numChannels, double sampleRate);
 
 /** Makes a processor of several models; with one it is the same as sorvaneCreateProcessor().
  *
- * A handle of two or more models takes audio and never gives any: the input waits in memory that
- * grows with every frame. It starts one worker thread a model, which end when it is deleted.
+ * A handle of two or more models that name their busses takes audio and never gives any: the input
+ * waits in memory that grows with every frame. It starts one worker thread a model, which end when it is deleted.
  *
  * @param numModels    the number of models.
  * @param modelFiles   numModels paths. The models must agree in sample rate, channels, frame length

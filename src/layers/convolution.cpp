@@ -51,7 +51,7 @@ void ConvLayer<T>::verify(const TensorDims& input, std::int64_t available) const
     requireShape(span >= 1 && span <= std::numeric_limits<int>::max());
     if (input.frames < 1)
         return;
-    requireShape(strideT != 0 && strideF != 0);
+    requireShape(strideF != 0);
     requireShape(kernelT >= 0 && kernelF >= 0 && inChannels >= 0 && outChannels >= 0);
 
     const std::int64_t width = ringWidth(input);
@@ -88,14 +88,15 @@ template <typename T>
 bool ConvLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
     const TensorDims dims =
         guard(input, [&](const TensorDims& shape) { verify(shape, input.numAvailable()); });
-    depthwise = isDepthwise(dims);
+    // Frames before the delay need no stride.
+    requireShape(strideT != 0 || frameCount + dims.frames <= delay);
     if (history.numAvailable() == 0)
         makeZeros(history, {static_cast<int>(span), dims.rows, ringWidth(dims)});
 
     bool reached = false;
     for (int t = 0; t < dims.frames; ++t) {
         storeFrame(input, dims, t);
-        reached |= produce();
+        reached |= produce(isDepthwise(dims));
         ++frameCount;
     }
     return reached;
@@ -117,7 +118,7 @@ void ConvLayer<T>::storeFrame(const Tensor<T>& input, const TensorDims& dims, in
 }
 
 template <typename T>
-bool ConvLayer<T>::produce() {
+bool ConvLayer<T>::produce(bool depthwise) {
     if (frameCount < delay || (frameCount - delay) % strideT != 0) {
         this->flushSuccessors();
         return false;
@@ -125,12 +126,12 @@ bool ConvLayer<T>::produce() {
     const int outRows = history.shape[1] / strideF;
     T* out = output.renew({1, outRows, outChannels});
     if (outRows > 0 && outChannels > 0)
-        convolve(out, outRows);
+        convolve(out, outRows, depthwise);
     return this->forwardToSuccessors(output);
 }
 
 template <typename T>
-void ConvLayer<T>::convolve(T* out, int outRows) {
+void ConvLayer<T>::convolve(T* out, int outRows, bool depthwise) {
     for (int k = 0; k < kernelT; ++k)
         tapFrames[static_cast<std::size_t>(k)] =
             frameOf(history, (frameCount + 1 + std::int64_t{dilationT} * k) % span);

@@ -33,8 +33,8 @@ public:
 private:
     void verify(const TensorDims& input, std::int64_t available) const;
     void storeFrame(const Tensor<T>& input, const TensorDims& dims, int frame);
-    bool produce();
-    void convolve(T* out, int outRows);
+    bool produce(bool depthwise);
+    void convolve(T* out, int outRows, bool depthwise);
 
     [[nodiscard]] bool isDepthwise(const TensorDims& input) const;
     [[nodiscard]] int ringWidth(const TensorDims& input) const;
@@ -57,7 +57,6 @@ private:
 
     int panelWidth = 0;
     std::vector<const T*> tapFrames; // the ring's frame for each time tap
-    bool depthwise = false;          // of the input in progress
     ShapeGuard guard;
 };
 

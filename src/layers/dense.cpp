@@ -24,7 +24,7 @@ template <typename T>
 void DenseLayer<T>::verify(const TensorDims& input) const {
     if (input.frames < 1)
         return;
-    requireSize(elementCount({input.rows, input.rows, input.channels}), weights.numAvailable());
+    requireTensor(elementCount({input.rows, input.rows, input.channels}), weights);
     if (bias.numAvailable() > 0)
         requireSize(input.frameSize(), bias.numAvailable());
 }

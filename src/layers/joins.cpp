@@ -21,7 +21,7 @@ Operation operationOf(int code) {
 
 template <typename T>
 ArithmeticLayer<T>::ArithmeticLayer(LayerMap<T>& layers, RecordReader& reader)
-    : BaseQueuedLayer<T>(layers, reader), operation(reader.scalar<std::int8_t>()) {}
+    : BaseQueuedLayer<T>(layers, reader, arithmeticKind), operation(reader.scalar<std::int8_t>()) {}
 
 template <typename T>
 bool ArithmeticLayer<T>::process(const std::vector<Tensor<T>>& frames,
@@ -44,7 +44,7 @@ bool ArithmeticLayer<T>::process(const std::vector<Tensor<T>>& frames,
 
 template <typename T>
 ConcatLayer<T>::ConcatLayer(LayerMap<T>& layers, RecordReader& reader)
-    : BaseQueuedLayer<T>(layers, reader) {}
+    : BaseQueuedLayer<T>(layers, reader, concatKind) {}
 
 template <typename T>
 bool ConcatLayer<T>::process(const std::vector<Tensor<T>>& frames,

@@ -45,7 +45,7 @@ template <typename T>
 void NormLayer<T>::verify(const TensorDims& input) const {
     if ((mode != 0 && mode != 1) || input.frames < 1 || input.rows < 1)
         return;
-    requireSize(input.channels, scale.numAvailable());
+    requireTensor(input.channels, scale);
     if (bias.numAvailable() > 0)
         requireSize(input.channels, bias.numAvailable());
 }
@@ -105,7 +105,10 @@ PreNormLayer<T>::PreNormLayer(LayerMap<T>& layers, RecordReader& reader)
 template <typename T>
 bool PreNormLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) {
     const TensorDims dims = guard(input, [&](const TensorDims& shape) {
-        requireShape(shape.frames == 0 || levels.numAvailable() > 0);
+        if (shape.frames == 0)
+            return;
+        requireTensor(1, window);
+        requireShape(levels.numAvailable() > 0);
     });
     T* out = output.renew(input.shape);
     const std::int64_t frameSize = dims.frameSize();
@@ -129,13 +132,13 @@ bool PreNormLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* /*source*/) 
 /// The dot product of the window with the ring read from `slot` onward, as its two stretches.
 template <typename T>
 T PreNormLayer<T>::weightedLevel(int slot) const {
-    const int first = windowLength - slot;
-    T newer = 0;
-    T older = 0;
-    check(ippsDotProd_32f(window.elements(), levels.elements() + slot, first, &newer));
+    const int count = windowLength - slot;
+    T fromSlot = 0;
+    T fromStart = 0;
+    check(ippsDotProd_32f(window.elements(), levels.elements() + slot, count, &fromSlot));
     if (slot > 0)
-        check(ippsDotProd_32f(window.elements() + first, levels.elements(), slot, &older));
-    return newer + older;
+        check(ippsDotProd_32f(window.elements() + count, levels.elements(), slot, &fromStart));
+    return fromSlot + fromStart;
 }
 
 template <typename T>

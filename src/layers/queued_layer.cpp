@@ -2,14 +2,13 @@
 
 #include "layers/tensor_operations.h"
 
-#include <algorithm>
 #include <cstdint>
 
 namespace sorvane {
 
 template <typename T>
-BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader)
-    : BaseLayer<T>(inputKind) {
+BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader, int kind)
+    : BaseLayer<T>(kind) {
     const int count = reader.scalar<std::int16_t>();
     for (int i = 0; i < count; ++i) {
         BaseLayer<T>& source = findLayer(layers, reader.string());
@@ -19,6 +18,7 @@ BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader)
         sources.push_back(&source);
     }
     joining.resize(inputQueues.size());
+    numEmptyQueues = inputQueues.size();
 }
 
 template <typename T>
@@ -32,23 +32,24 @@ bool BaseQueuedLayer<T>::forward(const Tensor<T>& input, BaseLayer<T>* source) {
     for (int t = 0; t < dims.frames; ++t) {
         T* frame = stage.renew({1, dims.rows, dims.channels});
         copyElements(frameOf(input, t), frame, dims.frameSize());
-        queue->second->frames.push_back(stage, maxTensorsInList);
+        RecycledList<Tensor<T>>& frames = queue->second->frames;
+        frames.push_back(stage, maxTensorsInList);
+        if (frames.size() == 1)
+            --numEmptyQueues;
     }
     return runReadyFrames();
 }
 
 template <typename T>
 bool BaseQueuedLayer<T>::runReadyFrames() {
-    std::size_t ready = inputQueues.front().frames.size();
-    for (auto queue = inputQueues.begin(); ready > 0 && queue != inputQueues.end(); ++queue)
-        ready = std::min(ready, queue->frames.size());
-
     bool reached = false;
-    for (; ready > 0; --ready) {
+    while (numEmptyQueues == 0) {
         auto frame = joining.begin();
         for (InputQueue& queue : inputQueues) {
             *frame++ = queue.frames.front();
             queue.frames.pop_front();
+            if (queue.frames.empty())
+                ++numEmptyQueues;
         }
         reached |= process(joining, sources);
     }
@@ -59,6 +60,7 @@ template <typename T>
 void BaseQueuedLayer<T>::reset() {
     for (InputQueue& queue : inputQueues)
         queue.frames.clear();
+    numEmptyQueues = inputQueues.size();
 }
 
 template class BaseQueuedLayer<float>;

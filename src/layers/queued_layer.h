@@ -3,6 +3,7 @@
 #include "layers/base_layer.h"
 #include "support/recycled_list.h"
 
+#include <cstddef>
 #include <list>
 #include <unordered_map>
 #include <vector>
@@ -18,7 +19,7 @@ class BaseQueuedLayer : public BaseLayer<T> {
 public:
     /// Reads the list of inputs and attaches to each, in order. std::out_of_range for an unknown
     /// name.
-    BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader);
+    BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader, int kind);
 
     bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;
 
@@ -41,9 +42,10 @@ private:
 
     std::vector<BaseLayer<T>*> sources;
     std::list<InputQueue> inputQueues;                          // one an input, in file order
-    std::unordered_map<BaseLayer<T>*, InputQueue*> firstQueues; // of each source
     OutputTensor<T> stage;                                      // a frame on its way into a queue
-    std::vector<Tensor<T>> joining;                             // one frame of each input
+    std::unordered_map<BaseLayer<T>*, InputQueue*> firstQueues; // of each source
+    std::size_t numEmptyQueues = 0;
+    std::vector<Tensor<T>> joining; // one frame of each input
 };
 
 extern template class BaseQueuedLayer<float>;

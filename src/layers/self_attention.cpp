@@ -54,9 +54,9 @@ void SelfAttentionLayer<T>::verify(const TensorDims& input) const {
     if (input.frames < 1)
         return;
     const std::int64_t frameSize = input.frameSize();
-    requireSize(frameSize, bias.numAvailable());
+    requireTensor(frameSize, bias);
     if (input.rows > 0)
-        requireSize(std::int64_t{input.channels} * input.channels, attention.numAvailable());
+        requireTensor(std::int64_t{input.channels} * input.channels, attention);
     if (delay > 0)
         requireSize(input.frames * frameSize, frameSize);
     if (!hasTaps())

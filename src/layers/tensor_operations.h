@@ -8,6 +8,14 @@
 
 namespace sorvane {
 
+/// Raises the null-pointer error for a tensor that has no elements where some are needed, and the
+/// size error for one of fewer than `needed`.
+inline void requireTensor(std::int64_t needed, const Tensor32& tensor) {
+    if (needed > 0)
+        requireMemory(tensor.elements());
+    requireSize(needed, tensor.numAvailable());
+}
+
 /// Gives a tensor a shape and zeros.
 inline void makeZeros(Tensor32& tensor, std::initializer_list<int> shape) {
     tensor.setShape(shape);

@@ -53,13 +53,13 @@ private:
     Tensor<T> inputFrame;      // [1, F, Cin]
     OutputTensor<T> emitFrame; // [1, strideF * F, Cout]
     RecycledList<Tensor<T>> pending;
-    Tensor<T> leaving; // taken out of `pending`
     int kernelT;
     int kernelF;
     int inChannels;
     int groupChannels;
     int outputChannels;
     int panelWidth = 0;
+    Tensor<T> leaving;         // taken out of `pending`
     std::vector<T*> tapFrames; // the ring's frame for each time tap
     ShapeGuard guard;
 };

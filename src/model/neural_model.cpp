@@ -104,6 +104,8 @@ void NeuralModel<T>::reset() {
 template <typename T>
 void NeuralModel<T>::silenceHistory() {
     frameHistory.clear();
+    if (historyLength < 1)
+        return;
     ComplexSignal32 silence(numInputChannels, packedBins);
     silence.fill(0.0F);
     for (int i = 0; i < historyLength; ++i)

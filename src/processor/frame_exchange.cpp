@@ -72,13 +72,13 @@ void packComplex(const Layout& layout, const Complex* x, Complex* out, int rows,
     for (int f = 0; step != 1 && f < plain; ++f)
         out[std::ptrdiff_t{f} * step] = x[f];
 
-    const float share = 1.0F / static_cast<float>(layout.bandGroup);
+    const auto size = static_cast<float>(layout.bandGroup);
     std::int64_t b = plain;
     for (int f = plain; f < rows; ++f, b += layout.bandGroup) {
         Complex mean;
         const auto end = std::min<std::int64_t>(b + layout.bandGroup, layout.bins);
         for (std::int64_t i = b; i < end; ++i)
-            mean += x[i] * share;
+            mean += x[i] / size;
         out[std::ptrdiff_t{f} * step] = mean;
     }
 }
@@ -145,14 +145,26 @@ void unpackComplex(const Layout& layout, const float* p, std::ptrdiff_t step, Co
     }
 }
 
-/// The average level of `count` bins, in which each bin weighs 0.02 and the last the most.
-float averageLevel(const Complex* bins, int count, float* magnitudes) {
+/// The level that the average of a row's magnitudes moves to with one more bin.
+float nextLevel(float level, float magnitude) {
+    return level * 0.98F + magnitude * 0.02F;
+}
+
+/// Fills the bins from `start` up to `end - 1` with the average level of all bins before each of
+/// them, in which the last weighs the most.
+void extendRow(Complex* row, int start, int end, SignalPool<Signal32>& scratch) {
     float level = 0.0F;
-    if (count > 0)
-        check(vlHypot_32fc(bins, magnitudes, count));
-    for (int b = 0; b < count; ++b)
-        level = level * 0.98F + magnitudes[b] * 0.02F;
-    return level;
+    if (start > 0) {
+        Signal32 magnitudes = scratch.take(1, start);
+        check(vlHypot_32fc(row, magnitudes.channelData(0), start));
+        for (int b = 0; b < start; ++b)
+            level = nextLevel(level, magnitudes.row(0)[b]);
+        scratch.give(std::move(magnitudes));
+    }
+    for (int b = start; b < end; ++b) {
+        row[b] = level;
+        level = nextLevel(level, level);
+    }
 }
 
 /// Reads back all rows of one frame of `columns` floats a row. Above the packing bins continue at
@@ -177,13 +189,10 @@ void unpackFrame(const Layout& layout, const float* frame, int columns, bool ext
             unpackReal(layout, split ? apart.row(r) : frame, out, count);
         if (count == layout.bins)
             continue;
-        float level = 0.0F;
-        if (extendBand) {
-            Signal32 magnitudes = scratch.take(1, count);
-            level = averageLevel(out, count, magnitudes.channelData(0));
-            scratch.give(std::move(magnitudes));
-        }
-        check(ippsSet_32fc({level, 0.0F}, out + count, layout.bins - count));
+        if (extendBand)
+            extendRow(out, count, layout.bins, scratch);
+        else
+            check(ippsSet_32fc({}, out + count, layout.bins - count));
     }
     scratch.give(std::move(apart));
 }
@@ -192,11 +201,11 @@ void unpackFrame(const Layout& layout, const float* frame, int columns, bool ext
 
 template <typename T>
 const std::vector<ComplexSignal32>& NeuralModel<T>::runModel(const ComplexSignal32& frame) {
-    if (!frameHistory.empty()) {
-        // The node of the oldest frame serves the newest.
-        frameHistory.splice(frameHistory.end(), frameHistory, frameHistory.begin());
-        frameHistory.back() = frame;
-    }
+    if (frameHistory.empty())
+        frameHistory.emplace_back();
+    // The node of the oldest frame serves the newest.
+    frameHistory.splice(frameHistory.end(), frameHistory, frameHistory.begin());
+    frameHistory.back() = frame;
     inputLayer->forward(packFrames(frameHistory), nullptr);
     outputLayer->collect(collected);
     unpackTensor(collected, frame.length);
@@ -211,6 +220,8 @@ const Tensor<T>& NeuralModel<T>::packFrames(const std::list<ComplexSignal32>& fr
         return packed;
     const Layout layout{inputPacking, frames.front().length, packedBins, lowBins, bandGroup};
     const bool complex = isComplexPacking(inputPacking);
+    if (!complex && inputPacking != 1 && inputPacking != 2)
+        throwUnknownPacking();
     const int columns = (complex ? 2 : historyLength) * numInputChannels;
     // A layer that still holds the last frame keeps it.
     T* elements = packed.renew({1, packedRows, columns});
@@ -218,8 +229,6 @@ const Tensor<T>& NeuralModel<T>::packFrames(const std::list<ComplexSignal32>& fr
         return packed;
     requireMemory(elements);
     requireShape(inputPacking != 6 || bandGroup > 0);
-    if (!complex && inputPacking != 1 && inputPacking != 2)
-        throwUnknownPacking();
 
     Signal32 rows = columns > 1 && !complex ? scratch.take(columns, packedRows) : Signal32();
     if (columns > 1 && !complex)

@@ -20,13 +20,13 @@ bool agree(AudioFormat& known, const AudioFormat& format) {
     return true;
 }
 
-/// A size at the host's rate, ties to even. False for one that no stream can have.
-bool scaleSize(int size, double scale, int& result) {
-    const double scaled = std::nearbyint(size * scale);
-    if (!(std::abs(scaled) <= std::numeric_limits<int>::max()))
-        return false;
-    result = static_cast<int>(scaled);
-    return true;
+/// A size at the host's rate, ties to even, within the range of int.
+int scaleSize(int size, double scale) {
+    using Limits = std::numeric_limits<int>;
+    if (size == 0)
+        return 0; // also at an infinite scale
+    return static_cast<int>(
+        std::clamp<double>(std::nearbyint(size * scale), Limits::min(), Limits::max()));
 }
 
 } // namespace
@@ -43,33 +43,28 @@ bool SorvaneProcessor::loadModels(const std::vector<std::string>& paths) {
     modelInputFormat = {};
     modelOutputFormat = {};
     outputBusNames.clear();
+    FrameSizes known;
     for (std::size_t i = 0; i < paths.size(); ++i)
-        if (!loadModel(models[i], paths[i]))
+        if (!loadModel(models[i], paths[i], known))
             return false;
     busQueues.resize(numQueues());
 
-    if (inputFormat.isSet() &&
-        (!BaseSpectralProcessor::setFormats(inputFormat, inputFormat) || !configureSpectralSizes()))
-        return false;
+    if (inputFormat.isSet() && BaseSpectralProcessor::setFormats(inputFormat, inputFormat))
+        configureSpectralSizes();
     if (models.size() >= 2)
         threadPool = std::make_unique<ThreadPool>(static_cast<int>(models.size()));
     return true;
 }
 
-bool SorvaneProcessor::loadModel(NeuralModel<float>& model, const std::string& path) {
+bool SorvaneProcessor::loadModel(NeuralModel<float>& model, const std::string& path,
+                                 FrameSizes& known) {
     if (!loadModelFile(model, path.c_str()))
         return false;
-    // Tensors may go through such a network, but no audio has fewer channels than none.
-    if (model.numInputChannels < 0 || model.numOutputChannels < 0)
-        return false;
     // As long as no model had a frame length, the next one sets both sizes.
-    for (const NeuralModel<float>* other = models.data(); other != &model; ++other) {
-        if (other->frameLength == 0)
-            continue;
-        if (model.frameLength != other->frameLength || model.hop != other->hop)
-            return false;
-        break;
-    }
+    if (known.frameLength == 0)
+        known = {model.frameLength, model.hop};
+    else if (model.frameLength != known.frameLength || model.hop != known.hop)
+        return false;
     if (!agree(modelInputFormat, defaultFormat(model.numInputChannels, model.sampleRate)) ||
         !agree(modelOutputFormat, defaultFormat(model.numOutputChannels, model.sampleRate)))
         return false;
@@ -82,33 +77,27 @@ std::size_t SorvaneProcessor::numQueues() const {
 }
 
 bool SorvaneProcessor::setFormats(const AudioFormat& input, const AudioFormat& output) {
-    return modelInputFormat.isSet() && modelOutputFormat.isSet() &&
-           BaseSpectralProcessor::setFormats(input, output) && configureSpectralSizes();
+    if (!modelInputFormat.isSet() || !modelOutputFormat.isSet() ||
+        !BaseSpectralProcessor::setFormats(input, output))
+        return false;
+    configureSpectralSizes();
+    return true;
 }
 
-bool SorvaneProcessor::configureSpectralSizes() {
+void SorvaneProcessor::configureSpectralSizes() {
+    if (models.empty()) {
+        setSizes(0, 0, 0);
+        return;
+    }
     double octaves = 0.0;
-    if (inputFormat.isSet() && modelInputFormat.isSet() && !models.empty())
+    if (inputFormat.isSet() && modelInputFormat.isSet())
         octaves = std::ceil(std::log(inputFormat.sampleRate / modelOutputFormat.sampleRate) /
                             std::log(2.0));
-    if (!std::isfinite(octaves))
-        return false;
-
-    const double scale = std::pow(2.0, octaves);
-    const NeuralModel<float> none;
-    const NeuralModel<float>& first = models.empty() ? none : models.front();
-    int scaledLength = 0;
-    int scaledFrame = 0;
-    int scaledHop = 0;
-    if (!scaleSize(first.fftLength, scale, scaledLength) ||
-        !scaleSize(first.frameLength, scale, scaledFrame) ||
-        !scaleSize(first.hop, scale, scaledHop))
-        return false;
-    // Frames that never move on, or that are longer than their transform, can't run.
-    if (scaledFrame > 0 && (scaledHop < 1 || scaledLength < scaledFrame))
-        return false;
-    setSizes(scaledLength, scaledFrame, scaledHop);
-    return true;
+    // A ratio of 0 scales all sizes to 0; one of two infinite rates is that of equal ones.
+    const double scale = std::isnan(octaves) ? 1.0 : std::pow(2.0, octaves);
+    const NeuralModel<float>& first = models.front();
+    setSizes(scaleSize(first.fftLength, scale), scaleSize(first.frameLength, scale),
+             scaleSize(first.hop, scale));
 }
 
 int SorvaneProcessor::getLatency(int blockSize) {

@@ -25,20 +25,23 @@ namespace sorvane {
 /// models each runs on a pool thread of its own while process() waits.
 ///
 /// What grows by design, until a reset: the input frames that wait, of a network that gives fewer
-/// frames than it takes; the results that wait, of one that gives more. With two or more models there
-/// are more queues than masks, so that audio goes in and never comes out, and both grow with every
-/// frame.
+/// frames than it takes; the results that wait, of one that gives more. With two or more models
+/// there are more queues than masks, so that audio goes in and never comes out, and both grow with
+/// every frame: each has a name more than masks, and there is a queue for each name but the last. A
+/// model of -1 masks has no names, and none of that.
 class SorvaneProcessor : public BaseSpectralProcessor {
 public:
     /// Busses that have parameters; those past them have a gain of 1 and a sensitivity of 0.
     static constexpr int maxParameterBusses = 16;
 
     /// Loads the models of files. False when one can't be loaded or they disagree in frame length,
-    /// hop, rate or channels; the object is then fit for destruction alone. With two or more models
-    /// starts their threads; std::system_error when one can't start.
+    /// hop, rate or channels; the object is then fit for destruction alone. std::length_error for
+    /// negative channels. With two or more models starts their threads; std::system_error when one
+    /// can't start.
     bool loadModels(const std::vector<std::string>& paths);
 
-    /// False without models, or when no stream can run with the sizes that the host's rate gives.
+    /// False unless the models have channels and a rate. The null-pointer error for windows that
+    /// could not be had. Sizes that can't run raise when they would.
     bool setFormats(const AudioFormat& input, const AudioFormat& output) override;
 
     /// Samples at the host's rate.
@@ -65,8 +68,14 @@ protected:
                          RecycledList<ComplexSignal32>& results) override;
 
 private:
-    bool loadModel(NeuralModel<float>& model, const std::string& path);
-    bool configureSpectralSizes();
+    /// What earlier models of a load said, 0 as long as none said anything.
+    struct FrameSizes {
+        int frameLength = 0;
+        int hop = 0;
+    };
+
+    bool loadModel(NeuralModel<float>& model, const std::string& path, FrameSizes& known);
+    void configureSpectralSizes();
     [[nodiscard]] std::size_t numQueues() const;
 
     void runModels(const ComplexSignal32& modelFrame);
@@ -75,7 +84,7 @@ private:
     void recycle(ComplexSignal32 signal);
     ComplexSignal32 mixSpectra(const ComplexSignal32& input);
     ComplexSignal32 mixMasks(const ComplexSignal32& input);
-    ComplexSignal32 sumMasks();
+    void mixBusses(const ComplexSignal32& whole, bool areMasks, ComplexSignal32& mix);
     ComplexSignal32 adaptChannels(const ComplexSignal32& signal, int channels);
     [[nodiscard]] ComplexSignal32 frontMask(std::size_t bus);
     [[nodiscard]] ComplexSignal32 bentMask(std::size_t bus);

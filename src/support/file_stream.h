@@ -5,8 +5,9 @@
 
 namespace sorvane {
 
-/// A file of the operating system as a two-way stream without buffering: each operation is one
-/// system call. Owns its handle and closes it at the end. Both directions share one position.
+/// A file of the operating system as a two-way stream without buffering: each operation on an open
+/// file is one system call. Owns its handle and closes it at the end. Both directions share one
+/// position.
 class FileStream : public InputStream, public OutputStream {
 public:
     FileStream() = default;

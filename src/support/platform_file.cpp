@@ -92,18 +92,25 @@ int native(FileHandle file) {
 } // namespace
 
 FileHandle openFile(const char* path, int access, int creation) {
-    int flags = access == 1 ? O_WRONLY : access == 2 ? O_RDWR : O_RDONLY;
-#if defined(O_PATH)
-    if (access < 0 || access > 2)
-        flags = O_PATH; // a descriptor without either right
-#endif
-    if (creation == 1)
-        flags |= O_CREAT;
-    else if (creation == 2)
-        flags |= O_CREAT | O_EXCL;
-    else if (creation != 0)
+    constexpr int creationFlags[] = {0, O_CREAT, O_CREAT | O_EXCL};
+    constexpr int always = O_CLOEXEC | O_NOCTTY;
+    if (creation < 0 || creation > 2)
         return noFile;
-    return open(path, flags | O_CLOEXEC | O_NOCTTY, 0666);
+#if defined(O_PATH)
+    if (access < 0 || access > 2) {
+        // A descriptor without either right, which creates nothing by itself.
+        int file = creation == 2 ? -1 : open(path, O_PATH | always);
+        if (file >= 0 || creation == 0)
+            return file;
+        file = open(path, O_WRONLY | creationFlags[creation] | always, 0666);
+        if (file < 0)
+            return noFile;
+        close(file);
+        return open(path, O_PATH | always);
+    }
+#endif
+    const int rights = access == 1 ? O_WRONLY : access == 2 ? O_RDWR : O_RDONLY;
+    return open(path, rights | creationFlags[creation] | always, 0666);
 }
 
 FileHandle openRegularFile(const char* path) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// The operating system's files: the one place where the engine touches them. Each function is one
-// system call; failures are reported by results.
+// The operating system's files: the one place where the engine touches them. Failures are reported
+// by results. Reading, writing and all else on an open file is one system call each.
 
 #include <cstdint>
 

@@ -1,5 +1,7 @@
 #include "support/thread_pool.h"
 
+#include <cfenv>
+
 namespace sorvane {
 
 ThreadPool::ThreadPool(int numThreads) {
@@ -17,6 +19,8 @@ ThreadPool::~ThreadPool() {
 }
 
 void ThreadPool::work() {
+    // A thread starts with the rounding and the denormals of the one that made it.
+    std::fesetenv(FE_DFL_ENV);
     for (;;) {
         std::list<std::function<void()>> job;
         {

@@ -16,7 +16,8 @@
 namespace sorvane {
 
 /// Runs jobs on a fixed set of worker threads, in the order in which they were given. A job's
-/// result or exception reaches the caller through a future. Workers sleep between jobs.
+/// result or exception reaches the caller through a future. Workers sleep between jobs, and run in
+/// the default floating-point state, whatever that of the thread that made the pool.
 class ThreadPool {
 public:
     /// Starts `numThreads` workers, none for a count below 1. std::system_error when one can't

@@ -1,4 +1,5 @@
 #include "audio/sample_format.h"
+#include "util/error_of.h"
 #include "util/signal_rows.h"
 
 #include <bit>
@@ -158,6 +159,17 @@ TEST(SampleFormat, FloatsKeepTheirBits) {
         format.select(6, bigEndian);
         expectSamples(format, doubles, normal, doubles);
     }
+    SampleFormat plain;
+    plain.select(5, false);
+    const std::vector<float> packed(3, 1.0F);
+    float sample = 0;
+    for (const int offset : {0, 1}) // strides below 1, at and between the addresses of floats
+        for (const int stride : {0, -1})
+            EXPECT_NE(errorOf([&] {
+                          plain.reader(reinterpret_cast<const char*>(packed.data() + 1) + offset,
+                                       &sample, 2, stride);
+                      }).find("ippStsSampleFactorErr"),
+                      std::string::npos);
 }
 
 TEST(SampleFormat, SelectsByCodeOrBits) {

@@ -88,6 +88,9 @@ const struct {
     {"conv, no stride in time",
      conv("a", "input", ones({1, 1, 2, 3}), {}, {.strideT = 0}),
      {1, 5, 2}},
+    {"conv, no stride in time behind the delay",
+     conv("a", "input", ones({1, 1, 2, 3}), {}, {.strideT = 0, .delay = 1}),
+     {2, 5, 2}},
     {"conv, no stride in frequency",
      conv("a", "input", ones({1, 1, 2, 3}), {}, {.strideF = 0}),
      {1, 5, 2}},
@@ -112,7 +115,11 @@ const struct {
      {1, 3, 2}},
     {"dense matrix, short bias", dense("a", "input", ones({3, 3, 1}), ones({2})), {1, 3, 1}},
     {"normalisation, short bias", norm("a", "input", 1, ones({2}), ones({1})), {1, 3, 2}},
-    {"pre-norm without a window", preNorm("a", "input", {}), {1, 3, 2}},
+    {"dense, short matrix", dense("a", "input", ones({3, 2, 2}), {}), {1, 3, 2}},
+    {"scale, short factors", norm("a", "input", 1, ones({1}), {}), {1, 3, 2}},
+    {"attention, short constants",
+     selfAttention("a", "input", ones({2, 2}), ones({5}), 0, {}),
+     {1, 3, 2}},
     {"attention, short taps",
      selfAttention("a", "input", ones({2, 2}), ones({3, 2}), 0, ones({1})),
      {1, 3, 2}},
@@ -171,6 +178,15 @@ TEST(ShapeChecks, WhatDoesNotFitIsRefusedBeforeAnythingIsTouched) {
     }
 }
 
+// Frames before the delay are not divided among the strides.
+TEST(ShapeChecks, AStrideOfZeroIsMissedAtTheFirstFrameThatNeedsIt) {
+    NeuralModel<float> model =
+        modelOf({conv("a", "input", ones({1, 1, 2, 3}), {}, {.strideT = 0, .delay = 2})});
+    EXPECT_TRUE(run(model, tensorOf({1, 5, 2}, 0)).shape.empty());
+    EXPECT_TRUE(run(model, tensorOf({1, 5, 2}, 1)).shape.empty());
+    expectRefused(model, "conv", {1, 5, 2}, 2);
+}
+
 TEST(ShapeChecks, AShapeOfMoreDimensionsPassesForItselfAlone) {
     NeuralModel<float> model =
         modelOf({transposedConv("a", "input", ones({2, 2, 3, 2}), ones({3}), 3)});
@@ -178,10 +194,19 @@ TEST(ShapeChecks, AShapeOfMoreDimensionsPassesForItselfAlone) {
     expectRefused(model, "transposed conv", {1, 3, 1}, 1);
 }
 
-// A tensor that memory ran out for, and a bias that a file leaves out where it must not.
+// Tensors that a file leaves out where it must not, and one that memory ran out for.
 TEST(ShapeChecks, AMissingBufferIsNoticedAtItsFirstUse) {
-    NeuralModel<float> unbiased = modelOf({norm("a", "input", 0, ones({2}), {})});
-    EXPECT_EQ(errorOf([&] { run(unbiased, tensorOf({1, 3, 2}, 1)); }), nullError);
+    for (const FileLayer& layer :
+         {dense("dense", "input", {}, {}), norm("scale", "input", 0, {}, ones({2})),
+          norm("bias", "input", 0, ones({2}), {}), norm("norm", "input", 1, {}, {}),
+          preNorm("window", "input", {}),
+          selfAttention("matrix", "input", {}, ones({3, 2}), 0, ones({1, 2})),
+          selfAttention("constants", "input", ones({2, 2}), {}, 0, {})}) {
+        NeuralModel<float> model = modelOf({layer});
+        for (int i = 0; i < 2; ++i)
+            EXPECT_EQ(errorOf([&] { run(model, tensorOf({1, 3, 2}, i)); }), nullError)
+                << layer.name;
+    }
     for (const ShapeCase& entry : shapeCases) {
         NeuralModel<float> model = modelOf(entry.layers);
         Tensor32 missing;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 // Graphs whose paths or depth grow far faster than their files.
 namespace sorvane::test {
 namespace {
@@ -47,6 +49,22 @@ TEST(GraphBounds, AChainOfTenThousandLayersRunsAndALongerOneIsRefused) {
     // Instrumented and unoptimised stack frames take more than the usual stack.
     EXPECT_EQ(valuesOf(run(model, makeTensor({1, 1, 1}, {3.0F}))), std::vector<float>{3.0F});
 #endif
+}
+
+TEST(GraphBounds, AJoinOfThirtyThousandInputsLooksAtEachOnce) {
+    ModelFile file{.outputSource = "join"};
+    Inputs inputs;
+    for (int i = 0; i < 30000; ++i) {
+        inputs.push_back(std::to_string(i));
+        file.layers.push_back(activation(inputs.back(), 4, "input"));
+    }
+    file.layers.push_back(arithmetic("join", inputs, 2));
+    NeuralModel<float> model;
+    ASSERT_TRUE(load(model, file.bytes()));
+    const auto start = std::chrono::steady_clock::now();
+    for (int frame = 0; frame < 5; ++frame)
+        EXPECT_EQ(valuesOf(run(model, makeTensor({1, 1, 1}, {2.0F}))), std::vector<float>{60000});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)); // not 30
 }
 
 TEST(GraphBounds, FlushesDoNotWalkEveryPath) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 
 namespace sorvane::test {
@@ -107,13 +108,13 @@ TEST(ModelHeader, EveryVersionIsReadInItsOwnLayout) {
 }
 
 TEST(ModelHeader, PackingOfSeveralFramesKeepsThem) {
-    for (const int frames : {4, 0}) {
+    for (const int frames : {4, 0, -3}) {
         NeuralModel<float> model;
         ModelFile file{.inputPacking = {.code = 5, .split = 10, .rest = 20, .frames = frames}};
         ASSERT_TRUE(load(model, file.bytes()));
         EXPECT_EQ(model.packedRows, 60);
         for (int i = 0; i < 2; ++i) {
-            EXPECT_EQ(model.frameHistory.size(), static_cast<std::size_t>(frames));
+            EXPECT_EQ(model.frameHistory.size(), static_cast<std::size_t>(std::max(frames, 0)));
             for (const ComplexSignal32& frame : model.frameHistory)
                 EXPECT_EQ(frame.row(0)[29], 0.0F);
             model.reset();

@@ -76,6 +76,30 @@ TEST(FrameExchange, PacksBinsBelowAtAndAboveTheModels) {
         EXPECT_TRUE(model.unpackTensor(Tensor32(shape), 257).empty());
 }
 
+// As far as floats go: a sum of quotients, and a level that moves with every bin.
+TEST(FrameExchange, RoundsAsItIsWritten) {
+    NeuralModel<float> model;
+    ASSERT_TRUE(load(
+        model, modelWith({.code = 6, .split = 0, .rest = 6, .pool = 3}, 1).bytes()));
+    ComplexSignal32 frame(2, 40);
+    frame.fill({1.0F, -5.0F});
+    const std::vector<float> packed = valuesOf(model.packFrames({frame}));
+    const auto meanOf = [](float value) { return value / 3.0F + value / 3.0F + value / 3.0F; };
+    EXPECT_EQ(packed[0], meanOf(1.0F));
+    EXPECT_EQ(packed[1], meanOf(-5.0F));
+
+    const Tensor32 ones = makeTensor({1, 2, 1}, {1.0F, 1.0F});
+    NeuralModel<float> narrow;
+    ASSERT_TRUE(load(narrow, ModelFile{.inputPacking = {.code = 1, .bins = 2}}.bytes()));
+    const ComplexSignal32 extended = narrow.unpackTensor(ones, 3000)[0];
+    float level = 0.0F;
+    for (int b = 0; b < extended.length; ++b) {
+        ASSERT_NEAR(extended.row(0)[b].real(), b < 2 ? 1.0F : level, b < 2 ? 0.0F : 1e-9F) << b;
+        const float magnitude = b < 2 ? 1.0F : level;
+        level = level * 0.98F + magnitude * 0.02F;
+    }
+}
+
 // Input and output packings combined, where the output asks for more than the input's layout holds
 // among them.
 TEST(FrameExchange, UnpacksEveryPackingInEveryLayout) {
@@ -128,8 +152,11 @@ TEST(FrameExchange, WhatCannotBeExchangedRaises) {
         frame.fill(1.0F);
         return errorOf([&] { model.runModel(frame); });
     };
-    EXPECT_EQ(run(ModelFile{.inputPacking = {.code = 5, .split = 1, .rest = 2}}),
-              "Unknown packing format");
+    for (const int frames : {1, 0, -1})
+        EXPECT_EQ(
+            run(ModelFile{.inputPacking = {.code = 5, .split = 1, .rest = 2, .frames = frames}}),
+            "Unknown packing format")
+            << frames;
     EXPECT_EQ(run(ModelFile{.outputPacking = {.code = 5}}), "Unknown packing format");
 
     const std::string tooSmall = "IPP exception: ippStsSizeErr: Incorrect value for data size";

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cfenv>
 #include <future>
 #include <stdexcept>
 
@@ -130,6 +131,16 @@ TEST(ThreadPool, JobsRunInOrderAndMayThrow) {
     for (std::size_t i = 0; i < jobs.size(); ++i)
         EXPECT_EQ(errorOf([&] { jobs[i].get(); }), i % 5 == 0 ? "job" : "");
     EXPECT_EQ(order, expected);
+
+    // Whatever the state of the thread that makes the pool.
+    std::fesetround(FE_UPWARD);
+    ippSetFlushToZero(1, nullptr);
+    ippSetDenormAreZeros(1);
+    ThreadPool other(1);
+    std::fesetenv(FE_DFL_ENV);
+    volatile float denormal = 1e-40F;
+    EXPECT_TRUE(other.enqueue([&] { return fegetround() == FE_TONEAREST && denormal * 0.5F > 0.0F; })
+                    .get());
 
     std::future<int> orphan = ThreadPool(0).enqueue([] { return 1; });
     EXPECT_THROW(orphan.get(), std::future_error);

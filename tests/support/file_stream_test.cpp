@@ -33,15 +33,17 @@ TEST(FileStream, OpensAsAccessAndCreationSay) {
     } cases[] = {{0, 0, false, true, false},  {1, 0, false, true, true},
                  {2, 0, false, true, true},   {1, 1, true, true, true},
                  {2, 2, true, false, true},   {0, 3, false, false, false},
-                 {2, -1, false, false, true}, {3, 0, false, true, false}};
+                 {2, -1, false, false, true}, {3, 0, false, true, false},
+                 {3, 1, true, true, false},   {-1, 2, true, false, false}};
     for (const auto& entry : cases) {
         SCOPED_TRACE(entry.access * 10 + entry.creation);
         const TempFile missing;
         const TempFile existing(FileBytes{1, 2, 3});
         FileStream stream;
         EXPECT_EQ(stream.open(missing.c_str(), entry.access, entry.creation), entry.opensMissing);
+        EXPECT_EQ(std::filesystem::exists(missing.path()), entry.opensMissing);
         if (entry.opensMissing) {
-            EXPECT_EQ(stream.write("ab", 2), 2U);
+            EXPECT_EQ(stream.write("ab", 2), entry.writes ? 2U : 0U);
         }
         ASSERT_EQ(stream.open(existing.c_str(), entry.access, entry.creation), entry.opensExisting);
         EXPECT_TRUE(stream.isValid());
