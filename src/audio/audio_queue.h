@@ -40,7 +40,8 @@ public:
     void discard(int count);
 
     /// Takes the oldest `count` samples, which must not be more than are pending. Takes nothing, and
-    /// gives an empty signal, while the stream has no channels or they aren't known.
+    /// gives an empty signal, while the stream has no channels or they aren't known. Only tests call
+    /// it: what leaves the engine goes to the host's buffers at once.
     [[nodiscard]] Signal32 pop(int count);
 
     /// The same without a signal: calls `use(block, start, length, position)` for each stretch of

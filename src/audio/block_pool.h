@@ -29,8 +29,9 @@ public:
         return signal;
     }
 
-    /// Gives back a signal that was taken, also while others still share its block.
-    void give(const Signal32& signal) {
+    /// Keeps a share of a signal that was taken and may still be in use: its block is taken again
+    /// once all others have let go of it.
+    void giveWhenFree(const Signal32& signal) {
         if (!signal.row(0) ||
             keptLength(signal.channels, signal.data->length) != signal.data->length)
             return;

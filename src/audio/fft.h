@@ -17,6 +17,8 @@ public:
     FFT32& operator=(const FFT32&) = delete;
     ~FFT32();
 
+    // Only tests call the two that make their results.
+
     /// N samples to N / 2 + 1 bins; the first and the last have imaginary part 0.
     ComplexSignal32 forward(const Signal32& input);
 

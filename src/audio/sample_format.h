@@ -32,10 +32,11 @@ struct SampleFormat {
     void select(int code, bool isBigEndian);
 
     /// Selects the integer format of so many bits, rounded up to bytes: unsigned for one byte,
-    /// signed for two to four. False, and nothing changes, for others.
+    /// signed for two to four. False, and nothing changes, for others. Only tests call it.
     bool selectByBits(int bits, bool isBigEndian);
 
-    /// Fills all channels of `destination` from interleaved frames of as many samples.
+    /// Fills all channels of `destination` from interleaved frames of as many samples. Only tests
+    /// call it.
     void readInterleaved(const void* source, Signal32& destination) const;
 
     int formatCode = 0;

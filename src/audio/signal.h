@@ -93,7 +93,8 @@ public:
     /// Fills `destination` with the samples from `offset` on.
     void extract(int offset, Signal32& destination) const;
 
-    /// New signals: product, scaled signal and sum.
+    /// New signals: product, scaled signal and sum. Only tests multiply and add: the engine does it
+    /// row by row, in place.
     [[nodiscard]] Signal32 multiply(const Signal32& other) const;
     [[nodiscard]] Signal32 scale(float gain) const;
     [[nodiscard]] Signal32 add(const Signal32& other) const;
@@ -124,6 +125,9 @@ public:
 
     /// As Signal32::fill.
     void fill(Complex value, int start = 0, int end = -1, int channel = -1);
+
+    // The chain mixes row by row, in fewer passes. Of these operations it takes the product with a
+    // constant and the sum into a signal; only tests call the others.
 
     /// New signals: scaled signal and this minus `other`.
     [[nodiscard]] ComplexSignal32 scaled(Complex factor) const;

@@ -11,9 +11,7 @@
 
 namespace sorvane {
 
-/// Blocks that are used again, so that a steady stream allocates none. A signal is given when it
-/// has been written, also while others still share its block; it is taken again once they have let
-/// go of it. Keeps the newest 1,024 blocks, up to 8 MB of them.
+/// Blocks that are used again, so that a steady stream allocates none. Keeps the newest 1,024 blocks, up to 8 MB of them.
 ///
 /// Threads: one at a time. Whoever shares a block on another thread may drop it there.
 template <typename Signal>
@@ -34,7 +32,12 @@ public:
         return oldest != spares.begin() + tries ? take(oldest) : Signal(channels, length);
     }
 
-    void give(Signal signal) {
+    /// Keeps a share of a signal that has been written and is still in use: its block is taken again
+    /// once all others have let go of it.
+    void giveWhenFree(const Signal& signal) { give(Signal(signal)); }
+
+    /// Gives back a signal that was used, or drops it.
+    void give(Signal&& signal) {
         // A block that could not be had is no use to anyone.
         const bool isThere = signal.data && (signal.length < 1 || signal.row(0));
         if (!isThere || bytesOf(signal) > maxBytes)

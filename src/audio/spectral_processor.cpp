@@ -125,7 +125,7 @@ void BaseSpectralProcessor::process(Signal32& output, const Signal32& input) {
         sumOldestHop(output, hop * k);
         frames.give(outputFrames.take_front());
     }
-    outputs.give(output);
+    outputs.giveWhenFree(output);
 }
 
 void BaseSpectralProcessor::sumOldestHop(Signal32& output, int offset) const {
@@ -180,7 +180,7 @@ void BaseSpectralProcessor::processFrame() {
         if (!result.isShared()) // it may be the spectrum, which is given once
             spectra.give(std::move(result));
     }
-    spectra.give(std::move(spectrum));
+    spectra.giveWhenFree(spectrum); // the stage may have kept it
 }
 
 /// The windowed frame of samples that a spectrum stands for.

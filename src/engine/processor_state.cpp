@@ -35,7 +35,7 @@ void ProcessorState::addBlock(const Signal32& block) {
     Signal32 output;
     processor.process(output, block);
     outputQueue.add(output);
-    blocks.give(block);
+    blocks.giveWhenFree(block);
 }
 
 } // namespace sorvane

@@ -15,9 +15,9 @@
 
 namespace sorvane {
 
-/// Frames that one input frame of a network that loads can make any layer take. Each transposed
-/// convolution makes as many of one as its stride, and they multiply.
-inline constexpr std::int64_t maxBurst = std::int64_t{1} << 20;
+/// Scales past the first of each layer, over all edges, at which latency() asks before it gives up.
+/// Only paths of many different strides that meet again make more than one a layer.
+inline constexpr std::size_t maxLatencyScales = std::size_t{1} << 20;
 
 /// The codes that a model file gives to the kinds of layers; "input" and "output" have none in a
 /// file.
@@ -45,14 +45,24 @@ enum LayerKind : int {
 
 template <typename T>
 class BaseLayer;
+template <typename T>
+class BurstLayer;
 
-/// The layers of a model by name; the owner of the graph.
+/// For how many frames that it takes a layer gives how many.
+struct FrameRatio {
+    int taken = 1;
+    int given = 1;
+};
+
+/// The layers of a model by name, as later records find them.
 template <typename T>
 using LayerMap = std::map<std::string, std::shared_ptr<BaseLayer<T>>>;
 
 /// A node of a push network. A layer that has computed something hands it straight to each of its
 /// successors, in the order in which they were attached, each of which finishes its whole subgraph
-/// before the next one starts.
+/// before the next one starts. A new kind overrides forward(); reset() if it remembers;
+/// frameRatio() and ownLatency() if it changes the rate of frames or holds them back. One that lets
+/// frames go at a flush derives from BurstLayer.
 ///
 /// Tensors between layers are [T, F, C]: frames, frequency positions, channels, channels fastest.
 /// What a layer hands on is its own output tensor, valid for the call; a receiver that keeps it
@@ -85,73 +95,50 @@ public:
     virtual void reset();
 
     /// Input frames of the network that pass before the first output frame, along the longest path.
-    /// `scale` is the number of network input frames that one frame here stands for, one of those
-    /// that spreadScales() told this layer; the successors' latencies have to be known.
-    virtual int latency(int scale);
+    /// `scale` is the number of network input frames that one frame here stands for. std::domain_error
+    /// where a ratio on a path gives nothing, by which a scale would be divided; std::length_error past
+    /// maxLatencyScales.
+    [[nodiscard]] int latency(int scale) const;
 
     /// Tells the graph downstream that a tick passed without output from an upstream layer.
-    virtual void flush();
+    virtual void flush() final;
+
+    /// Input frames of the network that this layer itself holds back, at a scale as above.
+    [[nodiscard]] virtual int ownLatency(int scale) const;
+
+    [[nodiscard]] virtual FrameRatio frameRatio() const;
 
     void addSuccessor(BaseLayer& successor) { successors.push_back(&successor); }
 
-    /// Called once a layer's successors are complete and prepared: notes which of them a flush
-    /// concerns, and the length of the longest chain from here on. `changes` counts, for the whole
-    /// graph, the frames that began or ended to wait for a flush.
-    void prepare(std::shared_ptr<std::uint64_t> changes);
+    /// Not owned, in order of attachment.
+    [[nodiscard]] const std::vector<BaseLayer*>& getSuccessors() const { return successors; }
 
-    /// Layers on the longest chain from here on, this one included.
-    [[nodiscard]] int depth() const { return longestChain; }
-
-    /// Tells the successors how many frames one input frame of the network can make them take, given
-    /// what this layer takes. std::length_error past maxBurst.
-    void spreadBurst();
-
-    /// Scales past the first that spreadScales() will tell, summed over the successors.
-    [[nodiscard]] std::size_t numExtraScales() const {
-        return latencies.empty() ? 0 : (latencies.size() - 1) * successors.size();
-    }
-
-    /// Tells the successors at which scales their latency will be asked, given those of this layer.
-    /// std::domain_error for a stride of 0, by which a scale would be divided.
-    void spreadScales();
-
-    /// Makes `scale` one of those at which this layer's latency will be asked.
-    void addScale(int scale) { latencies.emplace(scale, 0); }
-
-    /// Computes the latencies at all scales of this layer, once those of the successors are known.
-    void computeLatencies();
+    /// Makes `changes` the count, for the whole graph, of the frames that began or ended to wait for
+    /// a flush: all layers that can reach each other share one.
+    void countBurstsIn(std::shared_ptr<std::uint64_t> changes) { burstChanges = std::move(changes); }
 
 protected:
     /// Passes a tensor to every successor. True when any of them returned true.
     bool forwardToSuccessors(const Tensor<T>& output);
 
-    /// Calls flush() on the successors that it concerns.
+    /// Calls flush() on every successor.
     void flushSuccessors();
 
-    /// The largest latency among the successors, at the scale that `scale` here means to them; 0
-    /// without any.
-    int successorLatency(int scale);
+private:
+    friend class BurstLayer<T>;
+
+    /// Named by BurstLayer alone, so that no other layer can override what takes it: a layer whose
+    /// waiting frames nobody counts would not be flushed.
+    struct Tick {};
+
+    /// A tick of flush() for this layer itself.
+    virtual void tick(Tick) {}
 
     /// Counts a frame that begins or ends to wait for a flush.
     void noteBurstChange() { ++*burstChanges; }
 
-    // What turns the scale of this layer into that of its successors.
-    int scaleFactor = 1;
-    int scaleDivisor = 1;
-
-    /// Set by layers that hold back frames which a flush releases.
-    bool drains = false;
-
-private:
-    std::vector<BaseLayer*> successors; // not owned, in order of attachment
-    int kind;
-    std::vector<BaseLayer*> drainingSuccessors;
-    int longestChain = 1;
-    std::int64_t burst = 1;       // frames taken for one input frame of the network, at most
-    std::map<int, int> latencies; // by scale
-
-    [[nodiscard]] int successorScale(int scale) const;
-    void flushUnlessIdle();
+    std::vector<BaseLayer*> successors;
+    int kind; // nothing reads it; it tells layers apart in a debugger
 
     std::shared_ptr<std::uint64_t> burstChanges = std::make_shared<std::uint64_t>(0);
     std::uint64_t idleSince = ~std::uint64_t{0}; // burstChanges when a flush last found nothing

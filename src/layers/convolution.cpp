@@ -20,7 +20,6 @@ ConvLayer<T>::ConvLayer(LayerMap<T>& layers, RecordReader& reader)
     dilationT = reader.scalar<std::int8_t>();
     unusedParameter = reader.scalar<std::int8_t>();
     delay = reader.scalar<std::int8_t>();
-    this->scaleFactor = strideT;
     kernelT = dimension(weights, 0);
     kernelF = dimension(weights, 1);
     inChannels = dimension(weights, 2);
@@ -161,8 +160,8 @@ void ConvLayer<T>::reset() {
 }
 
 template <typename T>
-int ConvLayer<T>::latency(int scale) {
-    return wrappingAdd(wrappingMultiply(delay, scale), this->successorLatency(scale));
+int ConvLayer<T>::ownLatency(int scale) const {
+    return wrappingMultiply(delay, scale);
 }
 
 template class ConvLayer<float>;

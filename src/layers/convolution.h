@@ -28,7 +28,8 @@ public:
 
     bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;
     void reset() override;
-    int latency(int scale) override;
+    [[nodiscard]] int ownLatency(int scale) const override;
+    [[nodiscard]] FrameRatio frameRatio() const override { return {.taken = strideT}; }
 
 private:
     void verify(const TensorDims& input, std::int64_t available) const;

@@ -7,8 +7,8 @@
 namespace sorvane {
 
 template <typename T>
-BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader, int kind)
-    : BaseLayer<T>(kind) {
+BaseQueuedLayer<T>::BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader, int layerKind)
+    : BaseLayer<T>(layerKind) {
     const int count = reader.scalar<std::int16_t>();
     for (int i = 0; i < count; ++i) {
         BaseLayer<T>& source = findLayer(layers, reader.string());

@@ -19,7 +19,7 @@ class BaseQueuedLayer : public BaseLayer<T> {
 public:
     /// Reads the list of inputs and attaches to each, in order. std::out_of_range for an unknown
     /// name.
-    BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader, int kind);
+    BaseQueuedLayer(LayerMap<T>& layers, RecordReader& reader, int layerKind);
 
     bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;
 

@@ -21,7 +21,7 @@ public:
     void reset() override;
 
     /// The delay counts in frames of this layer, whatever they stand for.
-    int latency(int scale) override;
+    [[nodiscard]] int ownLatency(int scale) const override;
 
 private:
     void verify(const TensorDims& input) const;

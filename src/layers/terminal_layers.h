@@ -28,7 +28,8 @@ public:
 
     /// Takes all waiting tensors, joined along the frames in order of arrival; an empty tensor when
     /// there are none. A single tensor isn't copied. With more elements than the first one's F and C
-    /// leave room for, all are dropped with the size error; with fewer the rest is 0.
+    /// leave room for, all are dropped with the size error; with fewer the rest is 0. Only tests call
+    /// this form.
     Tensor<T> collect();
 
     /// The same into a tensor that keeps its capacity. It stays as it was when there is an error.

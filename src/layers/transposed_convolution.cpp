@@ -19,8 +19,7 @@ constexpr int firstVersionWithOutputChannels = 0x1008;
 
 template <typename T>
 TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, RecordReader& reader)
-    : BaseLayer<T>(layers, reader, transposedConvKind) {
-    this->drains = true;
+    : BurstLayer<T>(layers, reader, transposedConvKind) {
     weights = readTensor(reader);
     bias = readTensor(reader);
     // Weights without data add nothing, whatever number of taps they claim.
@@ -36,7 +35,6 @@ TransposedConvLayer<T>::TransposedConvLayer(LayerMap<T>& layers, RecordReader& r
     dilationT = reader.scalar<std::int8_t>();
     unusedParameter = reader.scalar<std::int8_t>();
     delay = reader.scalar<std::int8_t>();
-    this->scaleDivisor = strideT;
     const std::int64_t kernels = elementCount({kernelT, kernelF});
     const bool packed = isDepthwise()
                             ? packRows(weights, kernels, inChannels, panelWidth)
@@ -97,7 +95,7 @@ bool TransposedConvLayer<T>::accumulate() {
     emitFrames(outRows);
     clearLeftFrames();
     frameCount += strideT;
-    return drain();
+    return this->release();
 }
 
 /// Adds what the input frame makes to the frames of the ring.
@@ -124,7 +122,7 @@ void TransposedConvLayer<T>::addProducts(int outRows) {
         operation(inputFrame.elements(), weights.elements(), panelWidth, tapFrames.data(), &size));
 }
 
-/// Moves the frames that no later input touches, those before the delay left out, into `pending`.
+/// Lets the frames wait that no later input touches, those before the delay left out.
 template <typename T>
 void TransposedConvLayer<T>::emitFrames(int outRows) {
     const auto count =
@@ -138,8 +136,7 @@ void TransposedConvLayer<T>::emitFrames(int outRows) {
             check(ippsAddRow_32f(frame, bias.elements(), out, outRows, outputChannels));
         else
             copyElements(frame, out, std::int64_t{outRows} * outputChannels);
-        pending.push_back(emitFrame, maxTensorsInList);
-        this->noteBurstChange();
+        this->hold(emitFrame);
     }
 }
 
@@ -156,36 +153,15 @@ void TransposedConvLayer<T>::clearLeftFrames() {
 }
 
 template <typename T>
-bool TransposedConvLayer<T>::drain() {
-    while (!pending.empty()) {
-        // Taken out first: a frame whose passage fails is lost, as everywhere.
-        leaving = pending.front();
-        pending.pop_front();
-        this->noteBurstChange();
-        const bool reached = this->forwardToSuccessors(leaving);
-        leaving.data.reset();
-        if (reached)
-            return true;
-    }
-    return false;
-}
-
-template <typename T>
-void TransposedConvLayer<T>::flush() {
-    drain();
-    this->flushSuccessors();
-}
-
-template <typename T>
 void TransposedConvLayer<T>::reset() {
+    BurstLayer<T>::reset();
     zeroElements(accumulator.writableElements(), accumulator.numAvailable());
-    pending.clear();
     frameCount = 0;
 }
 
 template <typename T>
-int TransposedConvLayer<T>::latency(int scale) {
-    return wrappingAdd(wrappingMultiply(delay, scale), this->successorLatency(scale));
+int TransposedConvLayer<T>::ownLatency(int scale) const {
+    return wrappingMultiply(delay, scale);
 }
 
 template class TransposedConvLayer<float>;

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "layers/base_layer.h"
-#include "support/recycled_list.h"
+#include "layers/burst_layer.h"
 
 #include <cstdint>
 #include <vector>
@@ -19,7 +18,7 @@ namespace sorvane {
 /// Weights are [Kt, Kf, group channels, Cin], Cin fastest. With one group channel and more than one
 /// output channel the layer is depthwise: output channel c is fed by input channel c alone.
 template <typename T>
-class TransposedConvLayer : public BaseLayer<T> {
+class TransposedConvLayer : public BurstLayer<T> {
 public:
     /// Reads the input's name, weights, bias, output channels and five parameters.
     /// std::out_of_range for weights of fewer than four dimensions.
@@ -27,8 +26,8 @@ public:
 
     bool forward(const Tensor<T>& input, BaseLayer<T>* source) override;
     void reset() override;
-    int latency(int scale) override;
-    void flush() override;
+    [[nodiscard]] int ownLatency(int scale) const override;
+    [[nodiscard]] FrameRatio frameRatio() const override { return {.given = strideT}; }
 
 private:
     void verify(const TensorDims& input, std::int64_t available) const;
@@ -36,7 +35,6 @@ private:
     void addProducts(int outRows);
     void emitFrames(int outRows);
     void clearLeftFrames();
-    bool drain();
 
     [[nodiscard]] bool isDepthwise() const { return groupChannels == 1 && outputChannels != 1; }
     [[nodiscard]] int ringLength() const { return kernelT > strideT ? kernelT : strideT; }
@@ -52,14 +50,12 @@ private:
     Tensor<T> accumulator;     // ring [ringLength, strideF * F, Cout], built at first use
     Tensor<T> inputFrame;      // [1, F, Cin]
     OutputTensor<T> emitFrame; // [1, strideF * F, Cout]
-    RecycledList<Tensor<T>> pending;
     int kernelT;
     int kernelF;
     int inChannels;
     int groupChannels;
     int outputChannels;
     int panelWidth = 0;
-    Tensor<T> leaving;         // taken out of `pending`
     std::vector<T*> tapFrames; // the ring's frame for each time tap
     ShapeGuard guard;
 };

@@ -1,11 +1,10 @@
 #include "model/neural_model.h"
 
+#include "model/graph_pass.h"
 #include "model/layer_factory.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <stdexcept>
 
 namespace sorvane {
 
@@ -56,42 +55,11 @@ bool NeuralModel<T>::readNetwork(RecordReader& reader) {
         keep(name, std::move(layer));
     }
     // Without the output: beside negative delays its latency of 0 would count as the longest.
-    prepareGraph();
-    computeLatency();
+    latencyFrames = inputLayer->latency(1);
     outputLayer = std::make_shared<OutputLayer<T>>(layers, reader);
     keep("output", outputLayer);
-    prepareGraph();
+    prepareGraph(allLayers);
     return true;
-}
-
-// A layer's successors stand later in the file: the file's order finds their sources told, and the
-// reverse order finds them prepared.
-template <typename T>
-void NeuralModel<T>::prepareGraph() {
-    for (const auto& layer : allLayers)
-        layer->spreadBurst();
-    for (auto layer = allLayers.rbegin(); layer != allLayers.rend(); ++layer) {
-        (*layer)->prepare(burstChanges);
-        if ((*layer)->depth() > maxChainLength)
-            throw std::length_error("chain of layers too long");
-    }
-}
-
-// Without recursion, and once for each layer and scale: down the file's order every layer learns
-// the scales at which it is asked, and up again it answers from its successors' answers.
-template <typename T>
-void NeuralModel<T>::computeLatency() {
-    std::size_t numScales = 0;
-    inputLayer->addScale(1);
-    for (const auto& layer : allLayers) {
-        numScales += layer->numExtraScales();
-        if (numScales > maxLatencyScales)
-            throw std::length_error("too many paths of different strides");
-        layer->spreadScales();
-    }
-    for (auto layer = allLayers.rbegin(); layer != allLayers.rend(); ++layer)
-        (*layer)->computeLatencies();
-    latencyFrames = inputLayer->latency(1);
 }
 
 template <typename T>

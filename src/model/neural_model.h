@@ -13,14 +13,6 @@
 
 namespace sorvane {
 
-/// Layers on the longest chain of a network that loads, its input and output included: each takes a
-/// stack frame of some 100 to 300 bytes in a run.
-inline constexpr int maxChainLength = 10002;
-
-/// Scales past the first of each layer, over all edges, at which the latency of a network that loads
-/// is worked out. Only paths of many different strides that meet again make more than one a layer.
-inline constexpr std::size_t maxLatencyScales = std::size_t{1} << 20;
-
 /// One network and the header values of its file. A default object passes tensors through; load()
 /// makes it the network of a file, once.
 ///
@@ -47,6 +39,8 @@ public:
 
     /// Forgets the stream: every layer's history, and what waits to be collected. Weights stay.
     void reset();
+
+    // The exchange of frames, processor/frame_exchange.cpp.
 
     /// Runs the network on one spectrum of numInputChannels rows. Returns a signal of as many bins
     /// for each frame that the network gave, each of as many rows as masks and their channels; none
@@ -94,8 +88,6 @@ private:
     bool readNetwork(RecordReader& reader);
     bool readInputPacking(RecordReader& reader);
     static bool skipOutputPacking(RecordReader& reader, int packing);
-    void prepareGraph();
-    void computeLatency();
     void silenceHistory();
     void keep(const std::string& name, std::shared_ptr<BaseLayer<T>> layer);
 
@@ -107,7 +99,6 @@ private:
     SignalPool<Signal32> scratch;        // columns of packed frames, and magnitudes
     SignalPool<ComplexSignal32> results; // what unpackTensor() gave
     std::vector<ComplexSignal32> unpacked;
-    std::shared_ptr<std::uint64_t> burstChanges = std::make_shared<std::uint64_t>(0);
 };
 
 extern template class NeuralModel<float>;

@@ -42,8 +42,8 @@ struct Layout {
     int lowBins;
     int bandGroup;
 
-    /// Rows of the packing that bins below lowBins take before the row of bin `b`.
-    [[nodiscard]] int low(int b) const { return std::clamp(lowBins, 0, b); }
+    /// How many of the first `count` bins lie below lowBins.
+    [[nodiscard]] int low(int count) const { return std::clamp(lowBins, 0, count); }
 };
 
 /// Writes the rows of one column: magnitudes, with rectified parts below lowBins, and zeros where
@@ -280,7 +280,7 @@ const std::vector<ComplexSignal32>& NeuralModel<T>::unpackTensor(const Tensor<T>
         if (bins > 0 && rows > 0)
             unpackFrame(layout, tensor.elements() + t * frameStride, dims.channels, extendBand,
                         scratch, signal);
-        results.give(signal);
+        results.giveWhenFree(signal);
         unpacked.push_back(std::move(signal));
     }
     return unpacked;

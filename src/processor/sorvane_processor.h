@@ -50,6 +50,7 @@ public:
 
     [[nodiscard]] const std::vector<NeuralModel<float>>& getModels() const { return models; }
 
+    /// Only tests leave the remainder's bus out.
     [[nodiscard]] int getNumOfOutputBusses(bool includeResidual) const;
 
     /// Walks `index` steps round a circle of the names and one empty one at its end, backwards when

@@ -205,7 +205,7 @@ ComplexSignal32 SorvaneProcessor::bentMask(std::size_t bus) {
         return mask;
     ComplexSignal32 bent = spectra.take(mask.channels, mask.length);
     bend(mask, sensitivity, bent);
-    spectra.give(bent); // also while it is in use: the pool waits until nobody shares it
+    spectra.giveWhenFree(bent);
     return bent;
 }
 
@@ -227,14 +227,14 @@ ComplexSignal32 SorvaneProcessor::adaptChannels(const ComplexSignal32& signal, i
         mono = spectra.take(1, signal.length);
         signal.sumChannels(mono);
         mono.multiply(1.0F / static_cast<float>(signal.channels));
-        spectra.give(mono);
+        spectra.giveWhenFree(mono);
     }
     if (channels < 2)
         return mono;
     ComplexSignal32 result = spectra.take(channels, mono.length);
     for (int c = 0; c < channels; ++c)
         copyElements(mono.row(0), result.channelData(c), mono.length);
-    spectra.give(result);
+    spectra.giveWhenFree(result);
     return result;
 }
 

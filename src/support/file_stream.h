@@ -17,7 +17,8 @@ public:
 
     /// Opens a file, closing the one that was open. `path` is a byte string that reaches the
     /// operating system unchanged. `access`: 0 reading, 1 writing, 2 both. `creation`: 0 the file
-    /// must exist, 1 it is created if it doesn't, 2 it must not exist. Returns success.
+    /// must exist, 1 it is created if it doesn't, 2 it must not exist. Returns success. Only tests
+    /// call it.
     bool open(const char* path, int access, int creation);
 
     /// Opens an existing file for reading, and fails at once for what isn't a regular file: a

@@ -1,7 +1,7 @@
 #pragma once
 
 // Abstract byte streams. Readers of model files see BinaryInputStream and know no file system.
-// A stream is used by one thread at a time.
+// A stream is used by one thread at a time. The engine only reads: only tests write, and ask isValid().
 
 #include <cstdint>
 

@@ -86,6 +86,17 @@ TEST(GraphBounds, FlushesDoNotWalkEveryPath) {
 }
 
 TEST(GraphBounds, LatenciesAreWorkedOutOnceForEachScale) {
+    const ModelFile file{
+        .layers = {conv("a", "input", one, {}, {.strideT = 3, .delay = 2}),
+                   transposedConv("b", "a", one, {}, 1, {.strideT = 2, .delay = 1}),
+                   conv("c", "b", one, {}, {.delay = 4})},
+        .outputSource = "c"};
+    NeuralModel<float> model;
+    ASSERT_TRUE(load(model, file.bytes()));
+    EXPECT_EQ(model.latencyFrames, 2 + 3 + 4);
+    for (const int scale : {-4, 0, 1, 2, 1000}) // also those that a load doesn't ask for
+        EXPECT_EQ(model.inputLayer->latency(scale), 2 * scale + 3 * scale + 4 * (3 * scale / 2));
+
     ModelFile same;
     addDiamonds(same, 60, {1});
     EXPECT_TRUE(loads(same.bytes()));
