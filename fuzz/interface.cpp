@@ -112,9 +112,10 @@ private:
 /// The same of the sizes at a host's rate.
 bool isHuge(const NeuralModel<float>& header, double rate) {
     const double scale = std::exp2(std::ceil(std::log2(rate / header.sampleRate)));
-    const int largest =
-        std::max({std::abs(header.fftLength), std::abs(header.frameLength), std::abs(header.hop)});
-    return largest * scale > 4096.0 && largest * scale < 4e9;
+    const std::array sizes = {header.fftLength, header.frameLength, header.hop};
+    return std::any_of(sizes.begin(), sizes.end(), [&](int size) {
+        return std::abs(size) * scale > 4096.0 && std::abs(size) * scale < 4e9;
+    });
 }
 
 void useParameters(void* processor, Script& script) {

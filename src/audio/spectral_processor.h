@@ -37,7 +37,8 @@ protected:
     virtual void processSpectrum(const ComplexSignal32& frame,
                                  RecycledList<ComplexSignal32>& results) = 0;
 
-    /// Makes both windows for the sizes and formats; nothing without a set output format.
+    /// Makes both windows for the sizes and formats; nothing without a set output format, or for
+    /// sizes that can't run.
     virtual void makeWindows();
 
     int fftLength = 0;

@@ -26,15 +26,15 @@ bool getBlock(ProcessorState& state, int numSamples, Deliver deliver) {
     if (numSamples < 0 || numSamples > state.outputQueue.pending())
         return false;
     std::vector<const float*>& rows = state.outputRows;
-    state.outputQueue.pop(
-        numSamples, [&](const Signal32& block, int start, int count, int position) {
-            for (std::size_t c = 0; c < rows.size(); ++c) {
-                sorvane::requireMemory(block.row(static_cast<int>(c)));
-                rows[c] = block.row(static_cast<int>(c)) + start;
-            }
-            if (count > 0)
-                deliver(rows, count, position);
-        });
+    state.outputQueue.pop(numSamples,
+                          [&](const Signal32& block, int start, int count, int position) {
+                              for (std::size_t c = 0; c < rows.size(); ++c) {
+                                  sorvane::requireMemory(block.row(static_cast<int>(c)));
+                                  rows[c] = block.row(static_cast<int>(c)) + start;
+                              }
+                              if (count > 0)
+                                  deliver(rows, count, position);
+                          });
     return true;
 }
 

@@ -26,8 +26,8 @@ public:
     int numInputChannels = 0;
     int numOutputChannels = 0;
     SorvaneProcessor processor;
-    AudioQueue outputQueue; // processed audio that waits to be fetched
-    BlockPool blocks;       // audio on its way in
+    AudioQueue outputQueue;               // processed audio that waits to be fetched
+    BlockPool blocks;                     // audio on its way in
     std::vector<const float*> outputRows; // one a channel, of a stretch on its way out
 };
 

@@ -115,7 +115,9 @@ public:
 
     /// Makes `changes` the count, for the whole graph, of the frames that began or ended to wait for
     /// a flush: all layers that can reach each other share one.
-    void countBurstsIn(std::shared_ptr<std::uint64_t> changes) { burstChanges = std::move(changes); }
+    void countBurstsIn(std::shared_ptr<std::uint64_t> changes) {
+        burstChanges = std::move(changes);
+    }
 
 protected:
     /// Passes a tensor to every successor. True when any of them returned true.

@@ -34,6 +34,8 @@ public:
     /// Busses that have parameters; those past them have a gain of 1 and a sensitivity of 0.
     static constexpr int maxParameterBusses = 16;
 
+    SorvaneProcessor();
+
     /// Loads the models of files. False when one can't be loaded or they disagree in frame length,
     /// hop, rate or channels; the object is then fit for destruction alone. std::length_error for
     /// negative channels. With two or more models starts their threads; std::system_error when one
@@ -61,8 +63,6 @@ public:
     std::array<std::atomic<float>, maxParameterBusses> busSensitivities; // -100 to 100
     std::array<std::atomic<float>, maxParameterBusses> busGains;         // linear, from 0
     std::atomic<float> bandExtension{1.0F}; // when not 0, masks go on above the model's band
-
-    SorvaneProcessor();
 
 protected:
     void processSpectrum(const ComplexSignal32& frame,

@@ -175,16 +175,23 @@ ComplexSignal32 SorvaneProcessor::mixMasks(const ComplexSignal32& input) {
 /// `whole`. Each gain stands on its own term: a small term beside a large one doesn't vanish.
 void SorvaneProcessor::mixBusses(const ComplexSignal32& whole, bool areMasks,
                                  ComplexSignal32& mix) {
-    ComplexSignal32 remainder = spectra.take(mix.channels, mix.length);
-    mix.fill(0.0F);
-    remainder.fill(0.0F);
-    for (std::size_t bus = 0; bus < numQueues(); ++bus) {
+    ComplexSignal32 sum = areMasks ? bentMask(0) : frontMask(0);
+    for (int c = 0; mix.length > 0 && c < mix.channels; ++c)
+        check(ippsMulC_32fc(sum.row(rowFor(sum, c)), gainOf(0), mix.channelData(c), mix.length));
+    for (std::size_t bus = 1; bus < numQueues(); ++bus) {
         const ComplexSignal32 part = areMasks ? bentMask(bus) : frontMask(bus);
         addScaledRows(mix, part, gainOf(bus));
-        addScaledRows(remainder, part, 1.0F);
+        ComplexSignal32 newSum = spectra.take(part.channels, part.length);
+        for (int c = 0; part.length > 0 && c < part.channels; ++c)
+            check(ippsAdd_32fc(sum.row(c), part.row(c), newSum.channelData(c), part.length));
+        std::swap(sum, newSum);
+        recycle(std::move(newSum));
     }
+    ComplexSignal32 remainder = spectra.take(mix.channels, mix.length);
     for (int c = 0; mix.length > 0 && c < mix.channels; ++c)
-        check(ippsSub_32fc(remainder.row(c), whole.row(c), remainder.channelData(c), mix.length));
+        check(ippsSub_32fc(sum.row(rowFor(sum, c)), whole.row(c), remainder.channelData(c),
+                           mix.length));
+    recycle(std::move(sum));
     const float sensitivity = areMasks ? sensitivityOf(numQueues()) : 0.0F;
     if (sensitivity != 0.0F)
         bend(remainder, sensitivity, remainder);

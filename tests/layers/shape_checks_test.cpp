@@ -204,7 +204,10 @@ TEST(ShapeChecks, AMissingBufferIsNoticedAtItsFirstUse) {
           selfAttention("constants", "input", ones({2, 2}), {}, 0, {})}) {
         NeuralModel<float> model = modelOf({layer});
         for (int i = 0; i < 2; ++i)
-            EXPECT_EQ(errorOf([&] { run(model, tensorOf({1, 3, 2}, i)); }), nullError)
+            EXPECT_EQ(errorOf([&] {
+                          run(model, tensorOf({1, 3, 2}, i));
+                      }),
+                      nullError)
                 << layer.name;
     }
     for (const ShapeCase& entry : shapeCases) {

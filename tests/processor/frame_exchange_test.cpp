@@ -79,8 +79,7 @@ TEST(FrameExchange, PacksBinsBelowAtAndAboveTheModels) {
 // As far as floats go: a sum of quotients, and a level that moves with every bin.
 TEST(FrameExchange, RoundsAsItIsWritten) {
     NeuralModel<float> model;
-    ASSERT_TRUE(load(
-        model, modelWith({.code = 6, .split = 0, .rest = 6, .pool = 3}, 1).bytes()));
+    ASSERT_TRUE(load(model, modelWith({.code = 6, .split = 0, .rest = 6, .pool = 3}, 1).bytes()));
     ComplexSignal32 frame(2, 40);
     frame.fill({1.0F, -5.0F});
     const std::vector<float> packed = valuesOf(model.packFrames({frame}));

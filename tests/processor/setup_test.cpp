@@ -21,13 +21,13 @@ struct Sizes {
 };
 
 enum class Outcome {
-    null,      // of the creator
-    raises,    // at creation
-    lateNull,  // the null-pointer error at the first full frame
-    lateSize,  // the size error at the first full frame
-    silent,    // takes audio and gives none: not a frame was full
-    passes,    // audio goes through as it is
-    runs,      // whole hops, finite
+    null,     // of the creator
+    raises,   // at creation
+    lateNull, // the null-pointer error at the first full frame
+    lateSize, // the size error at the first full frame
+    silent,   // takes audio and gives none: not a frame was full
+    passes,   // audio goes through as it is
+    runs,     // whole hops, finite
 };
 
 struct SetupCase {

@@ -1,4 +1,5 @@
 #include "support/thread_pool.h"
+#include "support/vector/ipps.h"
 #include "util/processor_handle.h"
 
 #include <gtest/gtest.h>
@@ -26,6 +27,10 @@ TEST(SeveralModels, TakeAudioAndNeverGiveAny) {
         EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), 0);
         sorvaneResetProcessorState(handle.get());
     }
+    // A model that names no busses asks for no queue.
+    const ModelFile nameless{.numMasks = -1, .outputNames = {}};
+    const ProcessorHandle giving = makeProcessor(std::vector<ModelFile>{{}, nameless}, 2, 48000.0);
+    EXPECT_FALSE(process(giving.get(), noise(2, 2000, 1))[0].empty());
 }
 
 TEST(SeveralModels, MustAgreeInAllButTheTransformLength) {
@@ -139,8 +144,9 @@ TEST(ThreadPool, JobsRunInOrderAndMayThrow) {
     ThreadPool other(1);
     std::fesetenv(FE_DFL_ENV);
     volatile float denormal = 1e-40F;
-    EXPECT_TRUE(other.enqueue([&] { return fegetround() == FE_TONEAREST && denormal * 0.5F > 0.0F; })
-                    .get());
+    EXPECT_TRUE(
+        other.enqueue([&] { return fegetround() == FE_TONEAREST && denormal * 0.5F > 0.0F; })
+            .get());
 
     std::future<int> orphan = ThreadPool(0).enqueue([] { return 1; });
     EXPECT_THROW(orphan.get(), std::future_error);
