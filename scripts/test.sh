@@ -9,7 +9,9 @@ cd "$(dirname "$0")/.."
 
 packages=(cmake doxygen ffmpeg g++ git ladspa-sdk lilv-utils lv2-dev make ninja-build pkg-config sordi sox
     libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev
-    pybind11-dev python3-dev python3-matplotlib python3-numpy)
+    pybind11-dev python3-dev python3-matplotlib python3-numpy
+    # what the Python package can use
+    mypy python3-soundfile python3-tqdm)
 strict=OFF
 case "${1:-}" in
 "") ;;

@@ -1,7 +1,9 @@
 """Runs trained neural networks on streaming audio.
 
-`Processor` sends audio through a model; `Model` drives a model's network with tensors. Both are
-context managers. What the engine throws arrives as RuntimeError, MemoryError or ValueError.
+`denoise` takes the noise out of an array, `denoise_file` out of a file. `Processor` sends audio
+through a model block by block; `Model` drives a model's network with tensors. Both are context
+managers. `models` lists what is installed. What the engine throws arrives as RuntimeError,
+MemoryError or ValueError.
 """
 
 import ctypes
@@ -20,8 +22,11 @@ if _spec is not None:
 del _spec
 
 from ._busses import Bus, Busses
+from ._denoise import denoise
 from ._engine import version as __version__
-from ._model import Model
+from ._files import denoise_file
+from ._model import Model, models
 from ._processor import Processor
 
-__all__ = ["Bus", "Busses", "Model", "Processor", "__version__"]
+__all__ = ["Bus", "Busses", "Model", "Processor", "__version__", "denoise", "denoise_file",
+           "models"]

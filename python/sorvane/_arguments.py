@@ -12,13 +12,16 @@ import numpy.typing as npt
 FloatArray = npt.NDArray[np.float32]
 
 
-def readable_path(path: str | os.PathLike[str]) -> bytes:
-    """The path as the operating system takes it; OSError when the file can't be opened."""
-    encoded = os.fsencode(path)
-    mode = os.stat(path).st_mode
+def model_file(model: str | os.PathLike[str]) -> bytes:
+    """The path or name of a model as the engine takes it; OSError when the file can't be opened."""
+    encoded = os.fsencode(model)
+    if not os.path.lexists(model) and os.path.dirname(encoded) == b"" and not encoded.endswith(
+            b".model"):
+        return encoded  # a name: the engine knows where models lie
+    mode = os.stat(model).st_mode
     if not (stat.S_ISREG(mode) or stat.S_ISDIR(mode)):  # opening a pipe waits for a writer
-        raise OSError(errno.EINVAL, "Not a regular file", os.fspath(path))
-    with open(path, "rb"):
+        raise OSError(errno.EINVAL, "Not a regular file", os.fspath(model))
+    with open(model, "rb"):
         return encoded
 
 

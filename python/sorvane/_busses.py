@@ -22,6 +22,11 @@ class Bus:
         return self._name
 
     @property
+    def number(self) -> int:
+        """Number of the bus, from 0."""
+        return self._index
+
+    @property
     def gain(self) -> float:
         """Linear gain, 0 to 100; 1 at first."""
         return self._engine.gain(self._index)
@@ -79,3 +84,6 @@ class Busses(Sequence[Bus]):
             if bus.name == key:
                 return bus
         raise KeyError(f"no bus {key!r}; there are {', '.join(self.names)}")
+
+    def __repr__(self) -> str:
+        return f"Busses({self.names})"

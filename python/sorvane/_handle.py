@@ -11,6 +11,8 @@ _Handle = TypeVar("_Handle", bound="Handle")
 class Handle:
     """A handle of the engine, which ends with `close` or with the block that it is opened in."""
 
+    __slots__ = ("__weakref__", "_engine")
+
     _engine: Model | Processor
 
     def close(self) -> None:

@@ -8,7 +8,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _engine
-from ._arguments import FloatArray, float_array, readable_path
+from ._arguments import FloatArray, float_array, model_file
 from ._busses import Busses
 from ._handle import Handle
 
@@ -16,19 +16,24 @@ from ._handle import Handle
 class Processor(Handle):
     """Sends streaming audio through a model.
 
-    with Processor("noise-gate-48k.model", channels=2, rate=48000) as processor:
-        processor.busses["Noise"].gain = 0.1
+    with Processor("speech-48k", channels=2, rate=48000) as processor:
+        processor.silence_noise()
         for block in blocks:
             play(processor.process(block))
         play(processor.finish())
 
     Audio has the shape (channels, samples), full scale at 1. One call of `process`, `finish` and
-    `reset` runs at a time, without Python's lock; others wait. Busses may be steered on other
+    `reset` runs at a time, without Python's lock; others wait. Controls may be moved on other
     threads meanwhile.
     """
 
+    __slots__ = ("_busses", "_channels", "_inverted", "_model", "_rate")
+
+    _engine: _engine.Processor
+
     def __init__(self, model: str | os.PathLike[str], channels: int, rate: float) -> None:
-        """Loads the model file `model` for audio of `channels` channels at `rate` hertz.
+        """Loads a model, by its name or the path of its file, for audio of `channels` channels at
+        `rate` hertz.
 
         Neither need be the model's own. Raises OSError when the file can't be opened, and
         ValueError when it is no valid model or can't run at this rate.
@@ -39,10 +44,12 @@ class Processor(Handle):
             raise ValueError(f"a processor has at least one channel, not {channels}")
         if not (math.isfinite(rate) and rate > 0):
             raise ValueError(f"a rate is above 0, not {rate}")
-        self._engine: _engine.Processor = _engine.Processor(readable_path(model), channels, rate)
+        self._engine = _engine.Processor(model_file(model), channels, rate)
+        self._model = os.fspath(model)
         self._channels = channels
         self._rate = rate
         self._busses = Busses(self._engine)
+        self._inverted = False
 
     @property
     def channels(self) -> int:
@@ -61,33 +68,81 @@ class Processor(Handle):
 
     @property
     def latency(self) -> int:
-        """How late the output is, in samples, when blocks have any size."""
+        """How many samples the model holds back."""
         return self._engine.latency
 
-    def process(self, block: npt.ArrayLike) -> FloatArray:
+    @property
+    def remainder(self) -> float:
+        """Level of what the mask of a model of two busses leaves over, -96 to 0 dB; 0 at first.
+
+        Setting it makes the gain of the other bus 1. ValueError for models of more busses.
+        """
+        gain = self._busses[-1].gain
+        return 20 * math.log10(gain) if gain > 0 else -math.inf
+
+    @remainder.setter
+    def remainder(self, decibels: float) -> None:
+        self._engine.set_remainder(decibels)
+
+    @property
+    def amount(self) -> float:
+        """How much of the result is in the output: 0 is the input, 1 the result, as at first."""
+        return self._engine.amount()
+
+    @amount.setter
+    def amount(self, value: float) -> None:
+        self._engine.set_amount(value)
+
+    @property
+    def inverted(self) -> bool:
+        """Whether what the result lacks comes out instead of what it keeps."""
+        return self._inverted
+
+    @inverted.setter
+    def inverted(self, value: bool) -> None:
+        self._engine.set_inverted(value)
+        self._inverted = bool(value)
+
+    def silence_noise(self) -> None:
+        """Gives what a model of two busses was made for without its remainder: speech without
+        noise. ValueError for models of more busses."""
+        self._engine.silence_noise()
+
+    def isolate(self, bus: int | str) -> None:
+        """Gives one bus alone, by number or name: its gain becomes 1, all others 0."""
+        self._engine.isolate(self._busses[bus].number)
+
+    def process(self, block: npt.ArrayLike, axis: int = -1) -> FloatArray:
         """Pushes a block of any length and gives what is ready, possibly nothing.
 
         block    floats (channels, samples); with one channel also (samples,).
-        returns  float32 (channels, samples). The first sample that comes out belongs to the first
-                 that went in.
+        axis     that of the samples: 0 for blocks (samples, channels), as soundfile gives them.
+        returns  float32 in the same layout; (channels, samples) for one of one dimension. The first
+                 sample that comes out belongs to the first that went in.
 
         After an exception of the engine, what hadn't come out comes out as silence.
         """
         array = float_array(block, "a block")
         if array.ndim == 1 and self._channels == 1:
-            array = array[np.newaxis]
+            array, axis = array[np.newaxis], -1
+        if array.ndim == 2:
+            array = np.moveaxis(array, axis, -1)
         if array.ndim != 2 or array.shape[0] != self._channels:
             shape = f"({self._channels}, samples)"
-            raise ValueError(f"a block has the shape {shape}, not {array.shape}")
-        return self._engine.process(array)
+            raise ValueError(f"a block has the shape {shape}, not {np.shape(block)}")
+        return np.moveaxis(self._engine.process(np.ascontiguousarray(array)), -1, axis)
 
-    def finish(self) -> FloatArray:
+    def finish(self, axis: int = -1) -> FloatArray:
         """Ends the stream: gives what is still held back, and begins a new stream.
 
         All of a stream's output is then as long as its input.
         """
-        return self._engine.finish()
+        return np.moveaxis(self._engine.finish(), -1, axis)
 
     def reset(self) -> None:
-        """Drops all audio in flight and begins a new stream. Gains and sensitivities stay."""
+        """Drops all audio in flight and begins a new stream. Controls stay."""
         self._engine.reset()
+
+    def __repr__(self) -> str:
+        state = ", closed" if self.closed else f", busses={self.busses.names}"
+        return f"Processor({self._model!r}, channels={self.channels}, rate={self.rate:g}{state})"

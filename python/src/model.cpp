@@ -23,9 +23,29 @@ void Model::reset() {
 }
 
 py::tuple Model::info() const {
-    const SorvaneHostModelInfo info = handle.get()->info();
-    return py::make_tuple(info.sampleRate, info.numChannels, info.transformLength, info.frameLength,
-                          info.hop, info.latencyFrames);
+    const std::shared_ptr<host::Model> model = handle.get(); // has the name
+    const SorvaneHostModelInfo info = model->info();
+    return py::make_tuple(py::bytes(info.name), info.sampleRate, info.numChannels,
+                          info.transformLength, info.frameLength, info.hop, info.latencyFrames,
+                          info.numBins);
+}
+
+std::vector<py::bytes> Model::busNames() const {
+    std::vector<py::bytes> names;
+    for (const std::string& name : handle.get()->busNames())
+        names.emplace_back(name);
+    return names;
+}
+
+std::vector<std::pair<py::bytes, py::bytes>> listModels() {
+    std::vector<std::pair<py::bytes, py::bytes>> models;
+    for (const host::FoundModel& model : host::listModels())
+        models.emplace_back(model.name, model.path);
+    return models;
+}
+
+double badness(const std::string& path, double rate) {
+    return host::Model(path).rateFit(rate).badness;
 }
 
 } // namespace sorvane::python

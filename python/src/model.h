@@ -5,6 +5,8 @@
 #include <pybind11/numpy.h>
 #include <sorvane_host.hpp>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace sorvane::python {
 
@@ -23,11 +25,18 @@ public:
     void close() { handle.close(); }
     [[nodiscard]] bool isClosed() const { return handle.isClosed(); }
 
-    /// (sampleRate, numChannels, fftLength, frameLength, hop, latencyFrames)
+    /// (name, sampleRate, numChannels, fftLength, frameLength, hop, latencyFrames, numBins)
     [[nodiscard]] pybind11::tuple info() const;
+    [[nodiscard]] std::vector<pybind11::bytes> busNames() const;
 
 private:
     Handle<host::Model> handle;
 };
+
+/// The paths of the models that can be opened by name, by their names.
+std::vector<std::pair<pybind11::bytes, pybind11::bytes>> listModels();
+
+/// How badly a model suits a rate: 0 at its own.
+double badness(const std::string& path, double rate);
 
 } // namespace sorvane::python

@@ -18,9 +18,10 @@ void translate(std::exception_ptr raised) {
     } catch (const sorvane::host::Error& error) {
         const SorvaneHostStatus status = error.status();
         const bool ran = status == SORVANE_HOST_ENGINE || status == SORVANE_HOST_NO_OUTPUT;
-        PyErr_SetString(status == SORVANE_HOST_NO_MEMORY ? PyExc_MemoryError
-                        : ran                            ? PyExc_RuntimeError
-                                                         : PyExc_ValueError,
+        PyErr_SetString(status == SORVANE_HOST_NO_MEMORY   ? PyExc_MemoryError
+                        : status == SORVANE_HOST_NOT_FOUND ? PyExc_FileNotFoundError
+                        : ran                              ? PyExc_RuntimeError
+                                                           : PyExc_ValueError,
                         error.what());
     }
 }
@@ -33,8 +34,11 @@ PYBIND11_MODULE(_engine, module) {
     py::register_local_exception_translator(&translate);
     module.attr("version") = sorvaneHostVersionText();
 
+    module.def("list_models", &listModels);
+    module.def("badness", &badness, py::call_guard<py::gil_scoped_release>());
+
     py::class_<Processor>(module, "Processor")
-        .def(py::init<const std::string&, int, double>())
+        .def(py::init<const std::string&, int, double>(), py::call_guard<py::gil_scoped_release>())
         .def("process", &Processor::process)
         .def("finish", &Processor::finish)
         .def("reset", &Processor::reset)
@@ -43,15 +47,22 @@ PYBIND11_MODULE(_engine, module) {
         .def("set_gain", &Processor::setGain)
         .def("sensitivity", &Processor::sensitivity)
         .def("set_sensitivity", &Processor::setSensitivity)
+        .def("amount", &Processor::amount)
+        .def("set_amount", &Processor::setAmount)
+        .def("set_inverted", &Processor::setInverted)
+        .def("set_remainder", &Processor::setRemainder)
+        .def("isolate", &Processor::isolate)
+        .def("silence_noise", &Processor::silenceNoise)
         .def("bus_names", &Processor::busNames)
         .def_property_readonly("closed", &Processor::isClosed)
         .def_property_readonly("latency", &Processor::latency);
 
     py::class_<Model>(module, "Model")
-        .def(py::init<const std::string&>())
+        .def(py::init<const std::string&>(), py::call_guard<py::gil_scoped_release>())
         .def("run", &Model::run)
         .def("reset", &Model::reset)
         .def("close", &Model::close)
         .def("info", &Model::info)
+        .def("bus_names", &Model::busNames)
         .def_property_readonly("closed", &Model::isClosed);
 }

@@ -31,6 +31,12 @@ public:
     void setGain(int bus, float value) { handle.get()->setGain(bus, value); }
     [[nodiscard]] float sensitivity(int bus) const { return handle.get()->sensitivity(bus); }
     void setSensitivity(int bus, float value) { handle.get()->setSensitivity(bus, value); }
+    [[nodiscard]] float amount() const { return handle.get()->amount(); }
+    void setAmount(float value) { handle.get()->setAmount(value); }
+    void setInverted(bool value) { handle.get()->setInverted(value); }
+    void setRemainder(float decibels) { handle.get()->setRemainder(decibels); }
+    void isolate(int bus) { handle.get()->isolateBus(bus); }
+    void silenceNoise() { handle.get()->silenceNoise(); }
     [[nodiscard]] std::vector<pybind11::bytes> busNames() const;
 
     /// How late the output is, in samples, when pushes have any size.

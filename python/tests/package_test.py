@@ -168,7 +168,7 @@ class ProcessorTest(Folder):
         pipe = self.folder / "pipe"
         os.mkfifo(pipe)
         for path, reason in [(pipe, "Not a regular file"), (self.folder, "Is a directory"),
-                             ("missing", "No such file")]:
+                             ("missing.model", "No such file")]:
             with self.subTest(path=path):
                 code = f"import sorvane; sorvane.Model({str(path)!r})"
                 tried = subprocess.run([sys.executable, "-c", code], timeout=60,
@@ -265,7 +265,7 @@ class ProcessorTest(Folder):
 
     def test_the_readme(self):
         text = (pathlib.Path(__file__).parents[1] / "README.md").read_text(encoding="utf-8")
-        code = re.search("```python[^\n]*\n(.*?)```", text, re.DOTALL)[1]
+        code = re.search("```python[^\n]*package_test[^\n]*\n(.*?)```", text, re.DOTALL)[1]
         played = []
         names = {"blocks": np.split(noise(2, 9600), 10, axis=1), "play": played.append,
                  "magnitudes": np.ones((4, 513, 1))}

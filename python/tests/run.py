@@ -12,6 +12,8 @@ except ImportError:
 folder = pathlib.Path(__file__).parent
 sys.path[:0] = [str(folder), str(folder.parents[1] / "examples")]
 import package_test
+from denoise_test import *  # noqa: F403
+from package_test import *  # noqa: F403
 
 package_test.GATE = sys.argv[1]
-unittest.main(package_test, argv=sys.argv[:1])
+unittest.main(argv=[sys.argv[0], *sys.argv[2:]])
