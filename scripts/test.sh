@@ -3,7 +3,8 @@
 # Installs what is missing, builds, and runs all tests. With --all it first checks the formatting, and
 # builds and tests under the sanitizers too, with both compilers and with warnings as errors, and fuzzes
 # for a minute each.
-# Ends with the test runner's summary; the exit code tells whether all went well.
+# Names each stage as it begins, and ends with the test runner's summary; the exit code tells whether
+# all went well.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,7 +21,7 @@ case "${1:-}" in
     packages+=(clang clang-format libclang-rt-dev)
     ;;
 *)
-    sed -n '2,6s/^# //p' "$0" >&2
+    sed -n '2,7s/^# //p' "$0" >&2
     exit 2
     ;;
 esac
@@ -31,21 +32,36 @@ if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache CMAKE_C_COMPILER_LAUNCHER=ccache
 fi
 
+# stage WHAT: tells what begins now, and how long it took the last time in this folder.
+current=
+stage() {
+    [ -z "$current" ] || echo "$((SECONDS - began))" >"build/times/$current"
+    current=${1// /-} began=$SECONDS
+    local last
+    last=$(cat "build/times/$current" 2>/dev/null) && last=" ($last s last time)"
+    echo "== $(date +%H:%M:%S) $1$last"
+}
+
+# Ninja says what it builds, on one line of a terminal; a file gets nothing but what goes wrong.
+quiet=(--quiet)
+[ ! -t 1 ] || quiet=()
+
 # run NAME PRESET [CMAKE OPTION...]: builds into build/NAME and runs the tests.
 run() {
     local name=$1 preset=$2
     shift 2
-    echo "== $name"
+    stage "$name build"
     cmake --preset "$preset" -B "build/$name" -DSORVANE_WERROR=$strict "$@" >"build/$name.log" ||
         { cat "build/$name.log"; return 1; }
-    "${prefix[@]}" cmake --build "build/$name" -j "$jobs" -- --quiet
+    "${prefix[@]}" cmake --build "build/$name" -j "$jobs" -- "${quiet[@]}"
+    stage "$name tests"
     "${prefix[@]}" ctest --test-dir "build/$name" -j "$jobs" --output-on-failure
 }
 
 prefix=(env)
-mkdir -p build
+mkdir -p build/times
 if [ $strict = ON ]; then
-    echo "== format"
+    stage format
     git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run --Werror
 
     run asan-clang asan -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
@@ -57,7 +73,8 @@ if [ $strict = ON ]; then
     run tsan tsan
     prefix=(env)
 
-    echo "== fuzz"
+    stage fuzz
     scripts/fuzz.sh all 60 build/fuzz-corpus
 fi
 run release release -DSORVANE_BUILD_PYTHON=ON -DPython_EXECUTABLE=/usr/bin/python3
+stage end
