@@ -1,18 +1,20 @@
 #!/usr/bin/env bash
 # usage: scripts/long_run.sh [SECONDS]
-# Runs a U-shaped network over a minute and over SECONDS (an hour) of audio, and prints the time and the
+# Runs a speech model over a minute and over SECONDS (an hour) of audio, and prints the time and the
 # most memory that each took: memory must not grow with the length. Needs a release build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+scripts/install_packages.sh sox
 bin=build/release/bin
+model=models/speech-small-16k.model
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
 for seconds in 60 "${1:-3600}"; do
-    "$bin/make_long_run" "$folder/u.model" "$folder/in.wav" "$seconds"
+    sox -R -n -r 16000 -b 16 "$folder/in.wav" synth "$seconds" whitenoise vol 0.5
     start=$(date +%s)
-    "$bin/sorvane" process "$folder/u.model" "$folder/in.wav" "$folder/out.wav" --stem 0 --force &
+    "$bin/sorvane" process "$model" "$folder/in.wav" "$folder/out.wav" --stem 0 --force &
     process=$!
     peak=0
     while status=$(grep VmHWM "/proc/$process/status" 2>/dev/null); do
@@ -22,4 +24,4 @@ for seconds in 60 "${1:-3600}"; do
     wait "$process"
     echo "$seconds s of audio: $(($(date +%s) - start)) s, at most $peak kB"
 done
-"$bin/sorvane" info "$folder/u.model" | tail -n 40
+"$bin/sorvane" info "$model" | tail -n 40

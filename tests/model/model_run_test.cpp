@@ -48,13 +48,4 @@ TEST(ModelRun, EmptyTensorsGiveNoValues) {
     EXPECT_FALSE(BaseLayer<float>(inputKind).forward({}, nullptr));
 }
 
-TEST(ModelRun, AJoinTakesFramesFromItsInputsAlone) {
-    NeuralModel<float> model;
-    ASSERT_TRUE(
-        load(model, ModelFile{.layers = {concat("a", {"input"})}, .outputSource = "a"}.bytes()));
-    const Tensor32 frame = makeTensor({1, 1, 1}, {3});
-    EXPECT_FALSE(model.layers.at("a")->forward(frame, nullptr));
-    EXPECT_EQ(valuesOf(run(model, frame)), std::vector<float>{3});
-}
-
 } // namespace sorvane::test

@@ -1,63 +1,63 @@
 #include "reference/network_comparison.h"
 
 #include "model/load_util.h"
-
-#include <gtest/gtest.h>
+#include "reference/reference_network.h"
 
 #include <algorithm>
 #include <sstream>
-#include <stdexcept>
 
 namespace sorvane::test {
 
 namespace {
 
-std::vector<float> floatsOf(const Tensor& tensor) {
-    std::vector<float> values;
-    for (const Real& x : tensor.values)
-        values.push_back(static_cast<float>(x.value));
-    return values;
-}
-
 // Random frames up to full scale, some of them silent or nearly so.
-Tensor randomFrames(Random& random, int frames, int positions, int channels) {
-    Tensor result(frames, positions, channels);
+Stream randomStream(Random& random, int frames, int positions, int channels) {
+    Stream result{positions, channels};
     for (int t = 0; t < frames; ++t) {
         const double amplitude = random.chance(0.9) ? 1.0 : random.chance(0.5) ? 1e-11 : 0.0;
-        for (int i = 0; i < result.frameSize(); ++i)
-            result.frame(t)[i] = exact(static_cast<float>(random.uniform(-amplitude, amplitude)));
+        result.frames.emplace_back();
+        for (int i = 0; i < positions * channels; ++i)
+            result.frames[static_cast<std::size_t>(t)].push_back(
+                exact(static_cast<float>(random.uniform(-amplitude, amplitude))));
     }
     return result;
 }
 
-std::string difference(const EngineResult& actual, const std::optional<Tensor>& expected,
+// Frames `begin` up to `end` - 1 through the engine.
+Tensor32 runEngine(NeuralModel<float>& model, const Stream& input, int begin, int end) {
+    std::vector<float> values;
+    for (int t = begin; t < end; ++t)
+        for (const Real& x : input.frames[static_cast<std::size_t>(t)])
+            values.push_back(static_cast<float>(x.value));
+    return run(model, makeTensor({end - begin, input.positions, input.channels}, values));
+}
+
+// Compares a tensor with the frames from `begin` on.
+std::string difference(const Tensor32& actual, const Stream& expected, int begin,
                        ComparisonCounts& counts) {
-    const std::vector<int> shape =
-        expected ? std::vector<int>{expected->frames, expected->positions, expected->channels}
-                 : std::vector<int>{};
-    if (actual.shape != shape)
-        return "shape " + testing::PrintToString(actual.shape) + ", expected " +
-               testing::PrintToString(shape);
-    for (int t = 0; expected && t < expected->frames; ++t) {
-        const Real* frame = expected->frame(t);
+    const int frames = actual.shape.empty() ? 0 : actual.shape[0];
+    if (begin + frames > expected.length() ||
+        (frames > 0 &&
+         actual.shape != std::vector<int>{frames, expected.positions, expected.channels}))
+        return "a tensor of " + std::to_string(elementCount(actual.shape)) + " elements";
+    const float* value = actual.elements();
+    for (int t = begin; t < begin + frames; ++t) {
+        const std::vector<Real>& frame = expected.frames[static_cast<std::size_t>(t)];
         double magnitude = 0.0;
-        for (int i = 0; i < expected->frameSize(); ++i)
-            magnitude = std::max(magnitude, std::fabs(frame[i].value));
-        for (int i = 0; i < expected->frameSize(); ++i) {
-            const float value = actual.values.data()[t * expected->frameSize() + i];
-            const double error = std::fabs(exact(value).value - frame[i].value);
-            const double tolerance = kTolerance * frame[i].error;
-            counts.values += 1.0;
+        for (const Real& x : frame)
+            magnitude = std::max(magnitude, std::fabs(x.value));
+        counts.values += static_cast<double>(frame.size());
+        for (const Real& x : frame) {
+            const auto found = static_cast<double>(*value++);
+            const double tolerance = kTolerance * x.error;
             if (!(tolerance <= 0.01 * magnitude + 1e-30))
                 counts.looseValues += 1.0;
-            if (tolerance > 0.0)
-                counts.largestError = std::max(counts.largestError, error / tolerance);
-            if (!(error <= tolerance) && std::isfinite(tolerance)) {
-                std::ostringstream out;
-                out << "value " << i << " of frame " << t << " is " << value << ", expected "
-                    << frame[i].value << " within " << tolerance;
-                return out.str();
-            }
+            if (std::fabs(found - x.value) <= tolerance || !std::isfinite(tolerance))
+                continue;
+            std::ostringstream out;
+            out << found << " in frame " << t << ", expected " << x.value << " within "
+                << tolerance;
+            return out.str();
         }
     }
     return {};
@@ -65,52 +65,43 @@ std::string difference(const EngineResult& actual, const std::optional<Tensor>& 
 
 } // namespace
 
-EngineNetwork::EngineNetwork(const ModelFile& file) {
-    if (!load(m_model, file.bytes()))
-        throw std::runtime_error("the model file is refused");
-}
-
-EngineResult EngineNetwork::run(const Tensor& input) {
-    const Tensor32 result = test::run(
-        m_model, makeTensor({input.frames, input.positions, input.channels}, floatsOf(input)));
-    return {result.shape, valuesOf(result)};
-}
-
-std::string differenceToReference(const NetworkDescription& network, unsigned seed,
+std::string differenceToReference(const NetworkCase& network, unsigned seed,
                                   ComparisonCounts& counts) {
-    const double valuesBefore = counts.values;
-    std::ostringstream where;
-    try {
-        where << "while loading: ";
-        EngineNetwork engine(network.modelFile());
-        ReferenceNetwork reference(network);
-        if (engine.latency() != reference.latency())
-            return "latency " + std::to_string(engine.latency()) + ", expected " +
-                   std::to_string(reference.latency());
-        Random random(seed);
-        for (const bool grouped : {false, true}) {
-            const int total = random.between(20, 44);
-            for (int begin = 0; begin < total;) {
-                const int frames = grouped && !network.singleFrames ? random.between(0, 5) : 1;
-                where.str("");
-                where << (grouped ? "after a reset" : "frame by frame") << ", input frames "
-                      << begin << " to " << begin + frames - 1 << ": ";
-                const Tensor input =
-                    randomFrames(random, frames, network.positions, network.channels);
-                const std::string found =
-                    difference(engine.run(input), reference.run(input), counts);
-                if (!found.empty())
-                    return where.str() + found;
-                begin += frames;
-            }
-            engine.reset();
-            reference.reset();
+    NeuralModel<float> engine;
+    if (!load(engine, network.file.bytes()))
+        return "the file is refused";
+    if (engine.latencyFrames != referenceLatency(network.file))
+        return "latency " + std::to_string(engine.latencyFrames) + ", expected " +
+               std::to_string(referenceLatency(network.file));
+    Random random(seed);
+    const Stream input =
+        randomStream(random, random.between(network.mostFrames / 2, network.mostFrames),
+                     network.positions, network.channels);
+    const Stream expected = runReference(network.file, input);
+    for (const bool grouped : {false, true}) {
+        int given = 0;
+        for (int begin = 0; begin < input.length();) {
+            const int most = input.length() - begin;
+            const int frames =
+                grouped && !network.singleFrames ? std::min(random.between(0, 5), most) : 1;
+            std::string found;
+            const std::string error = errorOf([&] {
+                const Tensor32 result = runEngine(engine, input, begin, begin + frames);
+                found = difference(result, expected, given, counts);
+                given += result.shape.empty() ? 0 : result.shape[0];
+            });
+            if (!error.empty() || !found.empty())
+                return (grouped ? "after a reset, input frame " : "input frame ") +
+                       std::to_string(begin) + ": " + error + found;
+            begin += frames;
         }
-    } catch (const std::exception& exception) {
-        return where.str() + exception.what();
+        // Of a burst some frames may still wait.
+        if (network.hasBursts ? given < std::min(expected.length(), input.length()) - 16
+                              : given != expected.length())
+            return std::to_string(given) + " frames of " + std::to_string(expected.length());
+        counts.networksWithOutput += !grouped && given > 0 ? 1 : 0;
+        engine.reset();
     }
-    counts.networks += 1;
-    counts.networksWithOutput += counts.values > valuesBefore ? 1 : 0;
     return {};
 }
 

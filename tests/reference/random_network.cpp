@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
+#include <utility>
 
 namespace sorvane::test {
 
@@ -13,348 +13,269 @@ FileTensor randomTensor(Random& random, const std::vector<int>& shape, double am
     for (float& value : tensor.values) {
         value = static_cast<float>(random.uniform(-amplitude, amplitude));
         if (storage == 0)
-            value = static_cast<float>(halfValue(halfFromFloat(value)));
+            value = halfValue(halfFromFloat(value));
     }
     return tensor;
 }
 
 namespace {
 
-constexpr int kMaxPositions = 24;
-constexpr int kMaxChannels = 8;
-constexpr double kMaxRate = 2.0; // frames for one frame of the network's input
-constexpr double kMinRate = 0.1;
-constexpr double kMaxScale = 16.0;
-
 // The output of a layer.
 struct Stream {
     std::string name;
     int positions = 1;
     int channels = 1;
-    double rate = 1.0;
+    double rate = 1.0;   // frames for each frame of the network's input
     double scale = 0.6;  // about the root mean square of its values
     bool grouped = true; // hands on several frames at once when the network gets several
 };
 
 class Maker {
 public:
-    Maker(unsigned seed, const std::vector<int>& kinds) : m_random(seed), m_kinds(kinds) {}
+    Maker(unsigned seed, const std::vector<int>& kinds, int widest)
+        : m_random(seed), m_kinds(kinds), m_widest(widest) {}
 
-    NetworkDescription make() {
-        m_network.version = m_random.between(0x1004, 0x100B);
-        if (m_random.chance(0.5))
-            m_network.version = 0x100A;
-        m_network.positions = m_random.between(2, 12);
-        m_network.channels = m_random.between(1, 3);
-        m_streams.push_back({"input", m_network.positions, m_network.channels});
-        m_layerCount = m_random.between(3, 20);
-        while (static_cast<int>(m_network.layers.size()) < m_layerCount)
-            addLayer(m_random.pick(m_kinds));
-        m_network.outputSource =
-            m_random.chance(0.85) ? m_streams.back().name : m_random.pick(m_streams).name;
-        return m_network;
+    NetworkCase make() {
+        m_case.file.version = chance(0.5) ? 0x100A : between(0x1004, 0x100B);
+        m_case.positions = between(2, 12);
+        m_case.channels = between(1, m_widest - 1);
+        m_streams.push_back({"input", m_case.positions, m_case.channels});
+        const bool wide = m_widest > 4;
+        m_layerCount = static_cast<std::size_t>(wide ? between(1, 2) : between(3, 20));
+        m_case.mostFrames = wide ? 6 : 44;
+        while (m_case.file.layers.size() < m_layerCount) {
+            const int kind = m_random.pick(m_kinds);
+            if (kind == 9 || kind == 18) {
+                addJoin(kind);
+                continue;
+            }
+            Stream stream = pickSource(kind);
+            FileLayer layer{newName(), kind, {stream.name}};
+            if (complete(layer, stream))
+                add(layer, stream);
+        }
+        if (chance(0.15))
+            m_case.file.outputSource = m_random.pick(m_streams).name;
+        return m_case;
     }
 
 private:
-    void addLayer(int kind) {
-        if (kind == 9 || kind == 18)
-            return addJoin(kind);
-        Stream stream = pickSource(kind);
-        LayerDescription layer{kind, newName(), {stream.name}};
-        if (!complete(layer, stream))
-            return;
-        add(layer, stream);
-    }
+    int between(int low, int high) { return m_random.between(low, high); }
+    bool chance(double probability) { return m_random.chance(probability); }
 
-    void add(const LayerDescription& layer, Stream stream) {
-        stream.name = layer.name;
-        m_network.layers.push_back(layer);
+    void add(const FileLayer& layer, Stream stream) {
+        stream.name = m_case.file.add(layer);
         m_streams.push_back(stream);
     }
 
+    // In random order, as the order of the layers must not come from their names.
     std::string newName() {
-        // Names in random order, as the order of the layers must not come from their names.
-        return std::string(1, static_cast<char>(m_random.between('a', 'z'))) +
-               std::to_string(m_network.layers.size());
+        return std::string(1, static_cast<char>(between('a', 'z'))) +
+               std::to_string(m_case.file.layers.size());
     }
 
     Stream pickSource(int kind) {
-        if (kind == 3 && m_random.chance(0.7))
+        if (kind == 3 && chance(0.7))
             for (auto stream = m_streams.rbegin(); stream != m_streams.rend(); ++stream)
                 if (stream->rate < 1.0)
                     return *stream;
-        if (m_random.chance(0.55))
+        if (chance(0.55))
             return m_streams.back();
         const int count = static_cast<int>(m_streams.size());
-        const int first = m_random.chance(0.5) ? std::max(0, count - 4) : 0;
-        return *(m_streams.begin() + m_random.between(first, count - 1));
+        return *(m_streams.begin() + between(chance(0.5) ? std::max(0, count - 4) : 0, count - 1));
     }
 
     FileTensor tensor(const std::vector<int>& shape, double amplitude) {
-        const int storage = m_network.version >= 0x1009 && m_random.chance(0.4) ? 0 : 1;
-        return randomTensor(m_random, shape, amplitude, storage);
+        const bool half = m_case.file.version >= 0x1009 && chance(0.4);
+        return randomTensor(m_random, shape, amplitude, half ? 0 : 1);
     }
-
     // An empty tensor is a valid bias for some kinds.
     FileTensor optionalBias(const std::vector<int>& shape) {
-        if (m_random.chance(0.25))
-            return m_random.chance(0.5) ? FileTensor{} : FileTensor{{0}, {}};
+        if (chance(0.25))
+            return chance(0.5) ? FileTensor{} : FileTensor{{0}, {}};
         return tensor(shape, 0.3);
     }
-
-    FileTensor positive(int count, double low, double high) {
-        FileTensor result = constantTensor({count}, 0.0F);
-        for (float& value : result.values)
-            value = static_cast<float>(m_random.uniform(low, high));
-        return result;
-    }
-
     // Weights that keep the scale near 1 for `terms` products in a sum.
-    double amplitude(int terms, Stream& stream) {
-        const double result = std::sqrt(3.0 / std::max(terms, 1)) / std::max(stream.scale, 0.1);
-        stream.scale = 1.0;
-        return result;
+    FileTensor weights(const std::vector<int>& shape, int terms, Stream& stream) {
+        const double amplitude = std::sqrt(3.0 / std::max(terms, 1));
+        return tensor(shape, amplitude / std::max(std::exchange(stream.scale, 1.0), 0.1));
+    }
+    float number(double low, double high) {
+        return static_cast<float>(m_random.uniform(low, high));
     }
 
     // Fills in the layer and turns its input into its output; false when the input doesn't suit it.
-    bool complete(LayerDescription& layer, Stream& stream) {
+    bool complete(FileLayer& layer, Stream& s) {
+        const int version = m_case.file.version;
+        const int c = s.channels;
         switch (layer.kind) {
         case 2:
-            return completeConv(layer, stream);
+            return completeConv(layer, s);
         case 3:
-            return completeTransposedConv(layer, stream);
-        case 5:
-            stream.scale = std::max(0.8, 0.7 * stream.scale);
-            return true;
-        case 6:
-        case 20:
-            stream.scale = 0.6;
-            return true;
+            return completeTransposedConv(layer, s);
         case 7:
-            layer.code = m_random.between(0, 1);
-            layer.weights = tensor({stream.channels}, 1.5);
-            layer.bias = layer.code == 1 && m_network.version >= 0x100A
-                             ? optionalBias({stream.channels})
-                             : tensor({stream.channels}, 0.3);
-            stream.scale = layer.code == 1 ? 1.0 : 0.3 + stream.scale;
-            return stream.channels > 1 || layer.code == 0 || m_random.chance(0.2);
+            layer.code = between(0, 1);
+            layer.weights = tensor({c}, 1.5);
+            layer.bias =
+                layer.code == 1 && version >= 0x100A ? optionalBias({c}) : tensor({c}, 0.3);
+            s.scale = layer.code == 1 ? 1.0 : 0.3 + s.scale;
+            return c > 1 || layer.code == 0 || chance(0.2);
         case 12:
-            layer.slope = static_cast<float>(m_random.uniform(-0.5, 1.2));
+            layer.numbers = {number(-0.5, 1.2)};
             return true;
         case 14:
-            layer.weights = tensor({stream.positions, stream.positions, stream.channels},
-                                   amplitude(stream.positions, stream));
-            layer.bias = optionalBias({stream.positions * stream.channels});
-            return stream.positions <= 12;
+            layer.weights = weights({s.positions, s.positions, c}, s.positions, s);
+            layer.bias = optionalBias({s.positions * c});
+            return s.positions <= 12;
         case 15:
-            layer.timeTaps = tensor({m_random.between(1, 5)}, 1.0);
-            layer.weights = tensor({m_random.between(1, 5)}, 1.0);
-            stream.grouped = false;
+            layer.timeTaps = tensor({between(1, 5)}, 1.0);
+            layer.weights = tensor({between(1, 5)}, 1.0);
+            s.grouped = false;
             return true;
-        case 16: {
-            const int length = m_random.between(1, 6);
-            layer.weights = positive(length, 0.5 / length, 1.5 / length);
-            stream.scale = 1.0;
-            return true;
-        }
-        case 17:
-            stream.scale = std::max(1.0, stream.scale);
+        case 16:
+            layer.weights = constantTensor({between(1, 6)}, 0.0F);
+            for (float& value : layer.weights.values)
+                value = number(0.5, 1.5) / static_cast<float>(layer.weights.values.size());
+            s.scale = 1.0;
             return true;
         case 19:
-            return completeSelfAttention(layer, stream);
+            layer.weights = weights({c, c}, c, s);
+            layer.bias = tensor({s.positions, c}, 0.3);
+            if (version >= 0x1007 && chance(0.7))
+                layer.timeTaps = tensor({between(1, 5), c}, 1.0);
+            if (version >= 0x1007 && chance(s.grouped ? 0.1 : 0.5)) {
+                layer.parameters.delay = between(1, 4);
+                m_case.singleFrames = m_case.singleFrames || s.grouped;
+                s.grouped = false;
+            }
+            return true;
         case 22:
-            return completeRescale(layer, stream);
+            for (int b = between(1, 14); b > 0; --b) {
+                const int start = between(0, s.positions - 1);
+                const int length = between(1, std::min(4, s.positions - start));
+                layer.bands.push_back({start, tensor({length}, 1.5)});
+            }
+            s.positions = static_cast<int>(layer.bands.size());
+            return true;
         case 23:
-            layer.attack = static_cast<float>(m_random.uniform(0.0, 0.95));
-            layer.release = static_cast<float>(m_random.uniform(0.0, 0.99));
-            layer.epsilon = static_cast<float>(m_random.uniform(0.1, 1.0));
-            stream.scale = 1.0;
+            layer.numbers = {number(0.0, 0.95), number(0.0, 0.99), number(0.1, 1.0)};
+            s.scale = 1.0;
             return true;
-        default:
+        default: // activations
+            s.scale = std::max(0.8, s.scale);
             return true;
         }
     }
 
-    void randomParameters(ConvParameters& p) {
-        p.strideT = m_random.chance(0.6) ? 1 : m_random.between(2, 3);
-        p.strideF = m_random.chance(0.6) ? 1 : m_random.between(2, m_random.chance(0.2) ? 6 : 3);
-        p.dilationT = m_random.between(1, 3);
-        p.unusedParameter = m_random.between(-128, 127);
-        p.delay = m_random.chance(0.5) ? 0 : m_random.between(m_random.chance(0.1) ? -3 : 0, 4);
+    void randomise(ConvParameters& p) {
+        p.strideT = chance(0.6) ? 1 : between(2, 3);
+        p.strideF = chance(0.6) ? 1 : between(2, chance(0.2) ? 6 : 3);
+        p.dilationT = between(1, 3);
+        p.unusedParameter = between(-128, 127);
+        p.delay = chance(0.5) ? 0 : between(chance(0.1) ? -3 : 0, 4);
     }
 
-    bool completeConv(LayerDescription& layer, Stream& stream) {
+    bool completeConv(FileLayer& layer, Stream& s) {
         ConvParameters& p = layer.parameters;
-        randomParameters(p);
-        const int kernelT = m_random.between(1, 4);
-        const int kernelF = m_random.between(1, 6);
-        int in = stream.channels;
-        int out = m_random.between(1, 4);
-        if (stream.channels > 1 && m_random.chance(0.3)) { // depthwise, mostly with repetition
+        randomise(p);
+        int in = s.channels;
+        int out = between(1, m_widest);
+        if (in > 1 && chance(0.3)) { // depthwise, mostly with repetition
+            out = chance(0.1) ? between(1, in - 1) : in * between(1, 3);
             in = 1;
-            out = m_random.chance(0.1) ? m_random.between(1, stream.channels - 1)
-                                       : stream.channels * m_random.between(1, 3);
-        } else if (stream.channels > 2 && m_random.chance(0.1)) { // leaves channels out
-            in = stream.channels - 1;
-        }
-        layer.weights =
-            tensor({kernelT, kernelF, in, out}, amplitude(kernelT * kernelF * in, stream));
-        layer.bias = optionalBias({out});
-        stream.positions /= p.strideF;
-        stream.channels = out;
-        stream.rate /= p.strideT;
-        stream.grouped = false;
-        return stream.positions > 0 && out <= kMaxChannels && stream.rate >= kMinRate;
-    }
-
-    bool completeTransposedConv(LayerDescription& layer, Stream& stream) {
-        ConvParameters& p = layer.parameters;
-        randomParameters(p);
-        if (stream.rate < 1.0 && m_random.chance(0.7))
-            p.strideT = std::max(p.strideT, static_cast<int>(std::lround(1.0 / stream.rate)));
-        const int kernelT = m_random.between(1, 5);
-        const int kernelF = m_random.between(1, 6);
-        const bool separate = m_network.version >= 0x1008;
-        layer.outputChannels = m_random.between(1, 4);
-        int group = layer.outputChannels;
-        int in = stream.channels;
-        if (separate && stream.channels > 1 && m_random.chance(0.3)) { // depthwise
-            layer.outputChannels = stream.channels + (m_random.chance(0.2) ? 1 : 0);
-            group = 1;
-        } else if (separate && group > 1 && m_random.chance(0.1)) { // channels of bias alone
-            ++layer.outputChannels;
-        }
-        if (stream.channels > 2 && m_random.chance(0.05))
+            m_case.singleFrames = m_case.singleFrames || (s.grouped && out != s.channels);
+        } else if (in > 2 && chance(0.1)) { // leaves channels out
             --in;
-        layer.weights = tensor({kernelT, kernelF, group, in},
-                               amplitude((kernelT * kernelF * in + 1) / 2, stream));
-        layer.bias = optionalBias({layer.outputChannels});
-        stream.positions *= p.strideF;
-        stream.channels = layer.outputChannels;
-        stream.rate *= p.strideT;
-        stream.grouped = false;
-        return stream.positions <= kMaxPositions && stream.rate <= kMaxRate;
-    }
-
-    bool completeSelfAttention(LayerDescription& layer, Stream& stream) {
-        const int c = stream.channels;
-        layer.weights = tensor({c, c}, amplitude(c, stream));
-        layer.bias = tensor({stream.positions, c}, 0.3);
-        if (m_network.version < 0x1007)
-            return true;
-        if (m_random.chance(0.7))
-            layer.timeTaps = tensor({m_random.between(1, 5), c}, 1.0);
-        if (m_random.chance(stream.grouped ? 0.1 : 0.5))
-            layer.parameters.delay = m_random.between(1, 4);
-        if (layer.parameters.delay > 0) {
-            m_network.singleFrames = m_network.singleFrames || stream.grouped;
-            stream.grouped = false;
         }
-        return true;
+        const int kernelT = between(1, 4), kernelF = between(1, 6);
+        layer.weights = weights({kernelT, kernelF, in, out}, kernelT * kernelF * in, s);
+        layer.bias = optionalBias({out});
+        s = {"", s.positions / p.strideF, out, s.rate / p.strideT, s.scale, false};
+        return s.positions > 0 && out <= 2 * m_widest && s.rate >= 0.1;
     }
 
-    bool completeRescale(LayerDescription& layer, Stream& stream) {
-        const int count = m_random.between(1, 14);
-        for (int b = 0; b < count; ++b) {
-            const int start = m_random.between(0, stream.positions - 1);
-            const int length = m_random.between(1, std::min(4, stream.positions - start));
-            layer.bands.push_back({start, tensor({length}, 1.5)});
+    bool completeTransposedConv(FileLayer& layer, Stream& s) {
+        ConvParameters& p = layer.parameters;
+        randomise(p);
+        m_case.hasBursts = true;
+        if (s.rate < 1.0 && chance(0.7))
+            p.strideT = std::max(p.strideT, static_cast<int>(std::lround(1.0 / s.rate)));
+        const bool separate = m_case.file.version >= 0x1008;
+        int out = between(1, m_widest);
+        int group = out;
+        int in = s.channels;
+        if (separate && in > 1 && chance(0.3)) { // depthwise
+            out = in + (chance(0.2) ? 1 : 0);
+            group = 1;
+        } else if (separate && group > 1 && chance(0.1)) { // channels of bias alone
+            ++out;
         }
-        stream.positions = count;
-        return true;
+        if (in > 2 && chance(0.05)) {
+            --in;
+            m_case.singleFrames = m_case.singleFrames || s.grouped;
+        }
+        const int kernelT = between(1, 5), kernelF = between(1, 6);
+        layer.outputChannels = out;
+        layer.weights = weights({kernelT, kernelF, group, in}, (kernelT * kernelF * in + 1) / 2, s);
+        layer.bias = optionalBias({out});
+        s = {"", s.positions * p.strideF, out, s.rate * p.strideT, s.scale, false};
+        return s.positions <= 24 && s.rate <= 2.0;
     }
 
-    // Joins two or three streams of equal shape, mostly the last among them. Seldom they have
-    // different rates, or the later ones have more elements than are read.
+    // Joins two or three streams that fit, mostly the last among them and seldom of other rates.
     void addJoin(int kind) {
-        const bool anyRate = m_random.chance(0.1);
-        const bool larger = m_random.chance(0.1);
-        const int count = m_random.chance(0.03) ? 1 : m_random.between(2, 3);
-        std::vector<Stream> inputs = {m_random.chance(0.7) ? m_streams.back()
-                                                           : m_random.pick(m_streams)};
-        for (int tries = 0; tries < 40 && static_cast<int>(inputs.size()) < count; ++tries) {
+        const bool anyRate = chance(0.1);
+        const std::size_t count = chance(0.03) ? 1 : static_cast<std::size_t>(between(2, 3));
+        std::vector<Stream> inputs = {chance(0.7) ? m_streams.back() : m_random.pick(m_streams)};
+        for (int tries = 0; tries < 40 && inputs.size() < count; ++tries) {
             const Stream& s = m_random.pick(m_streams);
-            const auto fits = [&](const Stream& first) {
-                const int size = kind == 9 ? s.positions : s.positions * s.channels;
-                const int needed = kind == 9 ? first.positions : first.positions * first.channels;
-                const bool same = kind == 9 || s.channels == first.channels;
-                return (larger ? size >= needed : size == needed && same) && s.name != first.name &&
-                       (anyRate || std::fabs(s.rate - first.rate) < 0.01);
-            };
-            if (fits(inputs.front()) && s.name != inputs.back().name)
+            const Stream& first = inputs.front();
+            if (s.positions == first.positions && (kind == 9 || s.channels == first.channels) &&
+                s.name != first.name && s.name != inputs.back().name &&
+                (anyRate || std::fabs(s.rate - first.rate) < 0.01))
                 inputs.push_back(s);
         }
-        if (!larger && m_random.chance(0.5))
+        if (inputs.size() < count || m_case.file.layers.size() + count > m_layerCount)
+            return;
+        if (chance(0.5))
             std::reverse(inputs.begin(), inputs.end());
-        if (static_cast<int>(inputs.size()) < count)
-            return;
-        if (kind == 9)
-            addConcat(inputs);
-        else
-            addArithmetic(inputs);
-    }
-
-    static Stream joined(const std::vector<Stream>& inputs) {
+        FileLayer layer{"", kind};
+        layer.code = chance(0.05) ? m_random.pick<int>({-1, 4, 7}) : between(0, 3);
+        const bool divides = kind == 18 && layer.code == 1;
         Stream result = inputs.front();
-        for (const Stream& input : inputs)
-            result.rate = std::min(result.rate, input.rate);
         result.grouped = false;
-        return result;
-    }
-
-    void addConcat(const std::vector<Stream>& inputs) {
-        LayerDescription layer{9, newName(), {}};
-        Stream stream = joined(inputs);
-        stream.channels = 0;
-        for (const Stream& input : inputs) {
-            layer.inputs.push_back(input.name);
-            stream.channels += input.channels;
-            stream.scale = std::max(stream.scale, input.scale);
-        }
-        if (stream.channels <= kMaxChannels)
-            add(layer, stream);
-    }
-
-    void addArithmetic(std::vector<Stream> inputs) {
-        LayerDescription layer{18, "", {}};
-        layer.code =
-            m_random.chance(0.05) ? m_random.pick<int>({-1, 4, 7}) : m_random.between(0, 3);
-        const bool divides = layer.code == 1;
-        const std::size_t added = divides ? inputs.size() : 1;
-        if (m_network.layers.size() + added > static_cast<std::size_t>(m_layerCount) ||
-            (divides && std::find(m_kinds.begin(), m_kinds.end(), 6) == m_kinds.end()))
-            return;
-        Stream stream = joined(inputs);
         for (std::size_t i = 0; i < inputs.size(); ++i) {
             Stream& input = inputs[i];
-            if (divides && i + 1 < inputs.size()) { // all but the last are divisors
-                const LayerDescription sigmoid{6, newName(), {input.name}};
-                input.scale = 0.6;
-                add(sigmoid, input);
-                input.name = sigmoid.name;
-            }
-            layer.inputs.push_back(input.name);
-            if (i > 0)
-                stream.scale = layer.code == 0 ? stream.scale * input.scale
-                               : divides       ? 3.0 * input.scale / std::min(stream.scale, 1.0)
-                                               : stream.scale + input.scale;
+            if (divides && i + 1 < inputs.size()) // all but the last are divisors
+                add(activation(newName(), 6, input.name), input);
+            layer.inputs.push_back(divides && i + 1 < inputs.size() ? m_streams.back().name
+                                                                    : input.name);
+            result.rate = std::min(result.rate, input.rate);
+            if (i == 0)
+                continue;
+            result.channels += kind == 9 ? input.channels : 0;
+            result.scale = kind == 9         ? std::max(result.scale, input.scale)
+                           : layer.code == 0 ? result.scale * input.scale
+                           : divides         ? 3.0 * input.scale
+                                             : result.scale + input.scale;
         }
         layer.name = newName();
-        if (stream.scale <= kMaxScale)
-            add(layer, stream);
+        if (result.channels <= 2 * m_widest && result.scale <= 16.0)
+            add(layer, result);
     }
 
     Random m_random;
     std::vector<int> m_kinds;
-    NetworkDescription m_network;
+    int m_widest;
+    NetworkCase m_case;
     std::vector<Stream> m_streams;
-    int m_layerCount = 0;
+    std::size_t m_layerCount = 0;
 };
 
 } // namespace
 
-NetworkDescription randomNetwork(unsigned seed, const std::vector<int>& kinds) {
-    return Maker(seed, kinds).make();
+NetworkCase randomNetwork(unsigned seed, const std::vector<int>& kinds, int widest) {
+    return Maker(seed, kinds, widest).make();
 }
 
 } // namespace sorvane::test

@@ -3,24 +3,9 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <stdexcept>
 #include <utility>
 
 namespace sorvane::test {
-
-const FileField& FileImage::field(std::string_view name) const {
-    const auto found = std::find_if(fields.begin(), fields.end(),
-                                    [&](const FileField& entry) { return entry.name == name; });
-    if (found == fields.end())
-        throw std::out_of_range("no field " + std::string(name));
-    return *found;
-}
-
-void FileImage::overwrite(std::string_view name, std::int64_t value) {
-    const FileField& entry = field(name);
-    for (std::size_t i = 0; i < entry.size; ++i)
-        bytes[entry.offset + i] = static_cast<std::uint8_t>((i < 8 ? value >> (8 * i) : 0) & 0xFF);
-}
 
 FileTensor constantTensor(const std::vector<int>& shape, float value) {
     std::size_t count = 1;
@@ -35,239 +20,253 @@ std::uint16_t halfFromFloat(float value) {
     if (!(magnitude < 131008.0))
         return static_cast<std::uint16_t>(sign | 0x7FFFU);
     // A fraction that rounds up to the next power of two carries into the exponent by itself.
-    unsigned bits = 0;
-    if (magnitude < std::ldexp(1.0, -14)) {
-        bits = static_cast<unsigned>(std::nearbyint(std::ldexp(magnitude, 24)));
-    } else {
-        int exponent = 0;
-        const double fraction = std::frexp(magnitude, &exponent);
-        bits = (static_cast<unsigned>(exponent + 14) << 10) +
-               static_cast<unsigned>(std::nearbyint(std::ldexp(fraction, 11))) - 1024U;
+    const int exponent = std::max(magnitude > 0.0 ? std::ilogb(magnitude) : -14, -14);
+    const double steps = std::nearbyint(std::ldexp(magnitude, 10 - exponent));
+    const int bits = (exponent + 14) * 1024 + static_cast<int>(steps);
+    return static_cast<std::uint16_t>(sign | static_cast<unsigned>(std::min(bits, 0x7FFF)));
+}
+
+float halfValue(unsigned bits) {
+    const int exponent = static_cast<int>((bits >> 10) & 0x1FU);
+    const int fraction = static_cast<int>(bits & 0x3FFU) + (exponent > 0 ? 1024 : 0);
+    const double magnitude = std::ldexp(fraction, std::max(exponent, 1) - 25);
+    return static_cast<float>((bits & 0x8000U) != 0 ? -magnitude : magnitude);
+}
+
+namespace {
+
+class Writer {
+public:
+    explicit Writer(const ModelFile& modelFile) : file(modelFile) {}
+
+    std::vector<std::uint8_t> write() {
+        string("magic", file.magic);
+        i32("version", file.version);
+        if (file.magic == "KLEVO.model" || file.magic == "Wexo.model") {
+            i16("legacyType", file.legacyType);
+        } else {
+            string("modelTag", file.modelTag);
+            i32("modelId", file.modelId);
+            string("modelNote", file.modelNote);
+        }
+        integer("sampleRate", std::bit_cast<std::int64_t>(file.sampleRate), 8);
+        i8("numInputChannels", file.numInputChannels);
+        packing("inputPacking", file.inputPacking);
+        i8("outputMode", file.outputMode);
+        i8("numOutputChannels", file.numOutputChannels);
+        if (file.version >= 0x1006) {
+            i8("numMasks", file.numMasks);
+            for (std::size_t i = 0; i < file.outputNames.size(); ++i)
+                string("outputNames[" + std::to_string(i) + "]", file.outputNames[i]);
+        }
+        packing("outputPacking", file.outputPacking);
+        i16("fftLength", file.fftLength);
+        if (file.version >= 0x1005)
+            i16("frameLength", file.frameLength);
+        i16("hop", file.hop);
+        i32("layerCount", static_cast<std::int64_t>(file.layers.size()));
+        for (const FileLayer& entry : file.layers)
+            layer(entry);
+        string("outputSource", file.outputSource);
+        return std::move(bytes);
     }
-    return static_cast<std::uint16_t>(sign | std::min(bits, 0x7FFFU));
+
+private:
+    // The low bytes, little-endian.
+    void integer(const std::string& name, std::int64_t value, std::size_t size) {
+        const auto other = file.overrides.find(prefix + name);
+        append(other == file.overrides.end() ? value : other->second, size);
+    }
+    void append(std::int64_t value, std::size_t size) {
+        for (std::size_t i = 0; i < size; ++i)
+            bytes.push_back(static_cast<std::uint8_t>((value >> (8 * i)) & 0xFF));
+    }
+    void i8(const std::string& name, int value) { integer(name, value, 1); }
+    void i16(const std::string& name, int value) { integer(name, value, 2); }
+    void i32(const std::string& name, std::int64_t value) { integer(name, value, 4); }
+
+    void string(const std::string& name, const std::string& value) {
+        i32(name + ".count", static_cast<std::int64_t>(value.size()));
+        bytes.insert(bytes.end(), value.begin(), value.end());
+    }
+
+    void packing(const char* side, const FilePacking& p) {
+        i8(side, p.code);
+        if (p.code == 1 || p.code == 4)
+            i16("bins", p.bins);
+        if (p.code == 2 || p.code == 5 || p.code == 6) {
+            i16("split", p.split);
+            i16("rest", p.rest);
+        }
+        if (p.code == 5) {
+            i16("frames", p.frames);
+            i16("ignored", p.ignored);
+        }
+        if (p.code == 6)
+            i8("pool", p.pool);
+    }
+
+    void tensor(const std::string& name, const FileTensor& t) {
+        const bool storageStored = file.version >= 0x1009;
+        if (storageStored)
+            i8(name + ".storage", t.storage);
+        i8(name + ".rank", static_cast<int>(t.shape.size()));
+        for (std::size_t i = 0; i < t.shape.size(); ++i)
+            i32(name + ".dims[" + std::to_string(i) + "]", t.shape[i]);
+        for (const float value : t.values) {
+            if (!storageStored || t.storage == 1)
+                append(std::bit_cast<std::int32_t>(value), 4);
+            else if (t.storage == 0)
+                append(halfFromFloat(value), 2);
+        }
+    }
+
+    void layer(const FileLayer& l) {
+        prefix = l.name + ".";
+        string("name", l.name);
+        i16("kind", l.kind);
+        if (l.kind == 9 || l.kind == 18)
+            i16("inputCount", static_cast<int>(l.inputs.size()));
+        for (std::size_t i = 0; i < l.inputs.size(); ++i)
+            string("inputs[" + std::to_string(i) + "]", l.inputs[i]);
+        body(l);
+        prefix.clear();
+    }
+
+    void body(const FileLayer& l) {
+        switch (l.kind) {
+        case 2:
+        case 3:
+        case 14:
+            tensor("weights", l.weights);
+            tensor("bias", l.bias);
+            if (l.kind != 14)
+                convolution(l);
+            break;
+        case 7: {
+            const bool current = file.version >= 0x100A;
+            if (current)
+                i8("mode", l.code);
+            tensor("first", current ? l.weights : l.bias);
+            tensor("second", current ? l.bias : l.weights);
+            break;
+        }
+        case 15:
+            tensor("timeTaps", l.timeTaps);
+            tensor("freqTaps", l.weights);
+            break;
+        case 16:
+            tensor("window", l.weights);
+            break;
+        case 18:
+            i8("operation", l.code);
+            break;
+        case 19:
+            tensor("attention", l.weights);
+            tensor("bias", l.bias);
+            if (file.version >= 0x1007) {
+                i8("delay", l.parameters.delay);
+                tensor("timeTaps", l.timeTaps);
+            }
+            break;
+        case 22:
+            i16("bandCount", static_cast<int>(l.bands.size()));
+            for (const RescaleBand& band : l.bands) {
+                i16("start", band.start);
+                tensor("band", band.weights);
+            }
+            break;
+        default:
+            for (const float number : l.numbers)
+                append(std::bit_cast<std::int32_t>(number), 4);
+        }
+    }
+
+    void convolution(const FileLayer& l) {
+        if (l.kind == 3 && file.version >= 0x1008)
+            i16("outputChannels", l.outputChannels);
+        const ConvParameters& p = l.parameters;
+        for (const int value : {p.strideT, p.strideF, p.dilationT, p.unusedParameter, p.delay})
+            append(value, 1);
+    }
+
+    const ModelFile& file;
+    std::vector<std::uint8_t> bytes;
+    std::string prefix;
+};
+
+} // namespace
+
+std::vector<std::uint8_t> ModelFile::bytes() const {
+    return Writer(*this).write();
 }
 
-// Appends the low bytes of `value`, little-endian.
-static void append(std::vector<std::uint8_t>& bytes, std::int64_t value, std::size_t size) {
-    for (std::size_t i = 0; i < size; ++i)
-        bytes.push_back(static_cast<std::uint8_t>((value >> (8 * i)) & 0xFF));
-}
-
-void FileWriter::begin(const std::string& name, std::size_t size) {
-    m_image.fields.push_back({m_image.bytes.size(), size, m_prefix + name});
-}
-
-void FileWriter::integer(const std::string& name, std::int64_t value, std::size_t size) {
-    begin(name, size);
-    append(m_image.bytes, value, size);
-}
-
-void FileWriter::f32(const std::string& name, float value) {
-    integer(name, std::bit_cast<std::int32_t>(value), 4);
-}
-
-void FileWriter::f64(const std::string& name, double value) {
-    integer(name, std::bit_cast<std::int64_t>(value), 8);
-}
-
-void FileWriter::string(const std::string& name, const std::string& value) {
-    i32(name + ".count", static_cast<std::int64_t>(value.size()));
-    begin(name, value.size());
-    m_image.bytes.insert(m_image.bytes.end(), value.begin(), value.end());
-}
-
-void FileWriter::tensor(const std::string& name, const FileTensor& tensor) {
-    const bool storageStored = m_version >= 0x1009;
-    if (storageStored)
-        i8(name + ".storage", tensor.storage);
-    i8(name + ".rank", static_cast<int>(tensor.shape.size()));
-    for (std::size_t i = 0; i < tensor.shape.size(); ++i)
-        i32(name + ".dims[" + std::to_string(i) + "]", tensor.shape[i]);
-
-    const std::size_t size = !storageStored || tensor.storage == 1 ? 4
-                             : tensor.storage == 0                 ? 2
-                                                                   : 0;
-    begin(name + ".data", size * tensor.values.size());
-    for (const float value : tensor.values)
-        append(m_image.bytes,
-               size == 4 ? std::bit_cast<std::int32_t>(value) : std::int64_t{halfFromFloat(value)},
-               size);
-}
-
-static void writeConvParameters(FileWriter& writer, const ConvParameters& parameters) {
-    writer.i8("strideT", parameters.strideT);
-    writer.i8("strideF", parameters.strideF);
-    writer.i8("dilationT", parameters.dilationT);
-    writer.i8("unusedParameter", parameters.unusedParameter);
-    writer.i8("delay", parameters.delay);
-}
-
-using Tensors = std::vector<std::pair<std::string, FileTensor>>;
-
-// A layer of one input that stores tensors and then what `rest` writes.
-static FileLayer layerOf(int kind, const std::string& name, const std::string& input,
-                         const Tensors& tensors,
-                         const std::function<void(FileWriter&)>& rest = {}) {
-    return {name, kind, {input}, [=](FileWriter& writer) {
-                for (const auto& [field, tensor] : tensors)
-                    writer.tensor(field, tensor);
-                if (rest)
-                    rest(writer);
-            }};
+const std::string& ModelFile::add(FileLayer layer) {
+    outputSource = layer.name;
+    layers.push_back(std::move(layer));
+    return outputSource;
 }
 
 FileLayer conv(const std::string& name, const std::string& input, const FileTensor& weights,
                const FileTensor& bias, const ConvParameters& parameters) {
-    return layerOf(2, name, input, {{"weights", weights}, {"bias", bias}},
-                   [=](FileWriter& writer) { writeConvParameters(writer, parameters); });
+    return {name, 2, {input}, weights, bias, {}, parameters};
 }
 
 FileLayer transposedConv(const std::string& name, const std::string& input,
                          const FileTensor& weights, const FileTensor& bias, int outputChannels,
                          const ConvParameters& parameters) {
-    return layerOf(3, name, input, {{"weights", weights}, {"bias", bias}}, [=](FileWriter& writer) {
-        if (writer.version() >= 0x1008)
-            writer.i16("outputChannels", outputChannels);
-        writeConvParameters(writer, parameters);
-    });
+    return {name, 3, {input}, weights, bias, {}, parameters, outputChannels};
 }
 
 FileLayer activation(const std::string& name, int kind, const std::string& input) {
-    return {name, kind, {input}, {}};
+    return {name, kind, {input}};
 }
 
 FileLayer leakyReLU(const std::string& name, const std::string& input, float slope) {
-    return layerOf(12, name, input, {}, [=](FileWriter& writer) { writer.f32("slope", slope); });
+    return {.name = name, .kind = 12, .inputs = {input}, .numbers = {slope}};
 }
 
 FileLayer norm(const std::string& name, const std::string& input, int mode, const FileTensor& scale,
                const FileTensor& bias) {
-    return layerOf(7, name, input, {}, [=](FileWriter& writer) {
-        const bool current = writer.version() >= 0x100A;
-        if (current)
-            writer.i8("mode", mode);
-        writer.tensor(current ? "scale" : "bias", current ? scale : bias);
-        writer.tensor(current ? "bias" : "scale", current ? bias : scale);
-    });
+    return {name, 7, {input}, scale, bias, {}, {}, 0, mode};
 }
 
 FileLayer concat(const std::string& name, const Inputs& inputs) {
-    return {name, 9, inputs, {}};
+    return {name, 9, inputs};
 }
 
 FileLayer arithmetic(const std::string& name, const Inputs& inputs, int operation) {
-    return {name, 18, inputs, [=](FileWriter& writer) { writer.i8("operation", operation); }};
+    return {.name = name, .kind = 18, .inputs = inputs, .code = operation};
 }
 
 FileLayer dense(const std::string& name, const std::string& input, const FileTensor& weights,
                 const FileTensor& bias) {
-    return layerOf(14, name, input, {{"weights", weights}, {"bias", bias}});
+    return {name, 14, {input}, weights, bias};
 }
 
 FileLayer separableChannelConv(const std::string& name, const std::string& input,
                                const FileTensor& timeTaps, const FileTensor& freqTaps) {
-    return layerOf(15, name, input, {{"timeTaps", timeTaps}, {"freqTaps", freqTaps}});
+    return {name, 15, {input}, freqTaps, {}, timeTaps};
 }
 
 FileLayer preNorm(const std::string& name, const std::string& input, const FileTensor& window) {
-    return layerOf(16, name, input, {{"window", window}});
+    return {name, 16, {input}, window};
 }
 
 FileLayer arPreNorm(const std::string& name, const std::string& input, float attack, float release,
                     float epsilon) {
-    return layerOf(23, name, input, {}, [=](FileWriter& writer) {
-        writer.f32("attack", attack);
-        writer.f32("release", release);
-        writer.f32("epsilon", epsilon);
-    });
+    return {.name = name, .kind = 23, .inputs = {input}, .numbers = {attack, release, epsilon}};
 }
 
 FileLayer selfAttention(const std::string& name, const std::string& input,
                         const FileTensor& attention, const FileTensor& bias, int delay,
                         const FileTensor& timeTaps) {
-    return layerOf(19, name, input, {{"attention", attention}, {"bias", bias}},
-                   [=](FileWriter& writer) {
-                       if (writer.version() < 0x1007)
-                           return;
-                       writer.i8("delay", delay);
-                       writer.tensor("timeTaps", timeTaps);
-                   });
+    return {name, 19, {input}, attention, bias, timeTaps, {.delay = delay}};
 }
 
 FileLayer frequencyRescale(const std::string& name, const std::string& input,
                            const std::vector<RescaleBand>& bands) {
-    return layerOf(22, name, input, {}, [=](FileWriter& writer) {
-        writer.i16("bandCount", static_cast<int>(bands.size()));
-        for (std::size_t i = 0; i < bands.size(); ++i) {
-            const std::string band = "bands[" + std::to_string(i) + "]";
-            writer.i16(band + ".start", bands[i].start);
-            writer.tensor(band + ".weights", bands[i].weights);
-        }
-    });
-}
-
-static void writePacking(FileWriter& writer, const std::string& side, const FilePacking& packing) {
-    const int code = packing.code;
-    writer.i8(side, code);
-    if (code == 1 || code == 4)
-        writer.i16(side + ".bins", packing.bins);
-    if (code == 2 || code == 5 || code == 6) {
-        writer.i16(side + ".split", packing.split);
-        writer.i16(side + ".rest", packing.rest);
-    }
-    if (code == 5) {
-        writer.i16(side + ".frames", packing.frames);
-        writer.i16(side + ".ignored", packing.ignored);
-    }
-    if (code == 6)
-        writer.i8(side + ".pool", packing.pool);
-}
-
-static void writeLayer(FileWriter& writer, const FileLayer& layer) {
-    writer.setPrefix(layer.name + ".");
-    writer.string("name", layer.name);
-    writer.i16("kind", layer.kind);
-    if (layer.kind == 9 || layer.kind == 18)
-        writer.i16("inputCount", static_cast<int>(layer.inputs.size()));
-    for (std::size_t i = 0; i < layer.inputs.size(); ++i)
-        writer.string("inputs[" + std::to_string(i) + "]", layer.inputs[i]);
-    if (layer.body)
-        layer.body(writer);
-    writer.setPrefix("");
-}
-
-FileImage ModelFile::image() const {
-    FileImage result;
-    FileWriter writer(result, version);
-    writer.string("magic", magic);
-    writer.i32("version", version);
-    if (magic == "KLEVO.model" || magic == "Wexo.model") {
-        writer.i16("legacyType", legacyType);
-    } else {
-        writer.string("modelTag", modelTag);
-        writer.i32("modelId", modelId);
-        writer.string("modelNote", modelNote);
-    }
-    writer.f64("sampleRate", sampleRate);
-    writer.i8("numInputChannels", numInputChannels);
-    writePacking(writer, "inputPacking", inputPacking);
-    writer.i8("outputMode", outputMode);
-    writer.i8("numOutputChannels", numOutputChannels);
-    if (version >= 0x1006) {
-        writer.i8("numMasks", numMasks);
-        for (std::size_t i = 0; i < outputNames.size(); ++i)
-            writer.string("outputNames[" + std::to_string(i) + "]", outputNames[i]);
-    }
-    writePacking(writer, "outputPacking", outputPacking);
-    writer.i16("fftLength", fftLength);
-    if (version >= 0x1005)
-        writer.i16("frameLength", frameLength);
-    writer.i16("hop", hop);
-    writer.i32("layerCount", layerCount.value_or(static_cast<std::int32_t>(layers.size())));
-    for (const FileLayer& layer : layers)
-        writeLayer(writer, layer);
-    writer.string("outputSource", outputSource);
-    return result;
+    return {.name = name, .kind = 22, .inputs = {input}, .bands = bands};
 }
 
 } // namespace sorvane::test

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "audio/signal.h"
-#include "util/reference_chain.h"
+#include "reference/reference_chain.h"
 
 #include <gtest/gtest.h>
 

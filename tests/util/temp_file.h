@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,8 +14,9 @@
 
 namespace sorvane::test {
 
-// A path of its own in the system's folder for temporary files; what stands there is removed at the
-// end. The file itself exists only once something is written.
+// A path of its own, in memory where the system has a folder there and TMPDIR names no other, since
+// tests write thousands of files; what stands there is removed at the end. The file itself exists
+// only once something is written.
 class TempFile {
 public:
     explicit TempFile(const std::string& extension = ".tmp") : m_path(newPath(extension)) {}
@@ -65,10 +67,15 @@ public:
 private:
     static std::string newPath(const std::string& extension) {
         static const unsigned process = std::random_device()();
+        static const bool inMemory =
+            !std::getenv("TMPDIR") && std::filesystem::is_directory("/dev/shm");
         static std::atomic<unsigned> count = 0;
         const std::string name =
             "sorvane-" + std::to_string(process) + "-" + std::to_string(count++) + extension;
-        return (std::filesystem::temp_directory_path() / name).string();
+        return ((inMemory ? std::filesystem::path("/dev/shm")
+                          : std::filesystem::temp_directory_path()) /
+                name)
+            .string();
     }
 
     void remove() const noexcept {

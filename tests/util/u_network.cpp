@@ -22,11 +22,7 @@ public:
         return tensor;
     }
 
-    const std::string& add(const FileLayer& layer) {
-        m_model.layers.push_back(layer);
-        m_model.outputSource = layer.name;
-        return m_model.outputSource;
-    }
+    const std::string& add(const FileLayer& layer) { return m_model.add(layer); }
 
     [[nodiscard]] std::string last() const { return m_model.outputSource; }
 
