@@ -44,50 +44,36 @@ TEST(ProcessorCalls, CreatorsReturnNullForWhatTheyCannotOpen) {
 TEST(ProcessorCalls, GetsWithoutEnoughAudioTouchNothing) {
     for (const bool interleaved : {false, true}) {
         const ProcessorHandle handle = makeProcessor(ModelFile(), 2, 48000.0);
-        std::vector<float> left(1000, 9.0F);
-        std::vector<float> right = left;
-        std::vector<float> both(2000, 9.0F);
-        float* rows[] = {left.data(), right.data()};
-        const auto get = [&](int numSamples) {
-            return interleaved ? sorvaneGetAudioInterleaved(handle.get(), both.data(), numSamples)
-                               : sorvaneGetAudio(handle.get(), rows, numSamples);
+        std::vector<float> samples(2000, 9.0F);
+        float* rows[] = {samples.data(), samples.data() + 1000};
+        const auto get = [&](int count) {
+            return interleaved ? sorvaneGetAudioInterleaved(handle.get(), samples.data(), count)
+                               : sorvaneGetAudio(handle.get(), rows, count);
         };
-        const auto untouched = [&] {
-            return left == std::vector<float>(1000, 9.0F) && right == left &&
-                   both == std::vector<float>(2000, 9.0F);
+        const auto expectPending = [&](int pending) {
+            EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), pending);
+            EXPECT_TRUE(get(0));
+            for (const int count : {pending + 1, -1, INT_MAX, INT_MIN})
+                EXPECT_FALSE(get(count)) << count;
+            EXPECT_EQ(samples, std::vector<float>(2000, 9.0F));
         };
-        const auto refusesAll = [&] {
-            return sorvaneGetNumOfPendingSamples(handle.get()) == 0 && get(0) && !get(1) &&
-                   !get(-1) && !get(INT_MAX) && !get(INT_MIN) && untouched();
-        };
-        EXPECT_TRUE(refusesAll());
-        sorvaneAddAudio(handle.get(), rows, 0);
-        sorvaneAddAudioInterleaved(handle.get(), both.data(), 0);
-        sorvaneAddAudio(handle.get(), rows, -5);
-        sorvaneAddAudioInterleaved(handle.get(), both.data(), INT_MIN);
-        EXPECT_TRUE(refusesAll());
+        for (const int count : {0, -5, INT_MIN}) {
+            sorvaneAddAudio(handle.get(), rows, count);
+            sorvaneAddAudioInterleaved(handle.get(), samples.data(), count);
+        }
+        expectPending(0);
         push(handle.get(), noise(2, 255, 1));
-        EXPECT_TRUE(refusesAll());
-
+        expectPending(0);
         push(handle.get(), noise(2, 600, 1));
-        const int pending = sorvaneGetNumOfPendingSamples(handle.get());
-        EXPECT_EQ(pending, 512);
-        EXPECT_TRUE(get(0));
-        EXPECT_FALSE(get(pending + 1));
-        EXPECT_FALSE(get(-1));
-        EXPECT_TRUE(untouched());
-        EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), pending);
-        EXPECT_TRUE(get(pending));
-        EXPECT_FALSE(untouched());
-        EXPECT_EQ((interleaved ? both[1024] : left[512]), 9.0F);
-        EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), 0);
-        EXPECT_TRUE(get(0));
-
+        expectPending(512);
+        EXPECT_TRUE(get(512));
+        EXPECT_EQ(samples[interleaved ? 1024 : 512], 9.0F);
+        EXPECT_NE(samples[interleaved ? 1023 : 511], 9.0F);
+        std::fill(samples.begin(), samples.end(), 9.0F);
+        expectPending(0);
         push(handle.get(), noise(2, 600, 1));
         sorvaneResetProcessorState(handle.get());
-        EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), 0);
-        EXPECT_TRUE(get(0));
-        EXPECT_FALSE(get(1));
+        expectPending(0);
     }
 }
 
@@ -103,7 +89,9 @@ TEST(ProcessorCalls, InterleavedAndPlanarAudioAgree) {
         sorvaneSetParameterValue(handle->get(), SORVANE_BUS_GAIN + 1, 0.0F);
 
     const AudioRows expected = process(planar.get(), audio);
-    sorvaneAddAudioInterleaved(interleaved.get(), samples.data(), 3000);
+    // In two pushes, so that one get spans two finished blocks.
+    sorvaneAddAudioInterleaved(interleaved.get(), samples.data(), 1300);
+    sorvaneAddAudioInterleaved(interleaved.get(), samples.data() + 3 * 1300, 1700);
     const int pending = sorvaneGetNumOfPendingSamples(interleaved.get());
     ASSERT_EQ(expected[0].size(), static_cast<std::size_t>(pending));
     ASSERT_TRUE(sorvaneGetAudioInterleaved(interleaved.get(), samples.data(), pending));
@@ -136,59 +124,24 @@ TEST(ProcessorCalls, SplitsGiveTheSameBitsAndResetsStartOver) {
     }
 }
 
-TEST(ProcessorCalls, RatesThatAreNotAboveZeroFailAtTheFirstFullFrame) {
-    for (const double rate : {0.0, -48000.0, std::numeric_limits<double>::quiet_NaN()}) {
-        const ProcessorHandle handle = makeProcessor(ModelFile(), 1, rate);
-        ASSERT_NE(handle, nullptr) << rate;
-        EXPECT_EQ(errorOf([&] { push(handle.get(), noise(1, 511, 1)); }), "") << rate;
-        EXPECT_EQ(errorOf([&] { push(handle.get(), noise(1, 1, 1)); }),
-                  "IPP exception: ippStsNullPtrErr: Null pointer error")
-            << rate;
-        sorvaneResetProcessorState(handle.get());
-        EXPECT_EQ(sorvaneGetNumOfPendingSamples(handle.get()), 0);
-    }
-}
-
 TEST(ProcessorCalls, WhatRaisesWaitsUntilAReset) {
     const ModelFile misfit{.layers = {conv("a", "input", constantTensor({1, 1, 3, 1}, 1.0F), {})},
                            .outputSource = "a"};
-    const ProcessorHandle handle = makeProcessor(misfit, 1, 48000.0);
-    const std::vector<float> audio(static_cast<std::size_t>(misfit.hop) * 5);
-    const auto add = [&](int count) {
-        return errorOf([&] { sorvaneAddAudioInterleaved(handle.get(), audio.data(), count); });
-    };
+    const ModelFile fewRows{.numMasks = 2, .outputNames = {"a", "b", "c"}};
     const std::string error = "IPP exception: ippStsSizeErr: Incorrect value for data size";
-    for (int pass = 0; pass < 2; ++pass) {
-        EXPECT_EQ(add(1), "");
-        EXPECT_EQ(add(static_cast<int>(audio.size())), error);
-        EXPECT_EQ(add(1), error); // the next frame of the block before
-        sorvaneResetProcessorState(handle.get());
-    }
-}
-
-TEST(ProcessorCalls, OddSizesAndCountsDoNoHarm) {
-    const auto use = [](const ModelFile& model, int numSamples) {
-        static_cast<void>(errorOf([&] {
-            const ProcessorHandle handle = makeProcessor(model, 2, 48000.0);
-            if (handle == nullptr)
-                return;
-            push(handle.get(), noise(2, numSamples, 1));
-            pull(handle.get(), 2);
+    for (const ModelFile& model : {misfit, fewRows}) {
+        const ProcessorHandle handle = makeProcessor(model, 1, 48000.0);
+        const std::vector<float> audio(static_cast<std::size_t>(model.hop) * 5);
+        const auto add = [&](int count) {
+            return errorOf([&] { sorvaneAddAudioInterleaved(handle.get(), audio.data(), count); });
+        };
+        for (int pass = 0; pass < 2; ++pass) {
+            EXPECT_EQ(add(1), "");
+            EXPECT_EQ(add(static_cast<int>(audio.size())), error);
+            EXPECT_EQ(add(1), error); // the next frame of the block before
             sorvaneResetProcessorState(handle.get());
-        }));
-    };
-    for (const int fft : {1, 65, 500, 512, 32767})
-        for (const int frame : {1, 2, 65, 511, 512})
-            for (const int hop : {1, 100, 170, 257, 512, 600, 32767})
-                use({.fftLength = fft, .frameLength = frame, .hop = hop}, hop == 1 ? 20 : 1500);
-    for (const int channels : {-128, -1, 0, 3, 127})
-        for (const int masks : {-128, -1, 0, 2, 127}) {
-            ModelFile model{.numInputChannels = channels, .numMasks = masks};
-            model.outputNames.assign(static_cast<std::size_t>(std::max(masks + 1, 0)), "bus");
-            use(model, 1500);
-            std::swap(model.numInputChannels, model.numOutputChannels);
-            use(model, 1500);
         }
+    }
 }
 
 TEST(ProcessorCalls, InfoLeavesTheLastFieldAlone) {
@@ -217,8 +170,7 @@ TEST(ProcessorCalls, BusNamesStandInACircle) {
         sorvaneGetOutputBusName(handle.get(), bus, buffer.data(), size);
         return buffer;
     };
-    for (const int bus : {0, 1, 2, 3, 4, 5, 11, -1, -2, -3, -4, -5, 1000003, INT_MAX, INT_MAX - 1,
-                          INT_MIN, INT_MIN + 1}) {
+    for (const int bus : {0, 1, 2, 3, 4, 11, -1, -2, -5, INT_MAX, INT_MIN, INT_MIN + 1}) {
         const std::string& expected = circle[static_cast<std::size_t>((bus % 4 + 4) % 4)];
         std::string padded(20, '\0');
         padded.replace(0, expected.size(), expected);
@@ -227,19 +179,10 @@ TEST(ProcessorCalls, BusNamesStandInACircle) {
     EXPECT_EQ(nameOf(2, 4), "Resi" + std::string(16, '#'));
     EXPECT_EQ(nameOf(2, 8), "Residual" + std::string(12, '#'));
     EXPECT_EQ(nameOf(2, 9), std::string("Residual\0", 9) + std::string(11, '#'));
-    EXPECT_EQ(nameOf(3, 2), std::string(2, '\0') + std::string(18, '#'));
     EXPECT_EQ(nameOf(0, 0), std::string(20, '#'));
-
-    char name[24];
-    sorvaneGetVectorArithmeticWrapperName(name, sizeof name);
-    const std::string whole = name;
-    EXPECT_FALSE(whole.empty());
-    EXPECT_LT(whole.size(), 20U);
-    EXPECT_EQ(std::string(name + whole.size(), name + sizeof name),
-              std::string(sizeof name - whole.size(), '\0'));
-    std::string cut(4, '#');
-    sorvaneGetVectorArithmeticWrapperName(cut.data(), 1);
-    EXPECT_EQ(cut, whole.substr(0, 1) + "###");
+    std::string name(20, '#');
+    sorvaneGetVectorArithmeticWrapperName(name.data(), 20);
+    EXPECT_EQ(name, "Sorvane VL" + std::string(10, '\0'));
 }
 
 TEST(ProcessorCalls, Parameters) {
@@ -309,25 +252,20 @@ TEST(ProcessorCalls, ParameterRanges) {
 TEST(ProcessorCalls, ParametersMayBeUsedBesideAudio) {
     const ProcessorHandle handle = makeProcessor(delayedModel(), 1, 48000.0);
     std::atomic<bool> done = false;
-    const auto useParameters = [&] {
-        for (int i = 0; !done; ++i) {
-            for (const int id : {1, 2, 3, 256, 257, 512, 513}) {
-                sorvaneSetParameterValue(handle.get(), id, static_cast<float>(i % 90));
-                sorvaneGetParameterValue(handle.get(), id);
-                float lowest = 0;
-                float highest = 0;
-                sorvaneGetParameterRange(handle.get(), id, &lowest, &highest);
-            }
-            sorvaneGetNumOfOutputBusses(handle.get());
-            char name[8];
-            sorvaneGetOutputBusName(handle.get(), i, name, sizeof name);
-            SorvaneModelInfo info;
-            ::sorvaneGetProcessorInfo(handle.get(), &info);
-        }
-    };
     std::vector<std::thread> others;
     for (int i = 0; i < 4; ++i)
-        others.emplace_back(useParameters);
+        others.emplace_back([&] {
+            for (int k = 0; !done; ++k) {
+                const int id = k % 7 < 3 ? 1 + k % 3 : (k % 7 < 5 ? 253 : 507) + k % 7;
+                sorvaneSetParameterValue(handle.get(), id, static_cast<float>(k % 90));
+                sorvaneGetParameterValue(handle.get(), id);
+                sorvaneGetNumOfOutputBusses(handle.get());
+                char name[8];
+                sorvaneGetOutputBusName(handle.get(), k, name, sizeof name);
+                SorvaneModelInfo info;
+                ::sorvaneGetProcessorInfo(handle.get(), &info);
+            }
+        });
     const AudioRows result = process(handle.get(), noise(1, 20000, 6));
     done = true;
     for (std::thread& other : others)
