@@ -11,10 +11,13 @@ using namespace vectortest;
 
 // The power's precision must hold over its whole range, and its limits be those of pow.
 TEST(VectorSpectral, BendKeepsItsPrecisionForSmallValues) {
+    std::vector<float> values = {2e4f, 3e5f}; // whose cosines the library's own function gives
+    for (float x = 1e-15f; x < 1.05f; x *= 1.37f)
+        values.push_back(x);
     const float gains[] = {0.0f, 0.4723666f, 0.9999f, 1.0f, 1.5f, 2.117f, 40.0f, 1e30f};
     forEachForm([&](const Kernels& form) {
         for (const float g : gains) {
-            for (float x = 1e-15f; x < 1.05f; x *= 1.37f) {
+            for (const float x : values) {
                 SCOPED_TRACE(std::string(form.name) + ", g " + std::to_string(g) + ", x " +
                              std::to_string(x));
                 const float c = static_cast<float>(std::cos(static_cast<double>(x * 3.1415927f)));
