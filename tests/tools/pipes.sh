@@ -40,19 +40,27 @@ set -e
 [ ! -s messages ] || fail "early: $(cat messages)"
 [ "$(wc -c <head.raw)" = 100000 ] || fail "early: $(wc -c <head.raw) bytes"
 
-# Blocks go out as they are complete, and not only at the end: a second of input stays open.
+# Blocks go out whole as they are complete, and not only at the end: a second of input stays open.
 mkfifo slow
 "$program" process "$model" slow - --raw-input s16le:48000:1 --raw-output s16le >live.raw &
 run=$!
 exec 3>slow
 head -c 96000 /dev/zero >&3
 for _ in $(seq 100); do
-    [ "$(wc -c <live.raw)" -ge 80000 ] && break
+    [ "$(wc -c <live.raw)" -ge 92160 ] && break
     sleep 0.1
 done
 early=$(wc -c <live.raw)
 exec 3>&-
 wait $run
-[ "$early" -ge 80000 ] || fail "live: only $early bytes before the end"
+[ "$early" -ge 92160 ] || fail "live: only $early bytes before the end"
 [ "$(wc -c <live.raw)" = 96000 ] || fail "live: $(wc -c <live.raw) bytes"
+# Two files at a time: the second is read while the first has not begun.
+mkfifo first second
+"$program" process "$model" first second --out-dir both --jobs 2 --raw-input s16le:48000:1 &
+run=$!
+head -c 9600 /dev/zero | timeout 60 tee second >/dev/null || fail "jobs: the second file waits"
+head -c 9600 /dev/zero >first
+wait $run
+
 echo "all well"

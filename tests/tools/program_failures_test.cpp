@@ -57,22 +57,14 @@ TEST(ProgramFailures, EachHasItsExitCodeAndOneLine) {
         {{"frobnicate"}, 2, "frobnicate"},
         {{"process", noiseGate, in}, 2, "OUTPUT"},
         {process(noiseGate, in, out, {"--nonsense"}), 2, "--nonsense"},
-        {process(noiseGate, in, out, {"--block", "0"}), 2, "--block"},
-        {process(noiseGate, in, out, {"--sample-type", "pcm17"}), 2, "pcm17"},
         {process(noiseGate, in, out, {"--remainder", "0.5"}), 2, "from -96 to 0"},
-        {process(noiseGate, in, out, {"--remainder", "loud"}), 2, "--remainder"},
         {process(noiseGate, in, out, {"--gain", "Speech"}), 2, "BUS=FACTOR"},
-        {process(noiseGate, in, out, {"--gain", "Speech=nan"}), 2, "BUS=FACTOR"},
         {process(noiseGate, in, out, {"--gain", "Speech=100.1"}), 2, "from 0 to 100"},
-        {process(noiseGate, in, out, {"--gain", "Speech=-1"}), 2, "from 0 to 100"},
         {process(noiseGate, in, out, {"--gain", "2=1"}), 2, "Speech, Noise"},
         {process(noiseGate, in, out, {"--sensitivity", "0=101"}), 2, "from -100 to 100"},
-        {process(noiseGate, in, out, {"--stem", "speech"}), 2, "Speech, Noise"},
         {process(noiseGate, in, out, {"--stem", "0", "--gain", "0=1"}), 2, "excludes"},
         {process(fourBusses.path(), in, out, {"--remainder", "-10"}), 2, "one mask"},
         {process(manyBusses.path(), in, out, {"--gain", "16=1"}), 2, "sixteen"},
-        {process(manyBusses.path(), in, out, {"--sensitivity", "bus 17=1"}), 2, "sixteen"},
-        {process(manyBusses.path(), in, out, {"--stem", "bus 17"}), 2, "sixteen"},
         {process(manyBusses.path(), in, out, {"--stem", "bus 3"}), 2, "sixteen"},
         {process(noiseGate, in, folder.path("out.xyz")), 2, "extension"},
         {process(noiseGate, folder.path("seven.wav"), folder.path("out.mp3")), 2, "7 channels"},
@@ -81,40 +73,28 @@ TEST(ProgramFailures, EachHasItsExitCodeAndOneLine) {
         {process(noiseGate, noiseGate, in, {out}), 2, "only one model"},
         {process(noiseGate, in, in, {out}), 2, "--out-dir"},
         {process(noiseGate, in, out, {"--stems", "all"}), 2, "--out-dir"},
-        {process(noiseGate, in, in, {"--out-dir", out, "--stems", "0,x"}), 2, "Speech, Noise"},
         {process(noiseGate, in, in, {"--out-dir", out, "--stems", ","}), 2, "no bus"},
         {process(noiseGate, in, in, {"--out-dir", out, "--name", "a/b"}), 2, "--name"},
-        {process(manyBusses.path(), in, in, {"--out-dir", out, "--stems", "0"}), 2, "sixteen"},
         {process(noiseGate, in, in, {"--out-dir", in}), 5, "folder"},
-        {process(noiseGate, in, out, {"--amount", "1.1"}), 2, "--amount"},
-        {process(noiseGate, in, out, {"--start", "1:2:3:4"}), 2, "--start"},
+        {process(noiseGate, in, out, {"--start", "1:2:3:4"}), 2, "is not a time"},
         {process(noiseGate, in, out, {"--start", "0.2"}), 2, "is over after 0.104167 s"},
-        {process(noiseGate, in, out, {"--duration", "-1"}), 2, "--duration"},
-        {process(noiseGate, in, out, {"--clip", "soft"}), 2, "--clip"},
         {process(noiseGate, in, "/dev/null", {"--clip", "scale"}), 2, "--clip scale"},
         {process(noiseGate, in, out, {"--output-rate", "5999"}), 2, "between 1/8 and 8"},
-        {process(noiseGate, in, out, {"--output-rate", "384001"}), 2, "between 1/8 and 8"},
         {process(noiseGate, in, out, {"--raw-input", "s16:48000:1"}), 2, "known are u8, s8"},
-        {process(noiseGate, in, out, {"--raw-input", "s16le:48000"}), 2, "FORMAT:RATE"},
-        {process(noiseGate, in, out, {"--raw-input", "s16le:0:1"}), 2, "rate"},
         {process(noiseGate, in, out, {"--raw-input", "s16le:48000:1025"}), 2, "channels"},
-        {process(noiseGate, in, out, {"--raw-output", "wav"}), 2, "--raw-output"},
         {process(noiseGate, in, "-"), 2, "--raw-output"},
         {process(noiseGate, "-", out), 2, "--raw-input"},
         {process(noiseGate, in, "/dev/full", {"--raw-output", "s16le"}), 5, "/dev/full"},
-        {{"info", noiseGate, "--json", "--dot"}, 2, "excludes"},
         {{"bench", in}, 4, "not a valid model"},
         {process(folder.path("none.model"), in, out), 3, "none.model"},
         {process(noiseGate, folder.path("none.wav"), out), 3, "none.wav"},
         {process(noiseGate, folder.path(""), out), 3, "directory"},
-        {process(noiseGate, fourBusses.path() + ".wav", out), 3, "can't read"},
-        {{"info", folder.path("none.model")}, 3, "none.model"},
         {process(in, in, out), 4, "not a valid model"},
         {process(gateCut.path(), in, out), 4, "not a valid model"},
-        {{"info", gateCut.path()}, 4, "not a valid model"},
-        {{"info", in}, 4, "not a valid model"},
         {process(noiseGate, in, folder.path("none/out.wav")), 5, "none/out.wav"},
         {process(noiseGate, in, "/dev/full"), 5, "/dev/full"},
+        {process(noiseGate, in, "/dev/full", {"--duration", "0.01"}), 5, "/dev/full"},
+        {process(noiseGate, "-", in, {"-", "--raw-input", "u8:8:1", "--out-dir", out}), 2, "once"},
         {process(lazy.path(), folder.path("long.wav"), out), 1, "no output or too little"},
     };
     for (const auto& c : cases) {
@@ -132,6 +112,8 @@ TEST(ProgramFailures, AnOldOutputStaysUntilTheNewOneIsWhole) {
     writeAudio(folder.path("long.wav"), noiseFile(48000, 1, 250000));
     writeAudio(folder.path("out.wav"), noiseFile(48000, 1, 10));
     const auto before = TempFile::readFile(folder.path("out.wav"));
+    const auto mode = std::filesystem::perms{0640};
+    std::filesystem::permissions(folder.path("out.wav"), mode);
     EXPECT_EQ(runProgram({"process", lazy.path(), folder.path("long.wav"), folder.path("out.wav"),
                           "--force"})
                   .exitCode,
@@ -142,17 +124,18 @@ TEST(ProgramFailures, AnOldOutputStaysUntilTheNewOneIsWhole) {
                   .exitCode,
               0);
     EXPECT_EQ(readAudio(folder.path("out.wav")).samples.size(), 250000U);
+    EXPECT_EQ(std::filesystem::status(folder.path("out.wav")).permissions(), mode);
     EXPECT_EQ(folder.contents(), "long.wav out.wav");
 }
 
-TEST(ProgramFailures, VersionAndTheNullDeviceAreNone) {
+TEST(ProgramFailures, DevicesTakeWhatTheyCan) {
     const TempFile in(".wav");
     writeAudio(in.path(), noiseFile(48000, 1, 5000));
     EXPECT_EQ(runProcess(noiseGate, {in.path(), "/dev/null"}).errors, "");
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
-    const ProgramResult version = runProgram({"--version"});
-    EXPECT_EQ(version.exitCode, 0);
-    EXPECT_EQ(version.errors, "");
+    EXPECT_EQ(runProgram({"--version"}).exitCode, 0);
+    const std::string info = "{ \"" SORVANE_PROGRAM "\" info \"" + noiseGate + "\" > /dev/full; }";
+    EXPECT_EQ(runShell(info).exitCode, 5);
 }
 
 TEST(ProgramFailures, AnInterruptedRunLeavesNothing) {

@@ -55,26 +55,18 @@ TEST(ProgramOptions, StartAndDurationCutTheInput) {
     const TempFolder folder;
     const AudioFile input = noiseFile(48000, 2, 150000);
     writeAudio(folder.path("in.wav"), input);
-    AudioFile flac = input;
-    flac.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
-    writeAudio(folder.path("in.flac"), flac);
     writeText(folder.path("in.raw"),
               std::string(reinterpret_cast<const char*>(input.samples.data()),
                           input.samples.size() * sizeof(float)));
+    const std::string raw = "--raw-input";
     const struct {
         const char* file;
         std::vector<std::string> options;
-        std::ptrdiff_t begin;
-        std::ptrdiff_t end;
+        std::ptrdiff_t begin, end;
     } cases[] = {
         {"in.wav", {"--start", "0:01.5"}, 72000, 150000},
-        {"in.wav", {"--duration", "0.1"}, 0, 4800},
-        {"in.wav", {"--duration", "1:00:00"}, 0, 150000},
-        {"in.flac", {"--start", "2", "--duration", "0.5"}, 96000, 120000},
-        {"in.raw",
-         {"--start", "1", "--duration", "1", "--raw-input", "f32le:48000:2"},
-         48000,
-         96000},
+        {"in.wav", {"--start", "2", "--duration", "1:00:00"}, 96000, 150000},
+        {"in.raw", {"--start", "1", "--duration", "1", raw, "f32le:48000:2"}, 48000, 96000},
         {"in.wav", {"--duration", "0"}, 0, 0},
     };
     for (auto c : cases) {
@@ -96,9 +88,10 @@ TEST(ProgramOptions, TheOutputRateIsConverted) {
         std::int64_t expectedLength; // rounded up
         double tolerance;            // far from 1 the short filter does worse
     } cases[] = {
-        {48000, 44100, 48001, 44101, 1e-3}, {44100, 48000, 44101, 48002, 1e-3},
-        {48000, 6000, 48001, 6001, 1e-2},   {6000, 48000, 6001, 48008, 1e-2},
-        {48000, 48000, 48001, 48001, 1e-6}, {48000, 47999, 1, 1, 0},
+        {44100, 48000, 44101, 48002, 1e-3},
+        {48000, 6000, 48001, 6001, 1e-2},
+        {6000, 48000, 6001, 48008, 1e-2},
+        {48000, 47999, 1, 1, 0},
     };
     for (const auto& c : cases) {
         const TempFolder folder;
@@ -135,13 +128,9 @@ TEST(ProgramOptions, ClippingFollowsItsMode) {
         double factor;
     } cases[] = {
         {{}, samples, 0, 1.0},
-        {{"--clip", "none", "--sample-type", "pcm16"}, {top, -1, 0.25F, -0.5F, 0, top}, 3, 1.0},
+        {{"--sample-type", "pcm16"}, {top, -1, 0.25F, -0.5F, 0, top}, 3, 1.0},
         {{"--clip", "limit"}, {1, -1, 0.25F, -0.5F, 0, 1}, 2, 1.0},
         {{"--clip", "scale"}, {0.75F, -1, 0.125F, -0.25F, 0, 0.5F}, 0, 0.5},
-        {{"--clip", "scale", "--sample-type", "pcm16"},
-         {0.75F, -top, 0.125F, -0.25F, 0, 0.5F},
-         0,
-         0.5},
     };
     for (auto c : cases) {
         c.options.insert(c.options.end(), {"--force", "--report", "json"});
@@ -205,8 +194,7 @@ TEST(ProgramOptions, InfoDrawsTheNetworkAndWritesJson) {
 }
 
 TEST(ProgramOptions, BenchMeasures) {
-    const ProgramResult result =
-        runProgram({"bench", noiseGate, "--seconds", "1", "--channels", "2", "--json"});
+    const ProgramResult result = runProgram({"bench", noiseGate, "--seconds", "1", "--json"});
     ASSERT_EQ(result.exitCode, 0) << result.errors;
     const Json figures = Json::parse(result.output);
     const double median = figures["secondsPerFrame"]["median"].get<double>();

@@ -21,13 +21,17 @@ TEST(ProgramRaw, PackedStreamsComeBack) {
         int format;
         double tolerance;
     } cases[] = {
-        {"u8", SF_FORMAT_PCM_U8, 0},
         {"s8", SF_FORMAT_PCM_S8, 0},
+        {"s16le", SF_FORMAT_PCM_16 | little, 0},
         {"s16be", SF_FORMAT_PCM_16 | big, 0},
         {"s24le", SF_FORMAT_PCM_24 | little, 1e-6},
+        {"s24be", SF_FORMAT_PCM_24 | big, 1e-6},
         {"s32le", SF_FORMAT_PCM_32 | little, 1e-6},
+        {"s32be", SF_FORMAT_PCM_32 | big, 1e-6},
+        {"f32le", SF_FORMAT_FLOAT | little, 1e-6},
         {"f32be", SF_FORMAT_FLOAT | big, 1e-6},
         {"f64le", SF_FORMAT_DOUBLE | little, 1e-6},
+        {"f64be", SF_FORMAT_DOUBLE | big, 1e-6},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
