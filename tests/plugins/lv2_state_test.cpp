@@ -63,10 +63,11 @@ public:
     explicit StateHost(State& stateToUse) : state(stateToUse) {}
 
     int save(Session& session) {
-        return interface(session).save(session.plugin->handle(), store, &state, 0, features);
+        return interface(session).save(session.plugin.handle.get(), store, &state, 0, features);
     }
     int restore(Session& session) {
-        return interface(session).restore(session.plugin->handle(), retrieve, &state, 0, features);
+        return interface(session).restore(session.plugin.handle.get(), retrieve, &state, 0,
+                                          features);
     }
 
 private:
@@ -88,7 +89,8 @@ private:
 
 TEST(Lv2State, KeepsThePathOfTheModel) {
     State state;
-    state.folder = std::filesystem::path(modelPathOf("groups_48k_stereo")).parent_path().string();
+    state.folder =
+        std::filesystem::path(typeOf("groups_48k_stereo").modelPath).parent_path().string();
     StateHost host(state);
     Session session(Format::lv2, "groups_48k_stereo");
     ASSERT_EQ(host.save(session), LV2_STATE_SUCCESS);
@@ -121,7 +123,7 @@ TEST(Lv2State, WhatCannotBeUsedChangesNothing) {
     State good;
     Session session(Format::lv2, "noise_gate_48k_stereo");
     ASSERT_EQ(StateHost(good).save(session), LV2_STATE_SUCCESS);
-    const std::string threeBusses = modelPathOf("three_busses_stereo");
+    const std::string threeBusses = typeOf("three_busses_stereo").modelPath;
     const std::string broken =
         (std::filesystem::path(threeBusses).parent_path() / "broken.model").string();
     const auto with = [&](const std::string& value) {
@@ -147,7 +149,7 @@ TEST(Lv2State, WhatCannotBeUsedChangesNothing) {
     for (const auto& c : cases) {
         State state = c.state;
         EXPECT_EQ(StateHost(state).restore(session), c.status) << c.name;
-        session.plugin->activate();
+        session.plugin.activate();
         EXPECT_TRUE(session.run(input) == expected) << c.name;
     }
 }

@@ -4,12 +4,8 @@
 
 namespace sorvane::test {
 
-// The test program's operator new counts for every library in the process.
-
-// Calls of operator new since the start.
+// Calls of operator new since the start, for every library in the process.
 std::int64_t allocationCount();
-// Blocks that exist now.
-std::int64_t liveBlocks();
 
 // While one lives, operator new fails on this thread.
 class FailingMemory {

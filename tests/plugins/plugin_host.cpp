@@ -13,7 +13,6 @@
 #include <fstream>
 #include <lv2/urid/urid.h>
 #include <map>
-#include <random>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -36,6 +35,8 @@ ModelFile manyBussesModel() {
     ModelFile model;
     model.numMasks = 16;
     model.outputNames.assign(17, "same name");
+    model.outputNames[5] = "say \"hi\"";
+    model.outputNames[16] = "same name 1";
     model.layers = {conv("masks", "input", constantTensor({1, 1, 1, 16}, 0.0F),
                          constantTensor({16}, 1.0F / 32.0F))};
     model.outputSource = "masks";
@@ -68,9 +69,7 @@ public:
 
 private:
     void write(const std::string& name, const std::vector<std::uint8_t>& bytes) const {
-        std::ofstream file(folder / (name + ".model"), std::ios::binary);
-        for (const std::uint8_t byte : bytes)
-            file.put(static_cast<char>(byte));
+        TempFile::writeFile((folder / (name + ".model")).string(), bytes);
     }
 
     fs::path folder;
@@ -98,30 +97,17 @@ std::vector<const Descriptor*> descriptorsOf(const char* module, const char* fun
 }
 
 template <typename Descriptor>
-class Hosted : public HostedPlugin {
-public:
-    Hosted(const Descriptor& descriptor, void* instance) : plugin(descriptor), m_handle(instance) {}
-    ~Hosted() override { plugin.cleanup(m_handle); }
-
-    void connect(std::size_t port, float* memory) override {
-        plugin.connect_port(m_handle, static_cast<std::uint32_t>(port), memory);
-    }
-    void activate() override { plugin.activate(m_handle); }
-    void run(std::size_t count) override {
-        plugin.run(m_handle, static_cast<std::uint32_t>(count));
-    }
-    void* handle() override { return m_handle; }
-
-private:
-    const Descriptor& plugin;
-    void* m_handle;
-};
-
-template <typename Descriptor>
-std::unique_ptr<HostedPlugin> host(const Descriptor& descriptor, void* instance) {
+HostedPlugin host(const Descriptor& plugin, void* instance) {
     if (!instance)
-        return nullptr;
-    return std::make_unique<Hosted<Descriptor>>(descriptor, instance);
+        return {};
+    return {[=, &plugin](std::size_t port, float* memory) {
+                plugin.connect_port(instance, static_cast<std::uint32_t>(port), memory);
+            },
+            [=, &plugin] { plugin.activate(instance); },
+            [=, &plugin](std::size_t count) {
+                plugin.run(instance, static_cast<std::uint32_t>(count));
+            },
+            std::shared_ptr<void>(instance, plugin.cleanup)};
 }
 
 LV2_URID mapUri(LV2_URID_Map_Handle /*handle*/, const char* uri) {
@@ -158,7 +144,7 @@ const std::vector<const LV2_Descriptor*>& lv2Descriptors() {
     return descriptors;
 }
 
-std::unique_ptr<HostedPlugin> instantiate(Format format, const std::string& label, double rate) {
+HostedPlugin instantiate(Format format, const std::string& label, double rate) {
     if (format == Format::ladspa) {
         for (const LADSPA_Descriptor* plugin : ladspaDescriptors())
             if (plugin->Label == label)
@@ -189,28 +175,16 @@ const std::string& bundlePath() {
     return path;
 }
 
-const std::string& modelPathOf(const std::string& label) {
-    return typeOf(label).modelPath;
-}
-
-BlockSizes blocksOf(std::size_t size) {
-    return [size] { return size; };
-}
-
-BlockSizes randomBlocks(unsigned seed) {
-    return [random = std::mt19937(seed)]() mutable { return 1 + random() % 2000; };
-}
-
 Session::Session(Format format, const std::string& label, double rate)
     : type(typeOf(label)), plugin(instantiate(format, label, rate)), controls(type.ports.size()) {
-    if (!plugin)
+    if (!plugin.handle)
         throw std::runtime_error(label + " was refused");
     for (std::size_t i = 0; i < controls.size(); ++i) {
         controls[i] = type.ports[i].standard;
         if (!type.ports[i].isAudio())
-            plugin->connect(i, &controls[i]);
+            plugin.connect(i, &controls[i]);
     }
-    plugin->activate();
+    plugin.activate();
 }
 
 void Session::set(const std::string& symbol, float value) {
@@ -222,17 +196,18 @@ void Session::set(const std::string& symbol, float value) {
     controls[static_cast<std::size_t>(found - type.ports.begin())] = value;
 }
 
-AudioRows Session::run(const AudioRows& input, const BlockSizes& blocks) {
+AudioRows Session::run(const AudioRows& input, const std::vector<std::size_t>& blocks) {
     AudioRows audio = input;
     const auto numAudio = static_cast<std::size_t>(
         std::count_if(type.ports.begin(), type.ports.end(),
                       [](const plugins::Port& port) { return port.isAudio(); }));
     audio.resize(numAudio, std::vector<float>(input[0].size(), 7.0F));
+    std::size_t next = 0;
     for (std::size_t start = 0; start < input[0].size();) {
-        const std::size_t count = std::min(blocks(), input[0].size() - start);
+        const std::size_t count = std::min(blocks[next++ % blocks.size()], input[0].size() - start);
         for (std::size_t port = 0; port < numAudio; ++port)
-            plugin->connect(port, audio[port].data() + start);
-        plugin->run(count);
+            plugin.connect(port, audio[port].data() + start);
+        plugin.run(count);
         start += count;
     }
     return {audio.begin() + static_cast<std::ptrdiff_t>(input.size()), audio.end()};
