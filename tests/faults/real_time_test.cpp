@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <iostream>
 
 // What adds and gets of a steady stream ask of the system.
 namespace sorvane::test {
@@ -65,19 +64,6 @@ SystemCalls count(Stream& stream, int hop) {
     return stopCounting();
 }
 
-void print(const std::string& name, const SystemCalls& calls) {
-    std::cout << name << " over " << numFrames << " frames: " << calls.allocations
-              << " allocations, " << calls.releases << " releases, " << calls.locks << " locks, "
-              << calls.waits << " waits, " << calls.fileCalls << " file calls\n";
-}
-
-ModelFile lookAhead(int frames) {
-    const FileTensor half{{1, 1, 1, 1}, {0.5F}};
-    return {.layers = {conv("a", "input", half, {}, {.delay = frames}),
-                       arithmetic("sum", {"input", "a"}, 2)},
-            .outputSource = "sum"};
-}
-
 ModelFile stems() {
     return {.inputPacking = {.code = 4, .bins = 257},
             .outputMode = 1,
@@ -98,17 +84,13 @@ TEST(RealTime, ASteadyStreamOfOneModelAsksNothingOfTheSystem) {
         double rate;
         float sensitivity;
     } cases[] = {
-        {"pass-through", ModelFile(), 1, 48000.0, 0.0F},
         {"noise gate, 2 channels", noiseGate48k(), 2, 48000.0, 30.0F},
-        {"mono model on 3 channels at half rate", lookAhead(0), 3, 24000.0, -30.0F},
-        {"look-ahead of 100 frames", lookAhead(100), 2, 48000.0, 0.0F},
+        {"mono model on 3 channels at half rate", noiseGate48k(), 3, 24000.0, -30.0F},
         {"stems", stems(), 1, 48000.0, 0.0F},
-        {"U network", uNetwork(), 1, 16000.0, 0.0F},
         {"U network at twice its rate, 2 channels", uNetwork(), 2, 32000.0, 50.0F},
-        {"every kind", everyKindNetwork(), 1, 48000.0, 0.0F},
         {"every kind, 2 channels", everyKindNetwork(2), 1, 48000.0, 50.0F},
     };
-    const std::vector<int> blockSizes[] = {{1}, {7}, {480}, {4096}, {1, 333, 0, 64, 2048, 17, 511}};
+    const std::vector<int> blockSizes[] = {{7}, {4096}, {1, 333, 0, 64, 2048, 17, 511}};
     for (const auto& entry : cases)
         for (const std::vector<int>& sizes : blockSizes) {
             ProcessorHandle handle = makeProcessor(entry.model, entry.channels, entry.rate);
@@ -119,10 +101,8 @@ TEST(RealTime, ASteadyStreamOfOneModelAsksNothingOfTheSystem) {
             const int hop = static_cast<int>(entry.model.hop * entry.rate / entry.model.sampleRate);
             stream.run(std::int64_t{hop} * 2000);
             const SystemCalls calls = count(stream, hop);
-            const std::string name = entry.name + std::string(", blocks of ") +
-                                     (sizes.size() > 1 ? "odd sizes" : std::to_string(sizes[0]));
-            if (sizes.size() > 1 || calls.allocations > 0)
-                print(name, calls);
+            const std::string name =
+                entry.name + std::string(", blocks of ") + std::to_string(sizes[0]);
             EXPECT_EQ(calls.allocations + calls.releases, 0) << name;
             EXPECT_EQ(calls.locks + calls.waits + calls.fileCalls + calls.threads, 0) << name;
         }
@@ -144,24 +124,17 @@ TEST(RealTime, ABacklogOfShortBlocksLeavesNoTrace) {
 
 // A job for each model and frame, and what waits for ever: an input frame and a mask of each model.
 TEST(RealTime, SeveralModelsHandOverAndWait) {
-    for (const int models : {2, 3}) {
-        ProcessorHandle handle = makeProcessor(
-            std::vector<ModelFile>(static_cast<std::size_t>(models), noiseGate48k()), 1, 48000.0);
-        ASSERT_NE(handle, nullptr);
-        const int hop = noiseGate48k().hop;
-        Stream stream(std::move(handle), 1, {hop});
-        stream.run(std::int64_t{hop} * 100);
-        const SystemCalls calls = count(stream, hop);
-        print(std::to_string(models) + " models", calls);
-        // A job costs 5 allocations, its vector of results one more; a mask that waits 3, an input
-        // frame that waits 3, and the futures of a frame 1.
-        EXPECT_GT(calls.allocations, 0);
-        EXPECT_LE(calls.allocations, numFrames * (4 + 9 * models) + 100); // lists that grow
-        // A worker may end the job before the count within it.
-        EXPECT_LE(calls.locks, numFrames * 2 * models + models);
-        EXPECT_LE(calls.waits, numFrames * models + models);
-        EXPECT_EQ(calls.fileCalls + calls.threads, 0);
-    }
+    ProcessorHandle handle = makeProcessor(std::vector<ModelFile>(3, noiseGate48k()), 1, 48000.0);
+    const int hop = noiseGate48k().hop;
+    Stream stream(std::move(handle), 1, {hop});
+    stream.run(std::int64_t{hop} * 100);
+    const SystemCalls calls = count(stream, hop);
+    // A job costs 5 allocations, its vector of results one more; a mask that waits 3, an input frame
+    // that waits 3, the futures of a frame 1; and lists grow.
+    EXPECT_LE(calls.allocations, numFrames * (4 + 9 * 3) + 100);
+    EXPECT_LE(calls.locks, numFrames * 2 * 3 + 3);
+    EXPECT_LE(calls.waits, numFrames * 3 + 3);
+    EXPECT_EQ(calls.fileCalls + calls.threads, 0);
 }
 
 TEST(RealTime, TensorsOfASteadyStreamAskNothingOfTheSystem) {
@@ -177,7 +150,6 @@ TEST(RealTime, TensorsOfASteadyStreamAskNothingOfTheSystem) {
             sorvaneGetTensor(handle.get(), result.data());
         }
         const SystemCalls calls = stopCounting();
-        print("tensors", calls);
         EXPECT_EQ(calls.allocations + calls.locks + calls.waits + calls.fileCalls, 0);
     }
 }

@@ -6,7 +6,6 @@
 #include "util/signals.h"
 #include "util/u_network.h"
 
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -14,7 +13,6 @@
 #include <fstream>
 #include <functional>
 #include <stdexcept>
-#include <string>
 #include <unistd.h>
 
 namespace {
@@ -23,80 +21,54 @@ using namespace sorvane::test;
 
 constexpr int sampleRate = 16000;
 
+void require(bool condition, const char* otherwise) {
+    if (!condition)
+        throw std::runtime_error(otherwise);
+}
+
 /// The library, loaded for as long as this lives.
 class Library {
 public:
-    explicit Library(const std::string& path) : m_library(dlopen(path.c_str(), RTLD_NOW)) {
-        if (!m_library)
-            throw std::runtime_error(dlerror());
+    explicit Library(const char* path) : handle(dlopen(path, RTLD_NOW)) {
+        require(handle, "the library can't be loaded");
     }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
-    ~Library() { dlclose(m_library); }
+    ~Library() { dlclose(handle); }
 
+    // Only the type of the function is used: the library is not linked.
     template <typename Function>
-    Function* find(const char* name) const {
-        void* const symbol = dlsym(m_library, name);
-        if (!symbol)
-            throw std::runtime_error(dlerror());
+    Function* find(const char* name, Function* /*type*/) const {
+        void* const symbol = dlsym(handle, name);
+        require(symbol, name);
         return reinterpret_cast<Function*>(symbol);
     }
 
 private:
-    void* m_library;
+    void* handle;
 };
+#define SORVANE_CALL(library, name) (library).find(#name, static_cast<decltype(&(name))>(nullptr))
 
-// Only the type of `name` is used: the library is not linked.
-#define SORVANE_FIND(library, name) (library).find<decltype(name)>(#name)
-
-const std::vector<float> loop = noise(1, 60 * sampleRate + 4096, 11)[0];
-
-/// A stream of audio through one processor of a library.
-class Stream {
-public:
-    Stream(const Library& library, const char* model)
-        : m_library(library),
-          m_handle(SORVANE_FIND(library, sorvaneCreateProcessor)(model, 1, sampleRate)) {
-        if (!m_handle)
-            throw std::runtime_error("no processor");
-        SORVANE_FIND(library, sorvaneSetParameterValue)(m_handle, SORVANE_BUS_GAIN + 1, 0.25F);
+/// Pushes samples of an endless loop in blocks of odd sizes, and calls use(samples, count) for what
+/// comes out.
+template <typename Use>
+void run(const Library& library, void* processor, std::int64_t numSamples, Use use) {
+    static const std::vector<float> loop = noise(1, 60 * sampleRate + 4096, 11)[0];
+    const auto add = SORVANE_CALL(library, sorvaneAddAudioInterleaved);
+    const auto get = SORVANE_CALL(library, sorvaneGetAudioInterleaved);
+    const auto pendingOf = SORVANE_CALL(library, sorvaneGetNumOfPendingSamples);
+    std::vector<float> output(8192);
+    for (std::int64_t position = 0; position < numSamples;) {
+        const int size = 1 + static_cast<int>(position * 7919 % 4096);
+        add(processor, loop.data() + static_cast<std::size_t>(position) % (loop.size() - 4096),
+            size);
+        position += size;
+        const int pending = pendingOf(processor);
+        output.resize(static_cast<std::size_t>(pending));
+        require(get(processor, output.data(), pending), "pending audio was refused");
+        use(output.data(), pending);
     }
-    Stream(const Stream&) = delete;
-    Stream& operator=(const Stream&) = delete;
-    ~Stream() { SORVANE_FIND(m_library, sorvaneDeleteProcessor)(m_handle); }
-
-    /// Pushes samples of the endless loop, in blocks of odd sizes; calls
-    /// `use(samples, count)` for what comes out.
-    template <typename Use>
-    void run(std::int64_t numSamples, Use use) {
-        const auto add = SORVANE_FIND(m_library, sorvaneAddAudioInterleaved);
-        const auto get = SORVANE_FIND(m_library, sorvaneGetAudioInterleaved);
-        const auto pendingOf = SORVANE_FIND(m_library, sorvaneGetNumOfPendingSamples);
-        for (; numSamples > 0;) {
-            const int size = 1 + static_cast<int>(m_position * 7919 % 4096);
-            const auto start = static_cast<std::size_t>(m_position) % (loop.size() - 4096);
-            add(m_handle, loop.data() + start, size);
-            m_position += size;
-            numSamples -= size;
-            const int pending = pendingOf(m_handle);
-            m_output.resize(static_cast<std::size_t>(pending));
-            if (!get(m_handle, m_output.data(), pending))
-                throw std::runtime_error("pending audio was refused");
-            use(m_output.data(), pending);
-        }
-    }
-
-    void reset() {
-        SORVANE_FIND(m_library, sorvaneResetProcessorState)(m_handle);
-        m_position = 0;
-    }
-
-private:
-    const Library& m_library;
-    std::vector<float> m_output = std::vector<float>(8192);
-    std::int64_t m_position = 0;
-    void* m_handle;
-};
+}
 
 /// Resident memory in bytes.
 std::int64_t residentMemory() {
@@ -107,103 +79,71 @@ std::int64_t residentMemory() {
     return resident * sysconf(_SC_PAGESIZE);
 }
 
-/// Prints how memory grew and whether that is within 1 MB.
-bool memoryIsFlat(std::int64_t before) {
-    const std::int64_t growth = residentMemory() - before;
-    std::printf("resident memory: %.2f MB at first, %+.3f MB since\n",
-                static_cast<double>(before) / 1e6, static_cast<double>(growth) / 1e6);
-    return growth <= 1000000;
-}
-
-std::vector<float> firstSeconds(Stream& stream) {
-    std::vector<float> output;
-    stream.run(std::int64_t{10} * sampleRate, [&](const float* samples, int count) {
-        output.insert(output.end(), samples, samples + count);
-    });
-    return output;
-}
-
-bool soakAudio(const std::string& path, double hours) {
-    const auto begin = std::chrono::steady_clock::now();
-    const TempFile model = uNetwork(3).write();
-    const Library library(path);
-    Stream stream(library, model.c_str());
-    const std::vector<float> fresh = firstSeconds(stream);
-
-    const auto total = static_cast<std::int64_t>(hours * 3600.0 * sampleRate);
-    std::int64_t numSamples = 0;
-    std::int64_t numOdd = 0;
-    const auto check = [&](const float* samples, int count) {
-        numSamples += count;
-        for (int i = 0; i < count; ++i)
-            numOdd += std::isfinite(samples[i]) ? 0 : 1;
-    };
-    stream.run(total / 100, check);
-    const std::int64_t memory = residentMemory();
-    stream.run(total - total / 100, check);
-    const bool flat = memoryIsFlat(memory);
-
-    stream.reset();
-    const bool same = firstSeconds(stream) == fresh;
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-    std::printf("%.3f hours of audio in %.1f s: %lld samples came out, %lld not finite; after a "
-                "reset %s\n",
-                hours, elapsed.count(), static_cast<long long>(numSamples),
-                static_cast<long long>(numOdd), same ? "the same bits" : "OTHER BITS");
-    return flat && same && numOdd == 0 && numSamples > total - sampleRate;
-}
-
 /// Repeats `cycle`, and watches memory from after the first fifth on.
-bool repeat(const char* what, int cycles, const std::function<void(int)>& cycle) {
+void repeat(const char* what, int cycles, const std::function<void(int)>& cycle) {
     std::int64_t memory = 0;
     for (int i = 0; i < cycles; ++i) {
         if (i == cycles / 5)
             memory = residentMemory();
         cycle(i);
     }
-    std::printf("%d %s; ", cycles, what);
-    return memoryIsFlat(memory);
+    const std::int64_t growth = residentMemory() - memory;
+    std::printf("%d %s: resident memory %+.3f MB\n", cycles, what,
+                static_cast<double>(growth) / 1e6);
+    require(growth <= 1000000, "memory grows");
 }
 
 void use(const Library& library, const char* model) {
-    Stream stream(library, model);
-    stream.run(2000, [](const float*, int) {});
+    void* const processor = SORVANE_CALL(library, sorvaneCreateProcessor)(model, 1, 48000.0);
+    require(processor, "no processor");
+    run(library, processor, 2000, [](const float*, int) {});
+    SORVANE_CALL(library, sorvaneDeleteProcessor)(processor);
 }
 
-bool soakHandles(const std::string& path, int cycles) {
-    const TempFile model = everyKindNetwork().write();
-    const char* models[] = {model.c_str(), model.c_str()};
+void soakAudio(const char* path, int hundredths) {
+    const TempFile model = uNetwork(3).write();
     const Library library(path);
-    const auto createModel = SORVANE_FIND(library, sorvaneCreateModel);
-    const auto deleteModel = SORVANE_FIND(library, sorvaneDeleteModel);
-    const auto createSeveral = SORVANE_FIND(library, sorvaneCreateStemSeparator);
-    const auto deleteProcessor = SORVANE_FIND(library, sorvaneDeleteProcessor);
-    return repeat("handles made and deleted", cycles, [&](int i) {
-        void* handle = nullptr;
-        if (i % 10 == 0) {
-            use(library, model.c_str());
-        } else if (i % 10 == 1) {
-            handle = createSeveral(2, models, 2, 48000.0);
-            deleteProcessor(handle);
-        } else {
-            handle = createModel(model.c_str());
-            deleteModel(handle);
-        }
-        if (i % 10 != 0 && !handle)
-            throw std::runtime_error("no handle");
+    void* const processor =
+        SORVANE_CALL(library, sorvaneCreateProcessor)(model.c_str(), 1, sampleRate);
+    require(processor, "no processor");
+    SORVANE_CALL(library, sorvaneSetParameterValue)(processor, SORVANE_BUS_GAIN + 1, 0.25F);
+    const auto firstSeconds = [&] {
+        std::vector<float> output;
+        run(library, processor, 10 * sampleRate, [&](const float* samples, int count) {
+            output.insert(output.end(), samples, samples + count);
+        });
+        return output;
+    };
+    const std::vector<float> fresh = firstSeconds();
+    repeat("hundredths of an hour of audio", hundredths, [&](int) {
+        run(library, processor, 36 * sampleRate, [&](const float* samples, int count) {
+            for (int i = 0; i < count; ++i)
+                require(std::isfinite(samples[i]), "a sample is not finite");
+        });
     });
+    SORVANE_CALL(library, sorvaneResetProcessorState)(processor);
+    require(firstSeconds() == fresh, "other bits after a reset");
+    SORVANE_CALL(library, sorvaneDeleteProcessor)(processor);
 }
 
-bool soakLibrary(const std::string& path, int cycles) {
+void soak(const char* path, double hours, int handles, int loads) {
     const TempFile model = everyKindNetwork().write();
-    return repeat("loads and unloads of the library", cycles, [&](int) {
-        {
-            const Library library(path);
-            use(library, model.c_str());
-        }
-        if (dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD))
-            throw std::runtime_error("the library stays loaded");
+    repeat("loads and unloads of the library", loads, [&](int) {
+        use(Library(path), model.c_str());
+        require(!dlopen(path, RTLD_NOW | RTLD_NOLOAD), "the library stays loaded");
     });
+    const Library library(path);
+    const char* models[] = {model.c_str(), model.c_str()};
+    repeat("handles made and deleted", handles, [&](int i) {
+        if (i % 10 == 0)
+            use(library, model.c_str());
+        else if (i % 10 == 1)
+            SORVANE_CALL(library, sorvaneDeleteProcessor)
+        (SORVANE_CALL(library, sorvaneCreateStemSeparator)(2, models, 2, 48000.0));
+        else SORVANE_CALL(library, sorvaneDeleteModel)(
+            SORVANE_CALL(library, sorvaneCreateModel)(model.c_str()));
+    });
+    soakAudio(path, static_cast<int>(hours * 100));
 }
 
 } // namespace
@@ -215,17 +155,10 @@ int main(int argc, char** argv) {
     }
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // also into a file
     try {
-        const std::string path = argv[1];
-        const double hours = std::atof(argv[2]);
-        const int handles = std::atoi(argv[3]);
-        const int loads = std::atoi(argv[4]);
-        bool good = loads == 0 || soakLibrary(path, loads);
-        good = (handles == 0 || soakHandles(path, handles)) && good;
-        good = (hours == 0.0 || soakAudio(path, hours)) && good;
-        std::puts(good ? "good" : "NOT GOOD");
-        return good ? 0 : 1;
+        soak(argv[1], std::atof(argv[2]), std::atoi(argv[3]), std::atoi(argv[4]));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "sorvane_soak: %s\n", error.what());
         return 1;
     }
+    return 0;
 }
