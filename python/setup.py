@@ -53,7 +53,7 @@ class BuildByCMake(build_ext):
             ["--build", build, "--config", "Release", "--parallel", jobs(), "--target",
              "sorvane_python"],
             *(["--install", build, "--config", "Release", "--prefix", package.parent, "--strip",
-               "--component", component] for component in ("Library", "Python")),
+               "--component", component] for component in ("Library", "HostLibrary", "Python")),
         ):
             subprocess.run(["cmake", *command], check=True)
         # A wheel holds no links: each library goes by the one name that is asked for.
