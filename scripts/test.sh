@@ -11,8 +11,9 @@ cd "$(dirname "$0")/.."
 packages=(cmake doxygen ffmpeg g++ git ladspa-sdk lilv-utils lv2-dev make ninja-build pkg-config sordi sox
     libcli11-dev libgtest-dev libsndfile1-dev libxsimd-dev nlohmann-json3-dev
     pybind11-dev python3-dev python3-matplotlib python3-numpy
-    # what the Python package can use
-    mypy python3-soundfile python3-tqdm)
+    # what the Python package can use, and its tests of other machines
+    mypy openssh-client openssh-server python3-aiohttp python3-distributed python3-fsspec python3-paramiko
+    python3-requests python3-soundfile python3-tqdm)
 strict=OFF
 case "${1:-}" in
 "") ;;

@@ -29,3 +29,4 @@ echo "the wheel took $((SECONDS - begin)) s"
 packages=$("$work/empty/bin/python" -c "import sysconfig; print(sysconfig.get_path('purelib'))")
 ln -s "$(/usr/bin/python3 -c "import numpy; print(numpy.__path__[0])")" "$packages/"
 "$work/empty/bin/python" python/tests/run.py models/noise-gate-48k.model
+"$work/empty/bin/sorvane-batch" --help >/dev/null

@@ -2,8 +2,8 @@
 
 `denoise` takes the noise out of an array, `denoise_file` out of a file. `Processor` sends audio
 through a model block by block; `Model` drives a model's network with tensors. Both are context
-managers. `models` lists what is installed. What the engine throws arrives as RuntimeError,
-MemoryError or ValueError.
+managers. `models` lists what is installed; `sorvane.batch` cleans whole archives. What the engine
+throws arrives as RuntimeError, MemoryError or ValueError.
 """
 
 import ctypes

@@ -8,6 +8,10 @@ from typing import Any
 REASONS = {
     "soundfile": "reads and writes files other than plain WAV in denoise_file",
     "tqdm": "shows how far denoise_file has come",
+    "distributed": "runs sorvane.batch (with dask, of the same makers)",
+    "fsspec": "opens URLs in sorvane.batch; HTTP takes aiohttp and requests too, SFTP paramiko, "
+              "and object stores packages of their own, such as s3fs",
+    "bokeh": "draws the dashboard of sorvane.batch",
 }
 
 
