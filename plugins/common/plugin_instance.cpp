@@ -76,6 +76,7 @@ float PluginInstance::valueOf(std::size_t port) const {
 void PluginInstance::applyControls() {
     float amount = 1.0F;
     bool removed = false;
+    bool enabled = true;
     for (std::size_t i = 0; i < type.ports.size(); ++i) {
         const Port& port = type.ports[i];
         if (!port.isControl())
@@ -85,13 +86,16 @@ void PluginInstance::applyControls() {
             amount = value;
         else if (port.role == PortRole::removed)
             removed = value >= 0.5F;
+        else if (port.role == PortRole::enabled)
+            enabled = value >= 0.5F;
         else if (value != applied[i])
             applyParameter(port, value);
         applied[i] = value;
     }
     for (Voice& voice : voices) {
-        voice.blocks.setAmount(voice.hasFailed ? 0.0F : amount);
-        voice.blocks.setInverted(removed && !voice.hasFailed);
+        const bool passes = voice.hasFailed || !enabled;
+        voice.blocks.setAmount(passes ? 0.0F : amount);
+        voice.blocks.setInverted(removed && !passes);
     }
 }
 

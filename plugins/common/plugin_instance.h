@@ -30,6 +30,9 @@ public:
     [[nodiscard]] const std::string& modelPath() const { return path; }
     [[nodiscard]] int latency() const { return delay; }
 
+    /// Whether the host's rate chose the model, so that it is no matter of a session.
+    [[nodiscard]] bool choosesModel() const { return type.modelPath.empty(); }
+
     /// `memory` holds a float for a control, and for audio the floats of a block. Numbers past the last
     /// port are ignored.
     void connect(std::size_t port, void* memory) noexcept;

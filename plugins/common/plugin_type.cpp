@@ -1,8 +1,10 @@
 #include "common/plugin_type.h"
 
-#include "sorvane_host.h"
+#include "sorvane_host.hpp"
 
 #include <algorithm>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace sorvane::plugins {
@@ -14,6 +16,25 @@ constexpr float highestGain = 10.0F; // +20 dB
 
 const std::vector<std::pair<const char*, const char*>> sides = {{"left", "Left"},
                                                                 {"right", "Right"}};
+
+bool isSpeech(const std::string& label) {
+    return label.starts_with("speech_") || label.starts_with("voice_cleaner_");
+}
+
+/// "speech_small_48k" becomes "Voice cleaner, small (48 kHz)".
+std::string nameOf(const std::string& label, const std::string& kind) {
+    constexpr std::string_view speech = "speech_";
+    constexpr std::string_view small = "small_";
+    if (!label.starts_with(speech) || !label.ends_with('k'))
+        return "Sorvane " + label + " (" + kind + ")";
+    std::string rate = label.substr(speech.size(), label.size() - speech.size() - 1);
+    std::string name = "Voice cleaner";
+    if (rate.starts_with(small)) {
+        name += ", small";
+        rate.erase(0, small.size());
+    }
+    return name + " (" + rate + " kHz, " + kind + ")";
+}
 
 int steeredBusses(const PluginType& type) {
     return std::min(static_cast<int>(type.busNames.size()), mostBussesWithParameters);
@@ -33,7 +54,7 @@ void addMixControls(PluginType& type) {
     type.ports.push_back({PortRole::amount, 0, "amount", "Amount", "", 0.0F, 1.0F, 1.0F});
     if (type.busNames.size() == 2) {
         type.ports.push_back({PortRole::remainderLevel, 1, "remainder_level", "Remainder level",
-                              "dB", -96.0F, 0.0F, 0.0F});
+                              "dB", -96.0F, 0.0F, isSpeech(type.label) ? -96.0F : 0.0F});
         return;
     }
     for (int bus = 0; bus < steeredBusses(type); ++bus)
@@ -57,7 +78,7 @@ void addLatency(PluginType& type) {
 
 PluginType startOf(const CatalogueModel& model, const std::string& kind, int channels) {
     return {model.label + "_" + kind,
-            "Sorvane " + model.label + " (" + kind + ")",
+            nameOf(model.label, kind),
             model.path,
             channels,
             kind == "stems",
@@ -75,8 +96,40 @@ PluginType mixPlugin(const CatalogueModel& model, int channels) {
     addSensitivities(type);
     type.ports.push_back(
         {PortRole::removed, 0, "removed", "Hear what is removed", "", 0.0F, 1.0F, 0.0F});
+    type.ports.push_back({PortRole::enabled, 0, "enabled", "Enabled", "", 0.0F, 1.0F, 1.0F});
     addLatency(type);
     return type;
+}
+
+PluginType voiceCleaner(int channels) {
+    PluginType type = mixPlugin({"", "voice_cleaner", {"Speech", "Noise"}}, channels);
+    type.name = channels == 1 ? "Voice cleaner (mono)" : "Voice cleaner (stereo)";
+    return type;
+}
+
+bool hasSpeechModel(const std::vector<CatalogueModel>& models) {
+    return std::any_of(models.begin(), models.end(), [](const CatalogueModel& model) {
+        return isSpeech(model.label) && model.busNames.size() == 2;
+    });
+}
+
+std::string modelPathFor(const PluginType& type, double sampleRate) {
+    if (!type.modelPath.empty())
+        return type.modelPath;
+    std::string best;
+    double least = 0.0;
+    for (const CatalogueModel& model : listModels()) {
+        if (!hasSpeechModel({model}) || model.label.find("small") != std::string::npos)
+            continue;
+        const double badness = host::Model(model.path).rateFit(sampleRate).badness;
+        if (best.empty() || badness < least) {
+            best = model.path;
+            least = badness;
+        }
+    }
+    if (best.empty())
+        throw std::runtime_error("no speech model is found");
+    return best;
 }
 
 PluginType stemsPlugin(const CatalogueModel& model) {

@@ -15,6 +15,7 @@ enum class PortRole {
     gain,           ///< of a bus, linear
     sensitivity,    ///< of a bus, in per cent
     removed,        ///< a switch: what is removed instead of what is left
+    enabled,        ///< a switch: the result, or else the input as late as that
     latency,        ///< an output, in samples
 };
 
@@ -28,6 +29,10 @@ struct Port {
     float highest = 0.0F;
     float standard = 0.0F; ///< 0, 1, or one of the bounds
 
+    [[nodiscard]] bool isSwitch() const {
+        return role == PortRole::removed || role == PortRole::enabled;
+    }
+
     [[nodiscard]] bool isAudio() const {
         return role == PortRole::audioInput || role == PortRole::audioOutput;
     }
@@ -38,8 +43,8 @@ struct Port {
 /// audio out (stem by stem), controls, latency.
 struct PluginType {
     std::string label;
-    std::string name;
-    std::string modelPath;
+    std::string name;      ///< for people
+    std::string modelPath; ///< empty for the speech model that suits the host's rate best
     int channels;
     bool isStems; ///< an output per bus instead of one mix
     std::vector<std::string> busNames;
@@ -51,6 +56,16 @@ PluginType mixPlugin(const CatalogueModel& model, int channels);
 
 /// A stereo output for each bus; its label ends in "_stems".
 PluginType stemsPlugin(const CatalogueModel& model);
+
+/// A plug-in of this kind that isn't bound to a model, but takes the speech model for the host's rate.
+/// Its label is "voice_cleaner_" and the kind.
+PluginType voiceCleaner(int channels);
+
+/// Whether any model is one that voiceCleaner() may take.
+bool hasSpeechModel(const std::vector<CatalogueModel>& models);
+
+/// The model that a plug-in runs at a rate. Raises std::runtime_error when there is none.
+std::string modelPathFor(const PluginType& type, double sampleRate);
 
 /// Busses past the sixteenth can't be silenced, so stems need a model with no more.
 bool canGiveStems(const CatalogueModel& model);

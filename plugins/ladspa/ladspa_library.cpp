@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 #include <utility>
+#include <vector>
 
 #if defined(_WIN32)
 #define SORVANE_PLUGIN_EXPORT __declspec(dllexport)
@@ -20,7 +21,11 @@ namespace {
 class Library {
 public:
     Library() {
-        for (const CatalogueModel& model : listModels())
+        const std::vector<CatalogueModel> models = listModels();
+        for (const int channels : {1, 2})
+            if (hasSpeechModel(models))
+                add(voiceCleaner(channels));
+        for (const CatalogueModel& model : models)
             for (const int channels : {1, 2})
                 add(mixPlugin(model, channels));
     }

@@ -17,11 +17,12 @@ PluginInstance& instanceOf(LADSPA_Handle handle) {
 LADSPA_Handle instantiate(const LADSPA_Descriptor* descriptor, unsigned long sampleRate) {
     const auto& type = *static_cast<const PluginType*>(descriptor->ImplementationData);
     try {
-        return new PluginInstance(type, type.modelPath, static_cast<double>(sampleRate));
+        const auto rate = static_cast<double>(sampleRate);
+        return new PluginInstance(type, modelPathFor(type, rate), rate);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "sorvane: %s: %s\n", type.modelPath.c_str(), error.what());
+        std::fprintf(stderr, "sorvane: %s: %s\n", type.label.c_str(), error.what());
     } catch (...) {
-        std::fprintf(stderr, "sorvane: %s: unknown failure\n", type.modelPath.c_str());
+        std::fprintf(stderr, "sorvane: %s: unknown failure\n", type.label.c_str());
     }
     return nullptr;
 }
@@ -69,7 +70,7 @@ LADSPA_PortRangeHint rangeOf(const Port& port) {
     LADSPA_PortRangeHintDescriptor hints =
         LADSPA_HINT_BOUNDED_BELOW | LADSPA_HINT_BOUNDED_ABOVE | defaultHintOf(port);
     // A switch is an integer from 0 to 1 here: one that is marked as a switch may have no bounds.
-    if (port.role == PortRole::removed || port.role == PortRole::latency)
+    if (port.isSwitch() || port.role == PortRole::latency)
         hints |= LADSPA_HINT_INTEGER;
     return {hints, port.lowest, port.highest};
 }

@@ -41,7 +41,7 @@ void requireDescribed(const PluginType& type, const char* bundlePath) {
 
 struct Lv2Instance {
     Lv2Instance(const PluginType& type, double sampleRate, const LV2_Feature* const* features)
-        : plugin(type, type.modelPath, sampleRate),
+        : plugin(type, modelPathFor(type, sampleRate), sampleRate),
           state(static_cast<const LV2_URID_Map*>(featureData(features, LV2_URID__map))) {}
 
     PluginInstance plugin;
@@ -59,9 +59,9 @@ LV2_Handle instantiate(const LV2_Descriptor* descriptor, double sampleRate, cons
         requireDescribed(type, bundlePath);
         return new Lv2Instance(type, sampleRate, features);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "sorvane: %s: %s\n", type.modelPath.c_str(), error.what());
+        std::fprintf(stderr, "sorvane: %s: %s\n", type.label.c_str(), error.what());
     } catch (...) {
-        std::fprintf(stderr, "sorvane: %s: unknown failure\n", type.modelPath.c_str());
+        std::fprintf(stderr, "sorvane: %s: unknown failure\n", type.label.c_str());
     }
     return nullptr;
 }
@@ -120,23 +120,35 @@ Lv2Type::Lv2Type(PluginType pluginType)
     extension_data = extensionData;
 }
 
-/// All plug-ins of the models that were there when the host first asked. A host uses those of them that
-/// a bundle describes.
+/// All plug-ins of the models that were there when the host asked for those of a bundle, which may
+/// carry models of its own. A host uses those of them that the bundle describes.
 class Library {
 public:
-    Library() {
-        for (const CatalogueModel& model : listModels()) {
+    explicit Library(const std::filesystem::path& bundle) {
+        const std::vector<CatalogueModel> models = listModels({bundle / "models"});
+        if (hasSpeechModel(models))
+            types.push_back(std::make_unique<Lv2Type>(voiceCleaner(2)));
+        for (const CatalogueModel& model : models) {
             types.push_back(std::make_unique<Lv2Type>(mixPlugin(model, 2)));
             if (canGiveStems(model))
                 types.push_back(std::make_unique<Lv2Type>(stemsPlugin(model)));
         }
+        record.handle = this;
+        record.size = sizeof record;
+        record.cleanup = [](LV2_Lib_Handle handle) { delete static_cast<Library*>(handle); };
+        record.get_plugin = [](LV2_Lib_Handle handle, std::uint32_t index) {
+            return static_cast<const Library*>(handle)->descriptor(index);
+        };
     }
 
+    [[nodiscard]] const LV2_Lib_Descriptor* libraryDescriptor() const { return &record; }
+
+private:
     [[nodiscard]] const LV2_Descriptor* descriptor(std::uint32_t index) const {
         return index < types.size() ? types[index].get() : nullptr;
     }
 
-private:
+    LV2_Lib_Descriptor record{};
     std::vector<std::unique_ptr<Lv2Type>> types;
 };
 
@@ -144,10 +156,10 @@ private:
 
 } // namespace sorvane::plugins
 
-LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(std::uint32_t index) {
+LV2_SYMBOL_EXPORT const LV2_Lib_Descriptor*
+lv2_lib_descriptor(const char* bundlePath, const LV2_Feature* const* /*features*/) {
     try {
-        static const sorvane::plugins::Library library;
-        return library.descriptor(index);
+        return (new sorvane::plugins::Library(bundlePath))->libraryDescriptor();
     } catch (const std::exception&) {
         return nullptr; // out of memory
     }

@@ -51,6 +51,8 @@ LV2_State_Status Lv2State::save(const PluginInstance& plugin, LV2_State_Store_Fu
                                 LV2_State_Handle handle, const LV2_Feature* const* features) const {
     if (modelProperty == 0 || pathType == 0)
         return LV2_STATE_ERR_NO_FEATURE;
+    if (plugin.choosesModel())
+        return LV2_STATE_SUCCESS;
     std::string path = plugin.modelPath();
     std::uint32_t flags = LV2_STATE_IS_POD;
     if (const LV2_State_Map_Path* map = pathMap(features)) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <utility>
 
 namespace sorvane::plugins {
 
@@ -42,6 +43,7 @@ std::string groupOf(const Port& port) {
     case PortRole::sensitivity:
         return masksGroup;
     case PortRole::latency:
+    case PortRole::enabled:
         return "";
     default:
         return mixGroup;
@@ -55,7 +57,7 @@ std::string unitOf(const Port& port) {
         return "units:db";
     if (port.unit == "%")
         return "units:pc";
-    return port.role == PortRole::removed ? "" : "units:coef";
+    return port.isSwitch() ? "" : "units:coef";
 }
 
 std::string audioGroup(const PluginType& type, const std::string& symbol, const std::string& name,
@@ -87,8 +89,10 @@ std::string controlText(const Port& port) {
                        numberText(port.lowest) + " ;\n\t\tlv2:maximum " + numberText(port.highest);
     if (const std::string unit = unitOf(port); !unit.empty())
         text += " ;\n\t\tunits:unit " + unit;
-    if (port.role == PortRole::removed)
+    if (port.isSwitch())
         text += " ;\n\t\tlv2:portProperty lv2:toggled";
+    if (port.role == PortRole::enabled)
+        text += " ;\n\t\tlv2:designation lv2:enabled";
     if (port.role == PortRole::latency)
         text += " ;\n\t\tlv2:designation lv2:latency"
                 " ;\n\t\tlv2:portProperty lv2:reportsLatency , lv2:integer";
@@ -118,6 +122,7 @@ std::string descriptionStart() {
            "@prefix foaf: <http://xmlns.com/foaf/0.1/> .\n"
            "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
            "@prefix pg: <http://lv2plug.in/ns/ext/port-groups#> .\n"
+           "@prefix pset: <http://lv2plug.in/ns/ext/presets#> .\n"
            "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n"
            "@prefix state: <http://lv2plug.in/ns/ext/state#> .\n"
            "@prefix units: <http://lv2plug.in/ns/extensions/units#> .\n"
@@ -127,16 +132,53 @@ std::string descriptionStart() {
            ">\n\ta lv2:Parameter ;\n\trdfs:label \"Model\" ;\n\trdfs:range atom:Path .\n\n";
 }
 
+/// Values of ports under a name.
+struct Preset {
+    const char* symbol;
+    const char* name;
+    float remainderLevel;
+    float enabled;
+};
+
+constexpr Preset presets[] = {
+    {"voice", "Voice alone", -96.0F, 1.0F},
+    {"natural", "Natural (-12 dB)", -12.0F, 1.0F},
+    {"bypass", "Bypass", -96.0F, 0.0F},
+};
+
+bool hasPresets(const PluginType& type) {
+    return !type.isStems && type.busNames.size() == 2;
+}
+
+std::string presetText(const PluginType& type, const Preset& preset) {
+    std::string text = iri(type, preset.symbol) + "\n\ta pset:Preset ;\n\tlv2:appliesTo " +
+                       iri(type) + " ;\n\trdfs:label " + quoted(preset.name) + " ;\n\tlv2:port ";
+    const std::pair<const char*, float> values[] = {{"amount", 1.0F},
+                                                    {"remainder_level", preset.remainderLevel},
+                                                    {"removed", 0.0F},
+                                                    {"enabled", preset.enabled}};
+    for (const auto& [symbol, value] : values)
+        text += std::string(symbol == values[0].first ? "" : " , ") + "[ lv2:symbol " +
+                quoted(symbol) + " ; pset:value " + numberText(value) + " ]";
+    return text + " .\n\n";
+}
+
 } // namespace
 
 std::string manifestStart() {
     return "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
+           "@prefix pset: <http://lv2plug.in/ns/ext/presets#> .\n"
            "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n\n";
 }
 
 std::string manifestEntry(const PluginType& type, const std::string& module) {
-    return iri(type) + "\n\ta lv2:Plugin ;\n\tlv2:binary <" + module + "> ;\n\trdfs:seeAlso <" +
-           descriptionFileOf(type) + "> .\n\n";
+    std::string text = iri(type) + "\n\ta lv2:Plugin ;\n\tlv2:binary <" + module +
+                       "> ;\n\trdfs:seeAlso <" + descriptionFileOf(type) + "> .\n\n";
+    if (hasPresets(type))
+        for (const Preset& preset : presets)
+            text += iri(type, preset.symbol) + "\n\ta pset:Preset ;\n\tlv2:appliesTo " + iri(type) +
+                    " ;\n\trdfs:seeAlso <" + descriptionFileOf(type) + "> .\n\n";
+    return text;
 }
 
 std::string descriptionOf(const PluginType& type) {
@@ -156,7 +198,11 @@ std::string descriptionOf(const PluginType& type) {
                        iri(type, type.isStems ? "stem_0" : "out") + " ;\n\tlv2:port ";
     for (std::size_t i = 0; i < type.ports.size(); ++i)
         text += (i == 0 ? "" : " , ") + portText(type, i);
-    return text + " .\n\n";
+    text += " .\n\n";
+    if (hasPresets(type))
+        for (const Preset& preset : presets)
+            text += presetText(type, preset);
+    return text;
 }
 
 } // namespace sorvane::plugins

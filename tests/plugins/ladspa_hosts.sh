@@ -18,9 +18,9 @@ for text in "\"${label}_mono\"" "\"${label}_stereo\"" \
     grep -qF "$text" description || fail "analyseplugin doesn't print $text"
 done
 
-# Amount, remainder level, sensitivities of speech and noise, removed.
-cleaned="1 -40 0 0 0"
-bent="0.8 -96 30 0 1"
+# Amount, remainder level, sensitivities of speech and noise, removed, enabled.
+cleaned="1 -40 0 0 0 1"
+bent="0.8 -96 30 0 1 1"
 
 # applyplugin writes 16 bits.
 for name in mono stereo; do
@@ -39,7 +39,11 @@ for name in mono stereo; do
         expect $name.$set.wav $name.sox-l.wav 0
     done
 done
-# Without controls nothing changes.
+# The voice cleaner is at work at once, with the model for the rate.
+sox mono.wav voice.wav ladspa -l sorvane_ladspa voice_cleaner_mono
+"$program" process speech-48k mono.wav voice.expected.wav --remainder -96
+expect voice.expected.wav voice.wav 0
+# Without controls a model of another kind changes nothing.
 sox mono.wav default.wav ladspa -l sorvane_ladspa ${label}_mono
 expect mono.wav default.wav 0
 

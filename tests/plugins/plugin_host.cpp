@@ -11,6 +11,7 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <lv2/urid/urid.h>
 #include <map>
 #include <stdexcept>
@@ -81,17 +82,22 @@ const ModelFolder& modelFolder() {
     return folder;
 }
 
-// All that a module describes. It stays loaded, as in most hosts.
-template <typename Descriptor, typename Index>
-std::vector<const Descriptor*> descriptorsOf(const char* module, const char* function) {
+// A function of a module, which stays loaded, as in most hosts.
+template <typename Function>
+Function functionOf(const char* module, const char* name) {
     modelFolder();
     void* const library = dlopen(module, RTLD_NOW | RTLD_LOCAL);
     if (!library)
         throw std::runtime_error(dlerror());
-    using Function = const Descriptor* (*)(Index);
-    const auto get = reinterpret_cast<Function>(dlsym(library, function));
+    return reinterpret_cast<Function>(dlsym(library, name));
+}
+
+// All that a module describes.
+template <typename Descriptor>
+std::vector<const Descriptor*>
+descriptorsOf(const std::function<const Descriptor*(std::uint32_t)>& get) {
     std::vector<const Descriptor*> descriptors;
-    for (Index i = 0; const Descriptor* descriptor = get(i); ++i)
+    for (std::uint32_t i = 0; const Descriptor* descriptor = get(i); ++i)
         descriptors.push_back(descriptor);
     return descriptors;
 }
@@ -133,14 +139,18 @@ const std::map<std::string, plugins::PluginType>& allTypes() {
 } // namespace
 
 const std::vector<const LADSPA_Descriptor*>& ladspaDescriptors() {
-    static const auto descriptors =
-        descriptorsOf<LADSPA_Descriptor, unsigned long>(SORVANE_LADSPA, "ladspa_descriptor");
+    static const auto descriptors = descriptorsOf<LADSPA_Descriptor>(
+        functionOf<LADSPA_Descriptor_Function>(SORVANE_LADSPA, "ladspa_descriptor"));
     return descriptors;
 }
 
 const std::vector<const LV2_Descriptor*>& lv2Descriptors() {
-    static const auto descriptors =
-        descriptorsOf<LV2_Descriptor, std::uint32_t>(SORVANE_LV2, "lv2_descriptor");
+    static const auto descriptors = [] {
+        const LV2_Lib_Descriptor* library = functionOf<LV2_Lib_Descriptor_Function>(
+            SORVANE_LV2, "lv2_lib_descriptor")(modelFolder().bundle().c_str(), nullptr);
+        return descriptorsOf<LV2_Descriptor>(
+            [library](std::uint32_t i) { return library->get_plugin(library->handle, i); });
+    }();
     return descriptors;
 }
 
