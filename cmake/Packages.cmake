@@ -47,9 +47,10 @@ debian_package(Development libsorvaneengine-dev libdevel
 has the headers of the engine and of its host layer, what CMake and pkg-config\n\
 find them by, and examples.")
 debian_package(Program sorvane sound
-    "run trained neural networks on audio files"
-    "The program sends audio files through a network from a model file, which\n\
-divides them into busses, such as speech and noise, and writes their mix.")
+    "take the noise out of recordings of speech"
+    "The program sends audio files and the tracks of films through a network from a\n\
+model file, which divides them into busses, such as speech and noise, and\n\
+writes their mix.")
 debian_package(Models sorvane-models sound
     "models for SorvaneEngine"
     "Networks that SorvaneEngine, its program and its plug-ins run, with a\n\
@@ -102,7 +103,7 @@ debian_library(Library libSorvaneEngine ${PROJECT_SOURCE_DIR}/src/engine/exports
 exported_names(names ${PROJECT_SOURCE_DIR}/host/sorvane_host.h)
 debian_library(HostLibrary libSorvaneHost ${PROJECT_SOURCE_DIR}/host/exports.map ${names})
 
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS sorvane-models)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "sorvane-models, ffmpeg")
 set(CPACK_DEBIAN_MODELS_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_MODELS_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)

@@ -59,6 +59,12 @@ for document in docs/hosting.md docs/model-format.md docs/parameters.md docs/spe
     training/recipes/speech/README.md; do
     cmp "$source/$document" "$prefix/share/sorvane/$document"
 done
+# No link in an installed document leads nowhere.
+find "$prefix/share/sorvane" -name '*.md' | while read -r document; do
+    { grep -oP '\]\(\K[^)#:]+(?=[)#])' "$document" || true; } | while read -r link; do
+        [ -e "$(dirname "$document")/$link" ] || fail "$document: nothing is at $link"
+    done
+done
 page=$(gzip -cdf "$prefix"/share/man/man1/sorvane.1*)
 [[ $page == *"SorvaneEngine $version"* ]] || fail "the manual page names another version"
 model=$prefix/share/sorvane/models/noise-gate-48k.model

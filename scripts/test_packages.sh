@@ -52,7 +52,7 @@ lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bu
 step env DEBIAN_FRONTEND=noninteractive apt-get install -y ./build/debian/*.deb
 [ "$(installed | grep -c '^installed')" = ${#names[@]} ] || fail "installed: $(installed)"
 cd "$work"
-tells Speech sorvane info /usr/share/sorvane/models/noise-gate-48k.model || fail "sorvane info"
+tells Speech sorvane info speech-48k || fail "sorvane info"
 tells --sensitivity man --pager=cat sorvane-process || fail "manual page of the program"
 tells sorvaneAddAudio man --pager=cat 3 sorvane_engine || fail "manual page of the library"
 tells noise_gate_48k_mono analyseplugin /usr/lib/ladspa/sorvane_ladspa.so ||
@@ -74,6 +74,6 @@ step cmake --build build/tarball -j "$jobs"
 (cd build/tarball && step cpack -G TGZ)
 tar -xzf build/tarball/sorvane-engine-*.tar.gz -C "$work"
 cd "$work"/sorvane-engine-*
-tells Speech bin/sorvane info share/sorvane/models/noise-gate-48k.model || fail "sorvane info"
+tells Speech bin/sorvane info speech-48k || fail "sorvane info"
 tells noise_gate_48k_mono analyseplugin lib/ladspa/sorvane_ladspa.so || fail "LADSPA plug-in"
 echo "== tarball: all well"

@@ -7,7 +7,7 @@
 set(order
     # The program.
     "^main\\.cpp$"
-    "^(process|info|bench|demo)/"
+    "^(denoise|process|models|info|bench|demo)/"
     "^run/"
     "^chain/"
     "^sound/"

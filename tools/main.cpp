@@ -1,12 +1,18 @@
 #include "bench/bench_command.h"
 #include "console/console.h"
 #include "console/program_error.h"
+#include "console/suggestion.h"
+#include "console/text.h"
+#include "denoise/denoise_command.h"
 #include "info/info_command.h"
+#include "models/models_command.h"
 #include "process/process_command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -27,14 +33,31 @@ const char* const exitCodes =
     "  5  the output can't be written, or the disk is full\n"
     "  128 + n  ended by signal n\n";
 
+/// A first word that is no option and no command.
+std::string unknownCommand(const CLI::App& program, int argc, char** argv) {
+    const std::string word = argc > 1 ? argv[1] : "-";
+    std::vector<std::string> names;
+    for (const CLI::App* command : program.get_subcommands([](const CLI::App*) { return true; }))
+        names.push_back(command->get_name());
+    const std::string small = lowerCase(word);
+    if (word.rfind('-', 0) == 0 || std::find(names.begin(), names.end(), small) != names.end())
+        return {};
+    const std::string near = suggestion(word, names);
+    return "there is no command " + inQuotes(word) +
+           (near.empty() ? "; the commands are " + listOfNames(names) : near);
+}
+
 int run(int argc, char** argv) {
     CLI::App program("Runs trained neural networks on audio files.", "sorvane");
     program.set_version_flag("--version", "sorvane " SORVANE_VERSION);
     program.require_subcommand(0, 1);
-    program.footer(std::string("`sorvane COMMAND --help` shows a command's options and "
+    program.footer("`sorvane denoise talk.wav` takes the noise out of a recording.\n" +
+                   std::string("`sorvane COMMAND --help` shows a command's options and "
                                "examples.\n\n") +
                    exitCodes);
+    addDenoiseCommand(program);
     addProcessCommand(program);
+    addModelsCommand(program);
     addInfoCommand(program);
     addBenchCommand(program);
     try {
@@ -42,7 +65,8 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
             return program.exit(error); // help or version
-        return report(exitUsage, error.what());
+        const std::string unknown = unknownCommand(program, argc, argv);
+        return report(exitUsage, unknown.empty() ? error.what() : unknown);
     }
     if (program.get_subcommands().empty())
         return report(exitUsage, "a command is required; see `sorvane --help`");

@@ -37,14 +37,14 @@ TEST(OutputPlan, EveryOutputHasItsOwnName) {
     };
     for (const auto& c : cases) {
         const tools::NamingRules rules{"out", c.pattern, c.extension, c.stems};
-        EXPECT_EQ(pathsOf(planOutputs(c.inputs, rules, busses)), c.expected);
+        EXPECT_EQ(pathsOf(planOutputs({c.inputs.begin(), c.inputs.end()}, rules, busses)), c.expected);
     }
 }
 
 TEST(OutputPlan, PatternsThatNameNoFileAreRefused) {
     for (const char* pattern : {"{other}", "{input", "{", "a/{input}.wav", "/x", "..", "."}) {
         try {
-            tools::planOutputs({"x.wav"}, {"out", pattern, "", {}}, {});
+            tools::planOutputs({{"x.wav", ""}}, {"out", pattern, "", {}}, {});
             FAIL() << pattern;
         } catch (const tools::ProgramError& error) {
             EXPECT_EQ(error.exitCode(), tools::exitUsage) << pattern;

@@ -59,7 +59,7 @@ TEST(ProgramRaw, UnsignedBytesAreSilentAt128) {
     const struct {
         std::string options;
         std::string expected;
-    } cases[] = {{"", in}, {" --gain 0=3 --gain 1=3 --quiet", loud}};
+    } cases[] = {{" --quiet", in}, {" --gain 0=3 --gain 1=3 --quiet", loud}};
     for (const auto& c : cases) {
         const ProgramResult result =
             runShell(processCommand("- - --raw-input u8:48000:1 --raw-output u8" + c.options) +

@@ -1,6 +1,6 @@
 #include "bench/bench_command.h"
 
-#include "chain/processor.h"
+#include "chain/models.h"
 #include "console/json_text.h"
 #include "console/platform.h"
 #include "console/program_error.h"
@@ -20,7 +20,7 @@ namespace sorvane::tools {
 
 namespace {
 
-constexpr int highestRate = 10000000;
+constexpr double highestRate = 1e7;
 constexpr int mostChannels = 1024;
 constexpr double warmUpSeconds = 0.5;
 
@@ -28,7 +28,7 @@ struct BenchOptions {
     std::string model;
     double seconds = 10.0;
     int channels = 1;
-    int sampleRate = 48000;
+    double sampleRate = 0.0; ///< 0 for the model's own
     bool json = false;
 };
 
@@ -44,11 +44,10 @@ struct BenchResult {
 };
 
 /// Seconds that one push, and the pull of what it gave, takes.
-double timePush(Processor& processor, const std::vector<float>& input, std::vector<float>& output,
-                int samples) {
+double timePush(host::Stream& stream, const std::vector<float>& input, std::vector<float>& output) {
     const auto begin = std::chrono::steady_clock::now();
-    processor.push(input.data(), samples);
-    while (processor.pull(output.data(), samples) > 0) {
+    stream.push(input);
+    while (stream.pull(output) > 0) {
     }
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
@@ -60,13 +59,17 @@ double percentile(const std::vector<double>& sorted, double part) {
     return sorted[std::clamp<std::size_t>(rank, 1, sorted.size()) - 1];
 }
 
-BenchResult measure(const BenchOptions& options) {
+/// Fills in the rate.
+BenchResult measure(BenchOptions& options) {
     BenchResult result;
     result.memoryBefore = platform::peakMemory();
-    Processor processor(options.model, options.channels, options.sampleRate);
+    const host::Model model = openModel(options.model);
+    if (options.sampleRate == 0.0)
+        options.sampleRate = model.info().sampleRate;
+    host::Stream stream(model, options.channels, options.sampleRate);
     result.samplesPerFrame = std::max(
-        1, static_cast<int>(std::lround(processor.secondsPerHop() * processor.sampleRate())));
-    result.latencySamples = processor.latency();
+        1, static_cast<int>(std::lround(stream.info().secondsPerHop * options.sampleRate)));
+    result.latencySamples = stream.latency();
 
     std::vector<float> input(static_cast<std::size_t>(result.samplesPerFrame) *
                              static_cast<std::size_t>(options.channels));
@@ -75,9 +78,9 @@ BenchResult measure(const BenchOptions& options) {
     const auto nextTime = [&] {
         for (float& sample : input) // different in every frame, as audio is
             sample = static_cast<float>(random() & 0xFFFFU) / 65536.0F - 0.5F;
-        return timePush(processor, input, output, result.samplesPerFrame);
+        return timePush(stream, input, output);
     };
-    const double secondsPerFrame = result.samplesPerFrame / processor.sampleRate();
+    const double secondsPerFrame = result.samplesPerFrame / options.sampleRate;
     const auto framesIn = [&](double seconds) {
         return static_cast<std::size_t>(std::ceil(seconds / secondsPerFrame));
     };
@@ -103,17 +106,16 @@ void printText(const BenchOptions& options, const BenchResult& result) {
     };
     std::printf("audio             %s s of noise, %d channel%s at %s Hz\n",
                 shortNumber(result.audioSeconds, 4).c_str(), options.channels,
-                options.channels == 1 ? "" : "s", groupedNumber(options.sampleRate).c_str());
+                options.channels == 1 ? "" : "s",
+                groupedNumber(std::llround(options.sampleRate)).c_str());
     std::printf("real-time factor  %s, %s times as fast as real time\n",
                 shortNumber(result.runSeconds / result.audioSeconds, 3).c_str(),
                 shortNumber(result.audioSeconds / result.runSeconds, 3).c_str());
-    std::printf(
-        "time per frame    %s median, %s 99th percentile; a frame lasts %s\n",
-        milliseconds(result.medianFrame).c_str(), milliseconds(result.slowFrame).c_str(),
-        milliseconds(result.samplesPerFrame / static_cast<double>(options.sampleRate)).c_str());
-    std::printf(
-        "latency           %s samples, %s\n", groupedNumber(result.latencySamples).c_str(),
-        milliseconds(result.latencySamples / static_cast<double>(options.sampleRate)).c_str());
+    std::printf("time per frame    %s median, %s 99th percentile; a frame lasts %s\n",
+                milliseconds(result.medianFrame).c_str(), milliseconds(result.slowFrame).c_str(),
+                milliseconds(result.samplesPerFrame / options.sampleRate).c_str());
+    std::printf("latency           %s samples, %s\n", groupedNumber(result.latencySamples).c_str(),
+                milliseconds(result.latencySamples / options.sampleRate).c_str());
     if (result.memoryPeak > 0)
         std::printf("memory            %s at most, %s before the model was loaded\n",
                     megabytes(result.memoryPeak).c_str(), megabytes(result.memoryBefore).c_str());
@@ -127,7 +129,7 @@ void printJson(const BenchOptions& options, const BenchResult& result) {
         {"audioSeconds", result.audioSeconds},
         {"realTimeFactor", result.runSeconds / result.audioSeconds},
         {"secondsPerFrame", {{"median", result.medianFrame}, {"percentile99", result.slowFrame}}},
-        {"frameSeconds", result.samplesPerFrame / static_cast<double>(options.sampleRate)},
+        {"frameSeconds", result.samplesPerFrame / options.sampleRate},
         {"latencySamples", result.latencySamples},
         {"peakMemoryBytes", result.memoryPeak},
         {"peakMemoryBytesBeforeLoading", result.memoryBefore},
@@ -135,7 +137,7 @@ void printJson(const BenchOptions& options, const BenchResult& result) {
     std::fputs(jsonText(json).c_str(), stdout);
 }
 
-void runBench(const BenchOptions& options) {
+void runBench(BenchOptions options) {
     const BenchResult result = measure(options);
     if (options.json)
         printJson(options, result);
@@ -148,19 +150,22 @@ void runBench(const BenchOptions& options) {
 void addBenchCommand(CLI::App& program) {
     auto options = std::make_shared<BenchOptions>();
     CLI::App* command = program.add_subcommand("bench", "Measure how fast a model runs");
-    command->add_option("MODEL", options->model, "Model file")->required();
+    command->ignore_case();
+    command->add_option("MODEL", options->model, "Model, by its name or path")->required();
     command->add_option("--seconds", options->seconds, "How much audio is processed")
         ->capture_default_str()
         ->check(CLI::Range(0.1, 86400.0));
     command->add_option("--channels", options->channels, "Channels of the audio")
         ->capture_default_str()
         ->check(CLI::Range(1, mostChannels));
-    command->add_option("--rate", options->sampleRate, "Sample rate of the audio in hertz")
-        ->capture_default_str()
-        ->check(CLI::Range(1, highestRate));
+    command
+        ->add_option("--rate", options->sampleRate,
+                     "Sample rate of the audio in hertz, by default the model's")
+        ->type_name("HZ")
+        ->check(CLI::Range(1.0, highestRate));
     command->add_flag("--json", options->json, "Print the figures as JSON");
     command->footer("Noise is pushed frame by frame; each push is timed.\n\n"
-                    "Example:\n  sorvane bench noise-gate-48k.model --channels 2\n");
+                    "Example:\n  sorvane bench speech-48k --channels 2\n");
     command->callback([options] { runBench(*options); });
 }
 

@@ -1,11 +1,9 @@
 #include "chain/bus_options.h"
 
 #include "console/program_error.h"
+#include "console/suggestion.h"
 #include "console/text.h"
 
-#include "engine/sorvane_engine.h"
-
-#include <algorithm>
 #include <set>
 #include <sstream>
 
@@ -13,7 +11,7 @@ namespace sorvane::tools {
 
 namespace {
 
-constexpr int mostBussesWithParameters = 16;
+constexpr std::size_t mostBussesWithParameters = 16;
 
 [[noreturn]] void fail(const std::string& message) {
     throw ProgramError(exitUsage, message);
@@ -34,34 +32,43 @@ void requireInRange(double value, Range range, const std::string& option) {
              shortNumber(range.highest));
 }
 
-std::string listOf(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names)
-        text += (text.empty() ? "" : ", ") + printable(name);
-    return text;
-}
-
-/// A name wins over a number, should a bus be called "1".
+/// A name wins over a number, should a bus be called "1", and the name as it is over one in other
+/// letters.
 int findBus(const std::string& bus, const std::vector<std::string>& names,
             const std::string& option) {
-    const auto sameName = std::count(names.begin(), names.end(), bus);
-    if (sameName > 1)
+    const auto matches = [&](bool anyCase) {
+        std::vector<std::size_t> found;
+        for (std::size_t i = 0; i < names.size(); ++i)
+            if (anyCase ? lowerCase(names[i]) == lowerCase(bus) : names[i] == bus)
+                found.push_back(i);
+        return found;
+    };
+    std::vector<std::size_t> found = matches(false);
+    if (found.empty())
+        found = matches(true);
+    if (found.size() > 1)
         fail(option + ": several busses are called " + inQuotes(bus) + "; use a number");
-    auto index =
-        static_cast<std::size_t>(std::find(names.begin(), names.end(), bus) - names.begin());
+    std::size_t index = found.empty() ? names.size() : found.front();
     const bool isNumber =
         !bus.empty() && bus.size() < 6 && bus.find_first_not_of("0123456789") == std::string::npos;
-    if (sameName == 0 && isNumber)
+    if (found.empty() && isNumber)
         index = std::stoul(bus);
     if (index >= names.size())
-        fail(option + ": there is no bus " + inQuotes(bus) + "; the busses are " + listOf(names));
+        fail(option + ": there is no bus " + inQuotes(bus) + "; the busses are " +
+             listOfNames(names) + suggestion(bus, names));
     if (index >= mostBussesWithParameters)
         fail(option + ": bus " + inQuotes(bus) + " can't be steered, only the first sixteen can");
     return static_cast<int>(index);
 }
 
-void applyAssignment(const std::string& text, const std::string& option, const std::string& form,
-                     int firstId, Range range, Processor& processor) {
+struct Assignment {
+    int bus;
+    float value;
+};
+
+Assignment parseAssignment(const std::string& text, const std::string& option,
+                           const std::string& form, Range range,
+                           const std::vector<std::string>& names) {
     // A name may hold an equals sign, a number can't.
     const std::size_t split = text.rfind('=');
     const std::optional<double> value =
@@ -69,27 +76,57 @@ void applyAssignment(const std::string& text, const std::string& option, const s
     if (!value)
         fail(option + ": " + inQuotes(text) + " is not of the form " + form);
     requireInRange(*value, range, option + " " + printable(text));
-    const int bus = findBus(text.substr(0, split), processor.busNames(), option);
-    processor.setParameter(firstId + bus, *value);
+    return {findBus(text.substr(0, split), names, option), static_cast<float>(*value)};
+}
+
+void applyRemainder(const BusOptions& options, host::Processor& processor,
+                    const std::vector<std::string>& names) {
+    requireInRange(*options.remainderLevel, levelRange, "--remainder");
+    if (names.size() != 2)
+        fail("--remainder is for models of one mask, and this one has " +
+             std::to_string(names.size()) + " busses; use --gain");
+    for (const std::string& gain : options.gains)
+        if (parseAssignment(gain, "--gain", "BUS=FACTOR", gainRange, names).bus == 1)
+            fail("--remainder and --gain " + printable(gain) +
+                 " both set the level of what the mask leaves over; use one of them");
+    processor.setRemainder(static_cast<float>(*options.remainderLevel));
 }
 
 } // namespace
 
-void applyBusOptions(const BusOptions& options, Processor& processor) {
-    if (options.remainderLevel) {
-        requireInRange(*options.remainderLevel, levelRange, "--remainder");
-        if (processor.busNames().size() != 2)
-            fail("--remainder is for models of one mask, and this one has " +
-                 std::to_string(processor.busNames().size()) + " busses; use --gain");
-        processor.setParameter(SORVANE_REMAINDER_LEVEL, *options.remainderLevel);
+void requireAssignments(const BusOptions& options) {
+    const auto require = [](const std::vector<std::string>& texts, const std::string& option,
+                            const std::string& form) {
+        for (const std::string& text : texts)
+            if (text.find('=') == std::string::npos)
+                fail(option + ": write " + form + " as one word, such as " + option + " " +
+                     printable(text) + "=0");
+    };
+    require(options.gains, "--gain", "BUS=FACTOR");
+    require(options.sensitivities, "--sensitivity", "BUS=PERCENT");
+}
+
+void applyBusOptions(const BusOptions& options, host::Processor& processor) {
+    const std::vector<std::string> names = processor.busNames();
+    if (options.noiseGain) {
+        if (names.size() != 2)
+            fail("the model has " + std::to_string(names.size()) +
+                 " busses and not two, of which the second is the noise; use sorvane process");
+        processor.setGain(1, static_cast<float>(*options.noiseGain));
     }
-    for (const std::string& gain : options.gains)
-        applyAssignment(gain, "--gain", "BUS=FACTOR", SORVANE_BUS_GAIN, gainRange, processor);
-    for (const std::string& sensitivity : options.sensitivities)
-        applyAssignment(sensitivity, "--sensitivity", "BUS=PERCENT", SORVANE_BUS_SENSITIVITY,
-                        sensitivityRange, processor);
+    if (options.remainderLevel)
+        applyRemainder(options, processor, names);
+    for (const std::string& gain : options.gains) {
+        const Assignment set = parseAssignment(gain, "--gain", "BUS=FACTOR", gainRange, names);
+        processor.setGain(set.bus, set.value);
+    }
+    for (const std::string& sensitivity : options.sensitivities) {
+        const Assignment set =
+            parseAssignment(sensitivity, "--sensitivity", "BUS=PERCENT", sensitivityRange, names);
+        processor.setSensitivity(set.bus, set.value);
+    }
     if (options.stem)
-        isolateBus(findBus(*options.stem, processor.busNames(), "--stem"), processor, "--stem");
+        isolateBus(findBus(*options.stem, names, "--stem"), processor, "--stem");
 }
 
 std::vector<int> findBusses(const std::string& list, const std::vector<std::string>& names,
@@ -108,13 +145,12 @@ std::vector<int> findBusses(const std::string& list, const std::vector<std::stri
     return {busses.begin(), busses.end()};
 }
 
-void isolateBus(int bus, Processor& processor, const std::string& option) {
-    const auto numBusses = static_cast<int>(processor.busNames().size());
+void isolateBus(int bus, host::Processor& processor, const std::string& option) {
+    const std::size_t numBusses = processor.busNames().size();
     if (numBusses > mostBussesWithParameters)
         fail(option + ": busses past the sixteenth can't be silenced, and this model has " +
              std::to_string(numBusses));
-    for (int other = 0; other < numBusses; ++other)
-        processor.setParameter(SORVANE_BUS_GAIN + other, other == bus ? 1.0 : 0.0);
+    processor.isolateBus(bus);
 }
 
 } // namespace sorvane::tools

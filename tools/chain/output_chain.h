@@ -1,8 +1,8 @@
 #pragma once
 
 #include "chain/level_stage.h"
+#include "chain/output_writer.h"
 #include "chain/process_options.h"
-#include "chain/processor.h"
 #include "chain/processor_stage.h"
 #include "chain/rate_stage.h"
 #include "chain/sample_store.h"
@@ -19,9 +19,10 @@ namespace sorvane::tools {
 /// the peaks of all files that belong together, then commit().
 class OutputChain {
 public:
-    /// `length` is what the input is expected to give, or unknownLength. Raises ProgramError.
+    /// `length` is what the input is expected to give, or unknownLength. `media` is the file that the
+    /// output is a track of, or null. Raises ProgramError.
     OutputChain(const OutputPlan& plan, const AudioSource& source, std::int64_t length,
-                const ProcessOptions& options);
+                const ProcessOptions& options, MediaWriter* media);
 
     void write(const float* samples, int count) { first().write(samples, count); }
     void finish() { first().finish(); }
@@ -30,24 +31,22 @@ public:
     [[nodiscard]] double factorToFit() const;
 
     void complete(double factor);
-    void commit() { writer->commit(); }
+    void commit() { writer.sink->commit(); }
 
     /// The highest level of the result before it was scaled or limited.
     [[nodiscard]] double peak() const { return store ? store->peak() : level->peak(); }
     [[nodiscard]] std::int64_t clippedSamples() const { return level->clippedSamples(); }
-    [[nodiscard]] int latency() const { return processor.latency(); }
+    [[nodiscard]] int latency() const { return stream.latency(); }
     [[nodiscard]] const OutputPlan& plan() const { return outputPlan; }
 
 private:
     AudioSink& first() { return *processing; }
-    void openWriter(const AudioSource& source, std::int64_t length, const ProcessOptions& options);
 
     OutputPlan outputPlan;
-    Processor processor;
+    host::Stream stream;
     int outputRate;
-    int integerBits = 0;
     // From the last to the first, for each hands on to one above it.
-    std::unique_ptr<OutputSink> writer;
+    Writer writer;
     std::unique_ptr<LevelStage> level;
     std::unique_ptr<SampleStore> store; // only with --clip scale
     std::unique_ptr<RateStage> rate;    // only where the rate changes

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "chain/bus_options.h"
-#include "chain/processor_stage.h"
 #include "sound/output_format.h"
 #include "sound/raw_format.h"
 
@@ -23,9 +22,9 @@ enum class ClipMode {
     scale, ///< the whole result becomes quieter
 };
 
-/// What `sorvane process` is to do with every input.
+/// What is to be done with every input.
 struct ProcessOptions {
-    std::string model;
+    std::string model; ///< a path, or empty for the speech model that suits the input's rate best
     BusOptions busses;
     double amount = 1.0; ///< 0 for the input itself, 1 for the result
     bool invert = false; ///< gives what was removed instead
@@ -37,11 +36,9 @@ struct ProcessOptions {
     SampleType sampleType = SampleType::sameAsInput;
     ClipMode clip = ClipMode::none;
     int block = 1024;
-
-    [[nodiscard]] Blend blend() const {
-        const auto wet = static_cast<float>(amount);
-        return invert ? Blend{wet, -wet} : Blend{1.0F - wet, wet};
-    }
+    std::optional<int> kilobits;   ///< a second, of lossy outputs
+    std::optional<int> track;      ///< from 1; all, or the first, without it
+    bool keepsBrokenParts = false; ///< of an input that breaks off, what could be read is kept
 };
 
 } // namespace sorvane::tools

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <cstdio>
 #include <mutex>
 #include <string>
 
@@ -9,7 +11,15 @@ namespace sorvane::tools {
 /// Prints the program's name and a message as one line on standard error.
 void printMessage(const std::string& message);
 
-/// What a run tells on standard error: errors, warnings, and on a terminal one line of progress.
+/// Where messages go.
+std::FILE* messageStream();
+
+/// From here on libraries can't print on standard error; what this file's functions print still goes
+/// there.
+void silenceLibraries();
+
+/// What a run tells on standard error: errors, warnings, finished files, and how far it is: one line
+/// that changes on a terminal, elsewhere a line now and then.
 /// Threads: any, one waits for the other.
 class Console {
 public:
@@ -22,19 +32,31 @@ public:
     void error(const std::string& message);
     void warn(const std::string& message);
 
-    /// So many more seconds of audio are done, which are this fraction of a file, or 0 where its
+    /// Prints a line as it is.
+    void tell(const std::string& line);
+
+    /// So many more seconds of a file's audio are done, which are this fraction of it, or 0 where its
     /// length isn't known.
-    void advance(double audioSeconds, double fractionOfFile);
+    void advance(const std::string& file, double audioSeconds, double fractionOfFile);
+
+    /// A file is done or has failed, and its fraction didn't reach 1 by so much.
+    void endFile(double missingFraction);
+
+    /// Seconds of audio through seconds of the clock so far.
+    [[nodiscard]] double speed() const;
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    [[nodiscard]] std::string progressText(double elapsed) const;
+    [[nodiscard]] double elapsed() const;
+    [[nodiscard]] std::string progressText(const std::string& file) const;
+    void show(const std::string& text);
     void clearLine();
 
     bool quiet;
-    bool showsProgress;
+    bool isTerminal;
     int numFiles;
+    int numEnded = 0;
     Clock::time_point start = Clock::now();
     Clock::time_point nextUpdate;
     double secondsDone = 0.0;

@@ -1,5 +1,7 @@
 #include "console/platform.h"
 
+// Other programs are in platform_child.cpp.
+
 #include <cerrno>
 #include <csignal>
 
@@ -47,6 +49,21 @@ void handleInterrupts(void (*handler)(int signal)) {
     catchSignal(SIGTERM, handler);
 }
 
+std::FILE* takeStandardError() {
+    std::fflush(stderr);
+    const int copy = _dup(2);
+    std::FILE* stream = copy < 0 ? nullptr : _fdopen(copy, "w");
+    if (stream != nullptr)
+        std::freopen("NUL", "w", stderr);
+    return stream;
+}
+
+FileLock::~FileLock() = default;
+
+bool FileLock::take(const std::string& /*path*/) {
+    return true; // a file that is open can't be removed here
+}
+
 std::int64_t peakMemory() {
     PROCESS_MEMORY_COUNTERS counters{};
     if (!K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters))
@@ -58,8 +75,11 @@ std::int64_t peakMemory() {
 
 #else
 
+#include <fcntl.h>
 #include <initializer_list>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace sorvane::tools::platform {
@@ -92,6 +112,35 @@ void handleInterrupts(void (*handler)(int signal)) {
         action.sa_flags = static_cast<int>(SA_RESETHAND); // and not SA_RESTART
         sigaction(signal, &action, nullptr);
     }
+}
+
+std::FILE* takeStandardError() {
+    std::fflush(stderr);
+    const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+    std::FILE* stream = copy < 0 ? nullptr : fdopen(copy, "w");
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (stream != nullptr && nowhere >= 0)
+        dup2(nowhere, STDERR_FILENO);
+    if (nowhere >= 0)
+        close(nowhere);
+    return stream;
+}
+
+FileLock::~FileLock() {
+    if (descriptor >= 0)
+        close(descriptor);
+}
+
+bool FileLock::take(const std::string& path) {
+    descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    if (descriptor < 0)
+        return false;
+    // Not every file system has locks: there, nothing is known to be in use.
+    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0)
+        return errno != EWOULDBLOCK;
+    // Whoever had the lock before may have removed the file.
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 && status.st_nlink > 0;
 }
 
 std::int64_t peakMemory() {

@@ -19,6 +19,13 @@ std::string inQuotes(const std::string& text) {
     return "'" + printable(text) + "'";
 }
 
+std::string lowerCase(std::string text) {
+    for (char& character : text)
+        if (character >= 'A' && character <= 'Z')
+            character = static_cast<char>(character - 'A' + 'a');
+    return text;
+}
+
 std::optional<double> parseNumber(const std::string& text) {
     if (text.empty() || text.find_first_not_of("0123456789+-.eE") != std::string::npos)
         return std::nullopt;

@@ -12,6 +12,9 @@ std::string printable(std::string text);
 /// Single quotes around printable(text).
 std::string inQuotes(const std::string& text);
 
+/// With small letters for the capital ones of ASCII.
+std::string lowerCase(std::string text);
+
 /// The number that `text` is as a whole, or nothing; "inf" and "nan" are none.
 std::optional<double> parseNumber(const std::string& text);
 

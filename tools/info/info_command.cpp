@@ -1,6 +1,6 @@
 #include "info/info_command.h"
 
-#include "chain/processor.h"
+#include "chain/models.h"
 #include "console/text.h"
 #include "info/info_formats.h"
 #include "info/layer_details.h"
@@ -123,11 +123,12 @@ struct InfoOptions {
 };
 
 void runInfo(const InfoOptions& options) {
-    ModelInfo info{loadOutline(options.model), {}, 0};
+    const std::string path = pathOfModel(options.model);
+    const host::Model opened = openModel(path); // tells best what is wrong with a file
+    ModelInfo info{loadOutline(path), opened.busNames(), 0};
     const NeuralModel<float>& model = info.outline.model;
-    const Processor processor(options.model, std::max(model.numInputChannels, 1), model.sampleRate);
-    info.busNames = processor.busNames();
-    info.latencySamples = processor.latency();
+    info.latencySamples =
+        host::Stream(opened, std::max(model.numInputChannels, 1), model.sampleRate).latency();
     if (options.json || options.dot) {
         std::fputs((options.json ? infoAsJson(info) : infoAsDot(info)).c_str(), stdout);
         return;
@@ -142,13 +143,14 @@ void runInfo(const InfoOptions& options) {
 void addInfoCommand(CLI::App& program) {
     auto options = std::make_shared<InfoOptions>();
     CLI::App* command = program.add_subcommand("info", "Show what a model file holds");
-    command->add_option("MODEL", options->model, "Model file")->required();
+    command->ignore_case();
+    command->add_option("MODEL", options->model, "Model, by its name or path")->required();
     CLI::Option* json = command->add_flag("--json", options->json, "Print it as JSON");
     command->add_flag("--dot", options->dot, "Print the network as a graph for Graphviz")
         ->excludes(json);
     command->footer("Examples:\n"
-                    "  sorvane info noise-gate-48k.model\n"
-                    "  sorvane info noise-gate-48k.model --dot | dot -Tsvg -o network.svg\n");
+                    "  sorvane info speech-48k\n"
+                    "  sorvane info speech-48k --dot | dot -Tsvg -o network.svg\n");
     command->callback([options] { runInfo(*options); });
 }
 

@@ -7,23 +7,22 @@ namespace sorvane::tools {
 namespace {
 
 constexpr int largestBlock = 1 << 24;
-constexpr int mostJobs = 1024;
 
 const char* const examples =
     "The output's extension chooses its format. It is as long as the input and aligned with it.\n"
+    "A model is written as its path or its name; `sorvane models` lists those that are found.\n"
     "A bus is written as its name or as its number from 0; `sorvane info MODEL` lists them.\n"
-    "With --out-dir all FILES are inputs. - stands for standard input or output.\n"
+    "With --out-dir all FILES are inputs, and may be folders. - stands for standard input or\n"
+    "output, which are WAV unless --raw-input or --raw-output say otherwise.\n"
     "\n"
     "Examples:\n"
-    "  sorvane process noise-gate-48k.model talk.wav clean.flac --gain Noise=0\n"
-    "  sorvane process noise-gate-48k.model talk.wav clean.wav --remainder -30\n"
-    "  sorvane process noise-gate-48k.model talk.wav noise.wav --stem Noise\n"
-    "  sorvane process noise-gate-48k.model talk.wav removed.wav --gain Noise=0 --invert\n"
-    "  sorvane process noise-gate-48k.model *.wav --out-dir clean --gain Noise=0 --jobs 2\n"
-    "  sorvane process noise-gate-48k.model talk.wav --out-dir . --stems all\n"
-    "  ffmpeg -i talk.mp3 -f s16le -ar 48000 -ac 2 - |\n"
-    "    sorvane process noise-gate-48k.model - - --raw-input s16le:48000:2 --raw-output s16le |\n"
-    "    aplay -f dat\n";
+    "  sorvane process speech-48k talk.wav clean.flac --gain Noise=0\n"
+    "  sorvane process speech-48k talk.wav clean.wav --remainder -12\n"
+    "  sorvane process speech-48k talk.wav noise.wav --stem Noise\n"
+    "  sorvane process speech-48k talk.wav removed.wav --gain Noise=0 --invert\n"
+    "  sorvane process speech-48k *.wav --out-dir clean --gain Noise=0 --jobs 2\n"
+    "  sorvane process speech-48k talk.wav --out-dir . --stems all\n"
+    "  ffmpeg -i talk.mp3 -f wav - | sorvane process speech-48k - - --gain Noise=0 | aplay\n";
 
 void addBusOptions(CLI::App& command, BusOptions& busses, std::string& stems) {
     command.option_defaults()->group("Busses");
@@ -90,45 +89,25 @@ void addFileOptions(CLI::App& command, ProcessArguments& arguments) {
         ->type_name("FORMAT")
         ->excludes(sampleType);
     command
-        .add_option("--out-dir", arguments.outputFolder,
-                    "Folder for the outputs; it is made where it is missing")
-        ->type_name("FOLDER");
-    command
         .add_option("--name", arguments.pattern,
                     "Names of the outputs, {input}.{ext}, or with stems {input}.{bus}.{ext}")
         ->type_name("PATTERN");
-    command.add_flag("--force", arguments.force, "Replace outputs that are there already");
-}
-
-void addRunOptions(CLI::App& command, ProcessArguments& arguments) {
-    command.option_defaults()->group("Run");
-    command.add_option("--jobs", arguments.jobs, "Files that are processed at a time")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(1, mostJobs));
-    command.add_option("--block", arguments.options.block, "Samples that are processed at a time")
-        ->type_name("N")
-        ->capture_default_str()
-        ->check(CLI::Range(1, largestBlock));
-    command
-        .add_option("--report", arguments.report,
-                    "Print what was done: speed, latency, levels, clipped samples")
-        ->type_name("json")
-        ->check(CLI::IsMember({"json"}));
-    command.add_flag("--quiet", arguments.quiet, "No progress and no warnings");
 }
 
 } // namespace
 
 void addProcessArguments(CLI::App& command, ProcessArguments& arguments) {
     command.footer(examples);
-    command.add_option("MODEL", arguments.options.model, "Model file")->required();
-    command.add_option("FILES", arguments.files, "INPUT OUTPUT, or INPUT... with --out-dir")
-        ->required();
+    command.add_option("MODEL", arguments.options.model, "Model, by its name or path")->required();
+    command.add_option("FILES", arguments.files, "INPUT OUTPUT, or INPUT... with --out-dir");
     addBusOptions(command, arguments.options.busses, arguments.stems);
     addSoundOptions(command, arguments);
     addFileOptions(command, arguments);
-    addRunOptions(command, arguments);
+    addRunArguments(command, arguments.run, arguments.options);
+    command.add_option("--block", arguments.options.block, "Samples that are processed at a time")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(1, largestBlock));
 }
 
 } // namespace sorvane::tools

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "chain/process_options.h"
+#include "run/run_arguments.h"
 
 #include <string>
 #include <vector>
@@ -15,8 +16,8 @@ namespace sorvane::tools {
 /// further reading is filled in.
 struct ProcessArguments {
     ProcessOptions options;
+    RunArguments run;
     std::vector<std::string> files;
-    std::string outputFolder;
     std::string pattern;
     std::string stems;
     std::string rawInput;
@@ -25,10 +26,6 @@ struct ProcessArguments {
     std::string duration;
     std::string sampleType;
     std::string clip;
-    std::string report;
-    int jobs = 1;
-    bool force = false;
-    bool quiet = false;
 };
 
 /// Adds what `sorvane process` takes, with its help, to be parsed into `arguments`.

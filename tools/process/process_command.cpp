@@ -1,20 +1,18 @@
 #include "process/process_command.h"
 
+#include "chain/bus_options.h"
+#include "chain/models.h"
 #include "chain/process_options.h"
-#include "chain/processor.h"
 #include "console/console.h"
-#include "console/interrupt.h"
-#include "console/platform.h"
 #include "console/program_error.h"
 #include "console/text.h"
 #include "process/process_arguments.h"
 #include "run/output_plan.h"
-#include "run/process_run.h"
-#include "run/run_report.h"
+#include "run/run_arguments.h"
+#include "sound/media_format.h"
+#include "sound/output_format.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 
@@ -64,87 +62,104 @@ ProcessOptions optionsOf(const ProcessArguments& arguments) {
     return options;
 }
 
+bool isSoundFile(const std::string& path) {
+    const std::string extension = extensionOf(path);
+    return isKnownExtension(extension) || isMediaExtension(extension);
+}
+
 /// All files are inputs, or the last is the output.
 void requireSoundFiles(const ProcessArguments& arguments) {
     std::vector<std::string> inputs = arguments.files;
-    if (arguments.outputFolder.empty()) {
+    const std::string& model = arguments.options.model;
+    const bool toFolder = !arguments.run.outputFolder.empty();
+    if (inputs.size() < (toFolder ? 1 : 2) && isSoundFile(model))
+        fail("the model is missing: it comes before the files, as in `sorvane process speech-48k " +
+             printable(model) + " OUTPUT`; `sorvane denoise` chooses one itself");
+    if (inputs.empty())
+        fail(toFolder ? "an INPUT is required" : "an INPUT and an OUTPUT are required");
+    for (const std::string& input : inputs)
+        if (extensionOf(input) == "model")
+            fail("only one model can be used, and " + inQuotes(input) + " would be the second");
+    if (!toFolder) {
         if (inputs.size() < 2)
             fail("an OUTPUT is required, or --out-dir");
-        if (inputs.size() == 2 && inputs.back() == "-" && arguments.rawOutput.empty())
-            fail("standard output takes packed samples; --raw-output names their format");
         if (!arguments.stems.empty() || !arguments.pattern.empty())
             fail("--stems and --name need --out-dir");
         inputs.pop_back();
+        std::error_code error;
+        if (inputs.size() > 1)
+            fail("several inputs need --out-dir");
+        if (inputs.front() != "-" && fs::is_directory(inputs.front(), error))
+            fail(inQuotes(inputs.front()) + " is a directory, which needs --out-dir");
     }
-    for (const std::string& input : inputs)
-        if (fs::path(input).extension() == ".model")
-            fail("only one model can be used: a processor of several takes audio and gives none");
-    if (arguments.outputFolder.empty() && inputs.size() > 1)
-        fail("several inputs need --out-dir");
-    const auto numStandard = std::count(inputs.begin(), inputs.end(), "-");
-    if (numStandard > 0 && arguments.rawInput.empty())
-        fail("standard input gives packed samples; --raw-input names their format");
-    if (numStandard > 1)
-        fail("standard input can be read only once");
+    requireOneStandardInput(inputs);
 }
 
-void makeFolder(const std::string& folder) {
-    std::error_code error;
-    fs::create_directories(folder, error);
-    if (!fs::is_directory(folder))
-        throw ProgramError(exitOutput,
-                           "can't make the folder " + inQuotes(folder) + ": " + error.message());
+/// What is wrong with the model or the options for busses shows before the first file.
+host::Stream triedStream(const ProcessArguments& arguments) {
+    host::Stream stream(openModel(arguments.options.model), 1, 48000.0);
+    applyBusOptions(arguments.options.busses, stream);
+    return stream;
 }
 
-std::vector<FilePlan> planFiles(const ProcessArguments& arguments) {
-    if (arguments.outputFolder.empty())
-        return {{arguments.files.front(), {{arguments.files.back(), std::nullopt}}}};
-    // What is wrong with the model or the options for busses shows before the first file.
-    Processor processor(arguments.options.model, 1, 48000.0);
-    applyBusOptions(arguments.options.busses, processor);
+/// Whether what was asked leaves the sound as it is.
+bool changesNothing(const ProcessArguments& arguments, const host::Stream& stream) {
+    const ProcessOptions& options = arguments.options;
+    const BusOptions& busses = options.busses;
+    if (options.invert || busses.stem || !arguments.stems.empty())
+        return false;
+    if (options.amount == 0.0)
+        return true;
+    for (std::size_t bus = 0; bus < stream.busNames().size(); ++bus)
+        if (stream.gain(static_cast<int>(bus)) != 1.0F)
+            return false;
+    return busses.remainderLevel.value_or(0.0) == 0.0;
+}
+
+Batch planFiles(const ProcessArguments& arguments, const host::Stream& stream) {
+    Batch batch;
+    if (arguments.run.outputFolder.empty()) {
+        batch.plans = {{arguments.files.front(), {{arguments.files.back(), std::nullopt}}}};
+        return batch;
+    }
     NamingRules rules;
-    rules.folder = arguments.outputFolder;
+    rules.folder = arguments.run.outputFolder;
     rules.pattern = arguments.pattern;
     rules.extension = arguments.rawOutput.empty() ? "" : "raw";
     if (!arguments.stems.empty()) {
-        rules.stems = findBusses(arguments.stems, processor.busNames(), "--stems");
-        isolateBus(rules.stems.front(), processor, "--stems");
+        rules.stems = findBusses(arguments.stems, stream.busNames(), "--stems");
+        host::Stream tried(openModel(arguments.options.model), 1, 48000.0);
+        isolateBus(rules.stems.front(), tried, "--stems");
     }
     if (arguments.options.busses.stem)
         rules.mixName = *arguments.options.busses.stem;
-    return planOutputs(arguments.files, rules, processor.busNames());
+    batch.inputs =
+        findInputs(arguments.files, {arguments.run.recursive, arguments.run.outputFolder, ""});
+    batch.plans = planOutputs(batch.inputs.files, rules, stream.busNames());
+    return batch;
 }
 
 void runProcess(const ProcessArguments& arguments) {
+    requireAssignments(arguments.options.busses);
     requireSoundFiles(arguments);
-    const ProcessOptions options = optionsOf(arguments);
-    const std::vector<FilePlan> plans = planFiles(arguments);
-    requireWritable(plans, options.model, arguments.force);
-    if (!arguments.outputFolder.empty())
-        makeFolder(arguments.outputFolder);
-    catchInterrupts();
-    platform::ignoreBrokenPipes();
-
-    std::vector<FileReport> reports;
-    {
-        Console console(arguments.quiet, static_cast<int>(plans.size()));
-        reports = runFiles(plans, options, arguments.jobs, console);
-    }
-    if (arguments.report == "json") {
-        // Nothing may come among the samples.
-        const bool audioOnOutput = plans.front().outputs.front().path == "-";
-        std::fputs(reportAsJson(options.model, reports).c_str(), audioOnOutput ? stderr : stdout);
-    }
-    for (const FileReport& report : reports)
-        if (report.failure)
-            throw ProgramEnd(report.failure->exitCode);
+    ProcessOptions options = optionsOf(arguments);
+    options.model = pathOfModel(options.model);
+    const host::Stream stream = triedStream(arguments);
+    Batch batch = planFiles(arguments, stream);
+    if (!arguments.run.quiet && changesNothing(arguments, stream))
+        printMessage("nothing that was asked changes the sound; --gain " +
+                     printable(stream.busNames().back()) + "=0 takes out what bus " +
+                     inQuotes(stream.busNames().back()) + " has");
+    runBatch(std::move(batch), options, arguments.run);
 }
 
 } // namespace
 
 void addProcessCommand(CLI::App& program) {
     auto arguments = std::make_shared<ProcessArguments>();
-    CLI::App* command = program.add_subcommand("process", "Send audio files through a model");
+    CLI::App* command =
+        program.add_subcommand("process", "Send audio files through a model, with all its options");
+    command->ignore_case();
     addProcessArguments(*command, *arguments);
     command->callback([arguments] { runProcess(*arguments); });
 }

@@ -1,132 +1,107 @@
 #include "run/file_job.h"
 
-#include "chain/output_chain.h"
 #include "console/program_error.h"
 #include "console/text.h"
-#include "sound/audio_reader.h"
-#include "sound/raw_reader.h"
+#include "run/track_pass.h"
+#include "sound/audio_input.h"
 
-#include <algorithm>
 #include <chrono>
-#include <cmath>
-#include <limits>
 #include <memory>
 
 namespace sorvane::tools {
 
 namespace {
 
-// A header can claim any length, and what is reckoned from it must not overflow.
-constexpr std::int64_t longestExpected = std::numeric_limits<std::int64_t>::max() / 16;
-
 class FileJob {
 public:
     FileJob(const FilePlan& filePlan, const ProcessOptions& processOptions, Console& errors)
-        : plan(filePlan), options(processOptions), console(errors), source(openSource()) {
-        skipToStart();
-        // A block that is longer than the file needs no more room than the file.
-        if (expected != unknownLength)
-            options.block = static_cast<int>(std::clamp<std::int64_t>(expected, 1, options.block));
-        for (const OutputPlan& output : plan.outputs)
-            chains.push_back(std::make_unique<OutputChain>(output, *source, expected, options));
-    }
+        : plan(filePlan),
+          options(processOptions),
+          console(errors),
+          input(filePlan.input, options.rawInput) {}
 
     FileReport run() {
         const auto begin = std::chrono::steady_clock::now();
-        const std::int64_t length = pass();
-        for (const auto& chain : chains)
-            chain->finish();
-        // One factor for all, so that stems still add up.
-        double factor = 1.0;
-        for (const auto& chain : chains)
-            factor = std::min(factor, chain->factorToFit());
-        for (const auto& chain : chains)
-            chain->complete(factor);
-        for (const auto& chain : chains)
-            chain->commit();
-        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-        warn();
-        return report(length, factor, elapsed.count());
-    }
-
-private:
-    [[nodiscard]] std::unique_ptr<AudioSource> openSource() const {
-        if (options.rawInput)
-            return std::make_unique<RawReader>(plan.input, *options.rawInput);
-        return std::make_unique<AudioReader>(plan.input);
-    }
-
-    [[nodiscard]] std::int64_t toSamples(double seconds) const {
-        return std::llround(seconds * source->sampleRate());
-    }
-
-    void skipToStart() {
-        const std::int64_t start = toSamples(options.start);
-        const std::int64_t skipped = start > 0 ? source->skip(start) : 0;
-        if (skipped < start)
-            throw ProgramError(
-                exitUsage, "--start: " + inQuotes(plan.input) + " is over after " +
-                               shortNumber(static_cast<double>(skipped) / source->sampleRate()) +
-                               " s");
-        expected = source->expectedLength();
-        if (expected != unknownLength)
-            expected = std::clamp<std::int64_t>(expected - skipped, 0, longestExpected);
-        if (options.duration) {
-            wanted = toSamples(*options.duration);
-            expected = expected == unknownLength ? unknownLength : std::min(expected, wanted);
+        const std::vector<int> tracks = chosenTracks();
+        std::vector<std::unique_ptr<MediaWriter>> files(plan.outputs.size());
+        std::vector<MediaWriter*> media(plan.outputs.size());
+        std::vector<std::unique_ptr<TrackPass>> passes;
+        double missing = 1.0;
+        for (const int track : tracks) {
+            std::unique_ptr<AudioSource> source = input.open(track);
+            if (passes.empty() && makesMedia())
+                for (std::size_t i = 0; i < files.size(); ++i) {
+                    files[i] = openMedia(plan.outputs[i].path, tracks, *source);
+                    media[i] = files[i].get();
+                }
+            const double share = 1.0 / static_cast<double>(tracks.size());
+            passes.push_back(std::make_unique<TrackPass>(
+                plan.input, std::move(source), plan.outputs, options, media, share, console));
+            passes.back()->run();
+            missing += passes.back()->missing() - share;
         }
-    }
-
-    /// Sends the input to all outputs; returns its length.
-    std::int64_t pass() {
-        std::vector<float> block(static_cast<std::size_t>(options.block) *
-                                 static_cast<std::size_t>(source->channels()));
-        std::int64_t length = 0;
-        while (length < wanted) {
-            const auto count = static_cast<int>(
-                source->read(block.data(), std::min<std::int64_t>(options.block, wanted - length)));
-            if (count == 0)
-                break;
-            for (const auto& chain : chains)
-                chain->write(block.data(), count);
-            length += count;
-            console.advance(
-                static_cast<double>(count) / source->sampleRate(),
-                expected > 0 ? static_cast<double>(count) / static_cast<double>(expected) : 0.0);
-        }
-        return length;
-    }
-
-    void warn() {
-        if (const std::string text = source->warning(); !text.empty())
-            console.warn(text);
-        for (const auto& chain : chains)
-            if (const std::int64_t count = chain->clippedSamples(); count > 0)
-                console.warn(inQuotes(chain->plan().path) + ": " + groupedNumber(count) +
-                             (count == 1 ? " sample was" : " samples were") +
-                             " beyond full scale and clipped");
-    }
-
-    [[nodiscard]] FileReport report(std::int64_t length, double factor, double elapsed) const {
+        for (const auto& pass : passes)
+            pass->commit();
         FileReport result;
         result.input = plan.input;
-        result.audioSeconds = static_cast<double>(length) / source->sampleRate();
-        result.processingSeconds = elapsed;
-        result.latencySamples = chains.front()->latency();
-        result.latencySeconds = static_cast<double>(result.latencySamples) / source->sampleRate();
-        for (const auto& chain : chains)
-            result.outputs.push_back({chain->plan().path, chain->plan().bus, chain->peak(), factor,
-                                      chain->clippedSamples()});
+        for (const auto& pass : passes)
+            pass->report(result);
+        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+        result.processingSeconds = elapsed.count();
+        console.endFile(missing);
         return result;
     }
 
+private:
+    [[nodiscard]] bool makesMedia() const {
+        const std::string& path = plan.outputs.front().path;
+        return !options.rawOutput && path != "-" && findMediaFormat(extensionOf(path)) != nullptr;
+    }
+
+    /// From 0: what was asked for; or all, where the output holds several; or the first.
+    [[nodiscard]] std::vector<int> chosenTracks() const {
+        const int count = input.numTracks();
+        if (options.track) {
+            if (*options.track > count)
+                throw ProgramError(exitUsage, "--track: " + inQuotes(plan.input) + " has " +
+                                                  std::to_string(count) + " audio track" +
+                                                  (count == 1 ? "" : "s"));
+            return {*options.track - 1};
+        }
+        std::vector<int> tracks{0};
+        if (count > 1 && !makesMedia())
+            console.warn(inQuotes(plan.input) + " has " + std::to_string(count) +
+                         " audio tracks, of which this takes the first; --track takes another");
+        while (makesMedia() && static_cast<int>(tracks.size()) < count)
+            tracks.push_back(static_cast<int>(tracks.size()));
+        return tracks;
+    }
+
+    std::unique_ptr<MediaWriter> openMedia(const std::string& path, const std::vector<int>& tracks,
+                                           const AudioSource& source) {
+        const MediaInfo& info = input.media();
+        const std::vector<MediaStream> known = info.audioTracks();
+        std::vector<MediaTrack> newTracks;
+        for (const int track : tracks) {
+            MediaTrack added;
+            added.sampleRate = source.sampleRate();
+            added.channels = source.channels();
+            if (!known.empty()) {
+                added.original = known.at(static_cast<std::size_t>(track));
+                added.sampleRate = added.original.sampleRate;
+                added.channels = added.original.channels;
+            }
+            added.sampleRate = options.outputRate.value_or(added.sampleRate);
+            newTracks.push_back(added);
+        }
+        return std::make_unique<MediaWriter>(path, known.empty() ? "" : input.path(), info,
+                                             std::move(newTracks), options.kilobits);
+    }
+
     const FilePlan& plan;
-    ProcessOptions options;
+    const ProcessOptions& options;
     Console& console;
-    std::unique_ptr<AudioSource> source;
-    std::int64_t expected = unknownLength; // samples per channel, as the next
-    std::int64_t wanted = std::numeric_limits<std::int64_t>::max();
-    std::vector<std::unique_ptr<OutputChain>> chains;
+    AudioInput input;
 };
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "console/program_error.h"
 #include "console/text.h"
+#include "sound/media_format.h"
 #include "sound/output_format.h"
 
 #include <algorithm>
@@ -21,12 +22,6 @@ constexpr std::size_t longestBusName = 100;
 
 [[noreturn]] void fail(const std::string& message) {
     throw ProgramError(exitUsage, message);
-}
-
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
 }
 
 bool isPlain(char character) {
@@ -69,8 +64,8 @@ std::string extensionFor(const NamingRules& rules, const std::string& input) {
     if (!rules.extension.empty())
         return rules.extension;
     const std::string extension = fs::path(input).extension().string();
-    return !extension.empty() && isKnownExtension(extension.substr(1)) ? extension.substr(1)
-                                                                       : "wav";
+    const std::string name = extension.empty() ? "" : extension.substr(1);
+    return isKnownExtension(name) || findMediaFormat(name) != nullptr ? name : "wav";
 }
 
 /// `path`, or with a number the first that isn't taken. Some file systems take upper and lower case
@@ -110,22 +105,24 @@ std::string fileNameOfBus(const std::string& busName) {
     return isDeviceName(name) ? "_" + name : name;
 }
 
-std::vector<FilePlan> planOutputs(const std::vector<std::string>& inputs, const NamingRules& rules,
+std::vector<FilePlan> planOutputs(const std::vector<InputPath>& inputs, const NamingRules& rules,
                                   const std::vector<std::string>& busNames) {
     std::string pattern = rules.pattern;
     if (pattern.empty())
         pattern = rules.stems.empty() ? "{input}.{ext}" : "{input}.{bus}.{ext}";
     std::set<std::string> taken;
     std::vector<FilePlan> plans;
-    for (const std::string& input : inputs) {
+    for (const auto& [input, below] : inputs) {
         FilePlan plan{input, {}};
+        const fs::path folder =
+            rules.folder.empty() ? fs::path(input).parent_path() : fs::path(rules.folder) / below;
         std::map<std::string, std::string> values{
             {"input", input == "-" ? "stdin" : fs::path(input).stem().string()},
             {"bus", fileNameOfBus(rules.mixName)},
             {"ext", extensionFor(rules, input)},
         };
         const auto add = [&](std::optional<int> bus) {
-            const fs::path path = fs::path(rules.folder) / expand(pattern, values);
+            const fs::path path = folder / expand(pattern, values);
             plan.outputs.push_back({untaken(path, taken), bus});
         };
         if (rules.stems.empty())
@@ -137,6 +134,19 @@ std::vector<FilePlan> planOutputs(const std::vector<std::string>& inputs, const 
         plans.push_back(std::move(plan));
     }
     return plans;
+}
+
+int removeDone(std::vector<FilePlan>& plans) {
+    const auto isDone = [](const FilePlan& plan) {
+        return std::all_of(plan.outputs.begin(), plan.outputs.end(), [](const OutputPlan& output) {
+            std::error_code error;
+            return fs::is_regular_file(output.path, error);
+        });
+    };
+    const auto begin = std::remove_if(plans.begin(), plans.end(), isDone);
+    const auto count = static_cast<int>(plans.end() - begin);
+    plans.erase(begin, plans.end());
+    return count;
 }
 
 void requireWritable(const std::vector<FilePlan>& plans, const std::string& model, bool force) {

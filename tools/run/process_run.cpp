@@ -56,6 +56,8 @@ private:
         for (std::size_t i = next++; i < plans.size() && !stopped; i = next++) {
             try {
                 reports[i] = runFile(plans[i], options, console);
+                if (plans.size() > 1)
+                    console.tell(resultText(reports[i]));
             } catch (...) {
                 fail(i);
             }
@@ -67,6 +69,7 @@ private:
             const Failure failure = currentFailure();
             reports[index].input = plans[index].input;
             reports[index].failure = failure;
+            console.endFile(0.0);
             if (failure.exitCode > exitSignalBase)
                 stopped = true;
             else
@@ -96,6 +99,8 @@ private:
 
 std::vector<FileReport> runFiles(const std::vector<FilePlan>& plans, const ProcessOptions& options,
                                  int jobs, Console& console) {
+    if (plans.empty())
+        return {};
     return Run(plans, options, console).run(jobs);
 }
 

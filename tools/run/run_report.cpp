@@ -1,7 +1,9 @@
 #include "run/run_report.h"
 
 #include "console/json_text.h"
+#include "console/text.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace sorvane::tools {
@@ -39,6 +41,15 @@ Json fileAsJson(const FileReport& file) {
 }
 
 } // namespace
+
+std::string resultText(const FileReport& file) {
+    std::string text = printable(file.input) + " -> " + printable(file.outputs.front().path);
+    if (file.outputs.size() > 1 && file.outputs.back().path != file.outputs.front().path)
+        text += " and " + std::to_string(file.outputs.size() - 1) + " more";
+    return text + ", " + timeText(file.audioSeconds) + ", " +
+           shortNumber(file.audioSeconds / std::max(file.processingSeconds, 1e-9), 3) +
+           "x real time";
+}
 
 std::string reportAsJson(const std::string& model, const std::vector<FileReport>& files) {
     Json json{{"model", model}, {"files", Json::array()}};

@@ -28,6 +28,9 @@ struct FileReport {
     std::vector<OutputReport> outputs;
 };
 
+/// What became of an input that didn't fail, in a line for people.
+std::string resultText(const FileReport& file);
+
 /// A run as JSON. The real-time factor is processing time through the length of the audio.
 std::string reportAsJson(const std::string& model, const std::vector<FileReport>& files);
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sound/leading_tags.h"
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -8,6 +10,12 @@
 namespace sorvane::tools {
 
 inline constexpr std::int64_t unknownLength = -1;
+
+/// Records of libsndfile that go from file to file as they are; empty where there is none.
+struct AudioChunks {
+    std::vector<char> broadcast; ///< SF_BROADCAST_INFO with its history
+    std::vector<char> cues;      ///< SF_CUES
+};
 
 /// Audio that is read once from front to back as interleaved floats with full scale at 1.
 /// Failures raise ProgramError with exitInput.
@@ -34,11 +42,20 @@ public:
     /// Moves on by up to `count` samples; returns by how many: fewer only at the end.
     virtual std::int64_t skip(std::int64_t count);
 
+    /// Bits a second of a lossy coding; 0 where none is or nobody knows.
+    [[nodiscard]] virtual std::int64_t bitRate() const { return 0; }
+
     /// Title, artist and the like, by the SF_STR_ numbers of libsndfile.
     [[nodiscard]] virtual std::map<int, std::string> texts() const { return {}; }
 
     /// The speaker of each channel as SF_CHANNEL_MAP_ numbers; empty where none are named.
     [[nodiscard]] virtual std::vector<int> channelMap() const { return {}; }
+
+    /// Chunks of a file as libsndfile has them.
+    [[nodiscard]] virtual AudioChunks chunks() const { return {}; }
+
+    /// Tags of an MP3 or FLAC file, byte for byte.
+    [[nodiscard]] virtual LeadingTags leadingTags() const { return {}; }
 
     /// What went wrong without ending the stream, in words, or empty.
     [[nodiscard]] virtual std::string warning() const { return {}; }

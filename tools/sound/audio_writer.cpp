@@ -2,6 +2,7 @@
 
 #include "console/program_error.h"
 #include "console/text.h"
+#include "sound/bit_rate.h"
 #include "sound/sndfile_lock.h"
 
 #include <algorithm>
@@ -47,7 +48,11 @@ SF_VIRTUAL_IO virtualFile{sizeOf, seekTo, readBytes, writeBytes, positionOf};
 
 AudioWriter::AudioWriter(const std::string& path, const OutputFormat& outputFormat,
                          const AudioDescription& description)
-    : name(path), channels(description.channels), format(outputFormat), output(path) {
+    : name(path),
+      channels(description.channels),
+      format(outputFormat),
+      tags(description.tags),
+      output(path) {
     const std::lock_guard lock(sndfileOpening);
     SF_INFO info{};
     info.samplerate = description.sampleRate;
@@ -60,10 +65,20 @@ AudioWriter::AudioWriter(const std::string& path, const OutputFormat& outputForm
     sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
     if (format.becomesWav)
         sf_command(file.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
-    std::vector<int> map = description.channelMap;
-    if (!map.empty())
-        sf_command(file.get(), SFC_SET_CHANNEL_MAP_INFO, map.data(),
-                   static_cast<int>(map.size() * sizeof(int)));
+    describe(description);
+}
+
+void AudioWriter::describe(const AudioDescription& description) {
+    setBitRate(*file, format.format, description);
+    const auto set = [&](const auto& record, int command) {
+        auto copy = record;
+        const std::size_t bytes = copy.size() * sizeof copy[0];
+        if (bytes > 0)
+            sf_command(file.get(), command, copy.data(), static_cast<int>(bytes));
+    };
+    set(description.channelMap, SFC_SET_CHANNEL_MAP_INFO);
+    set(description.chunks.broadcast, SFC_SET_BROADCAST_INFO);
+    set(description.chunks.cues, SFC_SET_CUE);
     for (const auto& [kind, text] : description.texts)
         sf_set_string(file.get(), kind, text.c_str());
 }
@@ -114,6 +129,7 @@ void AudioWriter::finish() {
         output.throwIfFailed();
         throw ProgramError(exitOutput, "can't write " + inQuotes(name) + ": closing it failed");
     }
+    replaceLeadingTags(output, tags);
     output.throwIfFailed();
 }
 

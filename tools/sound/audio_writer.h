@@ -1,6 +1,8 @@
 #pragma once
 
 #include "sound/audio_sink.h"
+#include "sound/audio_source.h"
+#include "sound/leading_tags.h"
 #include "sound/output_file.h"
 #include "sound/output_format.h"
 
@@ -19,6 +21,9 @@ struct AudioDescription {
     int channels = 0;
     std::map<int, std::string> texts; ///< by SF_STR_ numbers; kept where the container has room
     std::vector<int> channelMap;      ///< SF_CHANNEL_MAP_ numbers, or empty
+    AudioChunks chunks;
+    LeadingTags tags;         ///< for a file of the same kind
+    std::int64_t bitRate = 0; ///< at least, bits a second; 0 leaves it to the library
 };
 
 /// An audio file that is written from interleaved floats. Integer samples are the nearest to full
@@ -38,11 +43,13 @@ private:
     };
 
     [[noreturn]] void failAsLibrary();
+    void describe(const AudioDescription& description);
     void toIntegers(const float* samples);
 
     std::string name;
     int channels;
     OutputFormat format;
+    LeadingTags tags;
     std::int64_t length = 0; // samples per channel
     std::vector<int> integers;
     OutputFile output;

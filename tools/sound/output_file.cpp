@@ -41,13 +41,6 @@ OutputFile::OutputFile(const std::string& path) : name(path), target(path) {
         openBeside();
 }
 
-OutputFile::~OutputFile() {
-    file.reset();
-    std::error_code ignored;
-    if (!temporary.empty())
-        fs::remove(temporary, ignored);
-}
-
 void OutputFile::openDirectly() {
     file.reset(std::fopen(target.c_str(), "wb"));
     if (file == nullptr)
@@ -55,18 +48,10 @@ void OutputFile::openDirectly() {
 }
 
 void OutputFile::openBeside() {
-    // Mode x refuses a file that is there, so that two runs can't share a temporary file. The name
-    // is short, since that of the target may have the greatest length that there is.
-    const fs::path folder = fs::path(target).parent_path();
-    for (int number = 0; file == nullptr; ++number) {
-        const std::string path =
-            (folder / (".sorvane-" + std::to_string(number) + ".part")).string();
-        file.reset(std::fopen(path.c_str(), "w+bx"));
-        if (file != nullptr)
-            temporary = path;
-        else if (errno != EEXIST || number == 9999)
-            fail(name, std::strerror(errno));
-    }
+    partial.emplace(target);
+    file.reset(std::fopen(partial->path().c_str(), "w+b"));
+    if (file == nullptr)
+        fail(name, std::strerror(errno));
     // Nobody waits for the single blocks of a file: fewer and larger ones than usual.
     std::setvbuf(file.get(), nullptr, _IOFBF, std::size_t{1} << 16);
 }
@@ -76,7 +61,7 @@ std::int64_t OutputFile::write(const void* data, std::int64_t count) {
         return 0;
     auto bytes = static_cast<std::size_t>(count);
     const auto* source = static_cast<const char*>(data);
-    if (temporary.empty()) {
+    if (!partial) {
         const std::int64_t behind = std::min(count, length - offset);
         source += behind;
         bytes -= static_cast<std::size_t>(behind);
@@ -92,7 +77,7 @@ std::int64_t OutputFile::write(const void* data, std::int64_t count) {
 }
 
 std::int64_t OutputFile::read(void* data, std::int64_t count) {
-    if (temporary.empty() || firstError != 0 || count <= 0)
+    if (!partial || firstError != 0 || count <= 0)
         return 0;
     // The C library wants a change of position between a write and a read, and after it.
     seek(offset);
@@ -104,10 +89,10 @@ std::int64_t OutputFile::read(void* data, std::int64_t count) {
 
 bool OutputFile::seek(std::int64_t position) {
     // A gap can't be made on a pipe or device.
-    if (position < 0 || (temporary.empty() && position > length))
+    if (position < 0 || (!partial && position > length))
         return false;
     errno = 0;
-    if (!temporary.empty() && !platform::seekFile(file.get(), position)) {
+    if (partial && !platform::seekFile(file.get(), position)) {
         keepError(errno);
         return false;
     }
@@ -145,16 +130,8 @@ void OutputFile::commit() {
     if (!closeFile())
         keepError(errno);
     throwIfFailed();
-    if (temporary.empty())
-        return;
-    std::error_code error;
-    const fs::file_status before = fs::status(target, error);
-    if (fs::exists(before))
-        fs::permissions(temporary, before.permissions(), error);
-    fs::rename(temporary, target, error);
-    if (error)
-        fail(name, error.message());
-    temporary.clear();
+    if (partial)
+        partial->commit();
 }
 
 } // namespace sorvane::tools

@@ -1,15 +1,18 @@
 #pragma once
 
+#include "sound/partial_file.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace sorvane::tools {
 
-/// A file that appears under its name only when it is whole: it is written beside the target under
-/// a temporary name, which commit() changes and the destructor removes. A target that is no regular
-/// file, such as a device or a pipe, is written straight; so is standard output, for the path "-".
+/// A file that appears under its name only when it is whole: until commit() it is a PartialFile. A
+/// target that is no regular file, such as a device or a pipe, is written straight; so is standard
+/// output, for the path "-".
 ///
 /// Failures to create or to commit raise ProgramError with exitOutput. Writes don't raise, for they
 /// are made inside a C library: the first failure is kept, and throwIfFailed() raises it. A pipe
@@ -19,7 +22,6 @@ public:
     explicit OutputFile(const std::string& path);
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
-    ~OutputFile();
 
     /// Writes at the current position; returns the bytes that were taken. On a pipe or device,
     /// which can't be rewritten, bytes before the furthest position are dropped.
@@ -30,7 +32,7 @@ public:
     [[nodiscard]] std::int64_t size() const { return length; }
 
     /// True for what has no temporary file.
-    [[nodiscard]] bool isWrittenStraight() const { return temporary.empty(); }
+    [[nodiscard]] bool isWrittenStraight() const { return !partial; }
 
     /// Hands what was written to the system.
     void flush();
@@ -53,9 +55,9 @@ private:
     void keepError(int error);
     bool closeFile();
 
-    std::string name;      // as the user wrote it
-    std::string target;    // the same with symbolic links followed
-    std::string temporary; // empty when the target is written straight
+    std::string name;                   // as the user wrote it
+    std::string target;                 // the same with symbolic links followed
+    std::optional<PartialFile> partial; // none when the target is written straight
     std::unique_ptr<std::FILE, Closer> file;
     std::int64_t offset = 0;
     std::int64_t length = 0;

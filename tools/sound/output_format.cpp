@@ -4,7 +4,6 @@
 #include "console/text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <iterator>
 #include <sndfile.h>
@@ -116,11 +115,10 @@ bool canHold(int format, const OutputRequest& request) {
     return sf_format_check(&info) != 0;
 }
 
-const Container* findContainer(std::string extension) {
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+const Container* findContainer(const std::string& extension) {
+    const std::string small = lowerCase(extension);
     const auto* found = std::find_if(std::begin(containers), std::end(containers),
-                                     [&](const Container& c) { return extension == c.extension; });
+                                     [&](const Container& c) { return small == c.extension; });
     return found == std::end(containers) ? nullptr : found;
 }
 
@@ -138,7 +136,8 @@ const Container& containerOf(const std::string& path) {
     if (const Container* container = findContainer(extension.empty() ? "" : extension.substr(1)))
         return *container;
     throw ProgramError(exitUsage, "can't tell the format of " + inQuotes(path) +
-                                      " by its extension; known are " + knownExtensions());
+                                      " by its extension; known are " + knownExtensions() +
+                                      ", and with ffmpeg m4a, mp4, mov, mkv, webm, wma, aac");
 }
 
 /// The container with the right kind of sizes for the length, still without its sample type.

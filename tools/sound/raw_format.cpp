@@ -31,6 +31,19 @@ int parseCount(const std::string& text, int highest) {
 
 } // namespace
 
+int RawFormat::bytesPerSample() const {
+    if (integerBits != 0)
+        return integerBits / 8;
+    return sndfileType == SF_FORMAT_DOUBLE ? 8 : 4;
+}
+
+const RawFormat* findRawFormat(int sndfileType) {
+    for (const RawFormat& format : formats)
+        if (format.sndfileType == sndfileType && !format.bigEndian)
+            return &format;
+    return nullptr;
+}
+
 RawFormat parseRawFormat(const std::string& text, const std::string& option) {
     for (const RawFormat& format : formats)
         if (format.name == text)

@@ -6,6 +6,7 @@
 #include "console/text.h"
 #include "sound/input_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -32,8 +33,17 @@ RawReader::RawReader(const std::string& path, RawInput rawInput)
             static_cast<std::int64_t>(std::filesystem::file_size(path, error) / bytesPerFrame());
 }
 
+RawReader::RawReader(std::string streamName, RawInput rawInput, std::FILE* stream,
+                     std::int64_t bytesLeft)
+    : name(std::move(streamName)), input(std::move(rawInput)), file(stream) {
+    packing.select(input.format.sampleCode, input.format.bigEndian);
+    if (bytesLeft >= 0)
+        length = end = bytesLeft / static_cast<std::int64_t>(bytesPerFrame());
+}
+
 std::int64_t RawReader::read(float* samples, std::int64_t count) {
     const std::size_t frameSize = bytesPerFrame();
+    count = std::min(count, end - position);
     bytes.resize(static_cast<std::size_t>(count) * frameSize);
     const std::size_t got = std::fread(bytes.data(), 1, bytes.size(), file.get());
     if (got < bytes.size() && std::ferror(file.get()) != 0) {
@@ -42,6 +52,8 @@ std::int64_t RawReader::read(float* samples, std::int64_t count) {
     }
     bytesDropped += got % frameSize;
     const auto done = static_cast<int>(got / frameSize);
+    position += done;
+    cutOff = done < count && end != std::numeric_limits<std::int64_t>::max();
     row.resize(static_cast<std::size_t>(done));
     for (int channel = 0; channel < input.channels; ++channel) {
         const std::ptrdiff_t start = std::ptrdiff_t{packing.bytesPerSample} * channel;
@@ -56,6 +68,10 @@ std::int64_t RawReader::read(float* samples, std::int64_t count) {
 }
 
 std::string RawReader::warning() const {
+    if (cutOff)
+        return inQuotes(name) +
+               " was cut off: " + timeText(static_cast<double>(position) / input.sampleRate) +
+               " of " + timeText(static_cast<double>(end) / input.sampleRate) + " came";
     if (bytesDropped == 0)
         return {};
     return inQuotes(name) + " ends within a sample: its last " + std::to_string(bytesDropped) +

@@ -6,6 +6,7 @@
 #include "audio/sample_format.h"
 
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +18,10 @@ namespace sorvane::tools {
 class RawReader : public AudioSource {
 public:
     RawReader(const std::string& path, RawInput rawInput);
+
+    /// Goes on in a stream that is open, standard input for one, for `bytesLeft` bytes or, for -1, to
+    /// its end.
+    RawReader(std::string streamName, RawInput rawInput, std::FILE* stream, std::int64_t bytesLeft);
 
     [[nodiscard]] int channels() const override { return input.channels; }
     [[nodiscard]] int sampleRate() const override { return input.sampleRate; }
@@ -42,6 +47,9 @@ private:
     RawInput input;
     SampleFormat packing;
     std::int64_t length = unknownLength;
+    std::int64_t position = 0; // samples per channel, as is the next
+    std::int64_t end = std::numeric_limits<std::int64_t>::max();
+    bool cutOff = false;
     std::size_t bytesDropped = 0;
     std::vector<char> bytes;
     std::vector<float> row;

@@ -4,9 +4,11 @@
 
 namespace sorvane::tools {
 
-RawWriter::RawWriter(const std::string& path, const RawFormat& rawFormat, int numChannels)
+RawWriter::RawWriter(const std::string& path, const RawFormat& rawFormat, int numChannels,
+                     const std::string& header)
     : format(rawFormat), channels(numChannels), output(path) {
     packing.select(format.sampleCode, format.bigEndian);
+    output.write(header.data(), static_cast<std::int64_t>(header.size()));
 }
 
 void RawWriter::write(const float* samples, int count) {

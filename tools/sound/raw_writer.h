@@ -15,7 +15,9 @@ namespace sorvane::tools {
 /// each block goes out at once. Samples beyond full scale are limited.
 class RawWriter : public OutputSink {
 public:
-    RawWriter(const std::string& path, const RawFormat& rawFormat, int numChannels);
+    /// `header` comes before the first sample.
+    RawWriter(const std::string& path, const RawFormat& rawFormat, int numChannels,
+              const std::string& header = {});
 
     void write(const float* samples, int count) override;
     void finish() override {}
