@@ -1,5 +1,6 @@
 # Run by CPack before it packs: puts licences and a changelog into each Debian package, where Debian
-# requires them, instead of the licences in one folder for all.
+# requires them, instead of the licences in one folder for all, and tells lintian what CPack can't
+# be kept from.
 if(NOT CPACK_GENERATOR STREQUAL DEB)
     return()
 endif()
@@ -28,4 +29,9 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
         "${CPACK_PACKAGE_NAME} (${version}) unstable; urgency=medium\n\n  * Version "
         "${CPACK_PACKAGE_VERSION}.\n\n -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
     execute_process(COMMAND gzip -9nf ${folder}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)
+    if(component MATCHES "Library$") # the trigger alone would do
+        set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+        file(WRITE ${CPACK_TEMPORARY_DIRECTORY}/${component}/usr/share/lintian/overrides/${package}
+            "${package}: maintscript-calls-ldconfig\n")
+    endif()
 endforeach()

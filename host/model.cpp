@@ -6,6 +6,7 @@
 #include "sorvane_engine.h"
 
 #include <fstream>
+#include <system_error>
 
 using sorvane::host::fail;
 
@@ -39,22 +40,26 @@ void SorvaneHostModel::DeleteNetwork::operator()(void* model) const {
 SorvaneHostModel::SorvaneHostModel(const std::string& nameOrPath)
     : path(sorvane::host::findModel(nameOrPath)),
       name(std::filesystem::path(path).stem().string()) {
-    load();
+    load("'" + path + "' is");
+    // Whatever becomes of the current folder.
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    if (!error)
+        path = absolute.string();
 }
 
 SorvaneHostModel::SorvaneHostModel(const void* bytes, std::size_t size)
     : temporary(std::make_unique<sorvane::host::platform::TemporaryFile>(bytes, size)),
       path(temporary->path()) {
-    load();
+    load("the bytes are");
     name = outline.header.modelTag;
 }
 
-void SorvaneHostModel::load() {
+void SorvaneHostModel::load(const std::string& shown) {
     network.reset(sorvaneCreateModel(path.c_str()));
     if (!network)
-        fail(SORVANE_HOST_BAD_MODEL, (temporary ? "the bytes are" : "'" + path + "' is") +
-                                         std::string(" no valid model: ") +
-                                         sorvane::host::reasonOfRefusal(path));
+        fail(SORVANE_HOST_BAD_MODEL,
+             shown + " no valid model: " + sorvane::host::reasonOfRefusal(path));
     outline = sorvane::host::outlineOf(path);
     SorvaneModelInfo info{};
     sorvane::sorvaneGetProcessorInfo(network.get(), &info);

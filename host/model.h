@@ -25,7 +25,7 @@ struct SorvaneHostModel {
     std::unique_ptr<void, DeleteNetwork> network;
 
 private:
-    void load();
+    void load(const std::string& shown);
 };
 
 namespace sorvane::host {

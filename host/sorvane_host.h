@@ -91,8 +91,8 @@ SORVANE_HOST_API int sorvaneHostVersion(void);
 /** @return the running library's version as text, such as "0.1.0". Threads: any. Real time: yes. */
 SORVANE_HOST_API const char* sorvaneHostVersionText(void);
 
-/** @return the form of the vector layer that runs on this processor, such as "xsimd 8.1.0 AVX2".
- * Threads: any. */
+/** @return the form of the vector layer that runs on this processor, such as "AVX2". Threads:
+ * any. Real time: yes. */
 SORVANE_HOST_API const char* sorvaneHostVectorForm(void);
 
 /** @} */

@@ -33,8 +33,8 @@ namespace sorvane::host {
  * sorvaneHostLastError(). */
 class Error : public std::runtime_error {
 public:
-    explicit Error(SorvaneHostStatus status)
-        : std::runtime_error(sorvaneHostLastError()), m_status(status) {}
+    explicit Error(SorvaneHostStatus status, const std::string& text = sorvaneHostLastError())
+        : std::runtime_error(text), m_status(status) {}
 
     [[nodiscard]] SorvaneHostStatus status() const noexcept { return m_status; }
 
@@ -94,7 +94,7 @@ public:
         for (const int dimension : shape)
             count *= static_cast<std::size_t>(dimension);
         if (count != data.size())
-            throw std::invalid_argument("the tensor's shape isn't that of its data");
+            throw Error(SORVANE_HOST_BAD_ARGUMENT, "the tensor's shape isn't that of its data");
         Tensor result;
         check(sorvaneHostRunTensor(get(), data.data(), shape.data(), result.shape.data()));
         count = 1;

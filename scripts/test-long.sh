@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # usage: scripts/test-long.sh [STEP...]
 # What takes too long for scripts/test.sh, some hours in all; docs/testing.md tells what each step does:
-# mutation fuzz soak program docs checkout packages wheel pipewire arm windows training
+# mutation fuzz soak program docs checkout consumers packages wheel pipewire arm windows training
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -25,6 +25,7 @@ soak() { scripts/soak.sh; }
 program() { scripts/long_run.sh; }
 docs() { scripts/test_docs.sh --all; }
 checkout() { scripts/test_install.sh; }
+consumers() { scripts/test_consumers.sh; }
 packages() { scripts/test_packages.sh; }
 wheel() { scripts/test_wheel.sh; }
 pipewire() { scripts/test_pipewire.sh; }

@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install_packages.sh cmake file g++ lintian man-db ninja-build pkg-config \
+scripts/install_packages.sh cmake devscripts file g++ lintian man-db ninja-build pkg-config \
     ladspa-sdk libcli11-dev libsndfile1-dev libxsimd-dev lv2-dev nlohmann-json3-dev
 
 if command -v ccache >/dev/null; then
@@ -16,7 +16,7 @@ fi
 jobs=$(nproc 2>/dev/null || getconf _NPROCESSORS_ONLN)
 work=$(mktemp -d)
 major=$(sed -n 's/^project(SorvaneEngine VERSION \([0-9]*\)\..*/\1/p' CMakeLists.txt)
-names=("libsorvaneengine$major" libsorvaneengine-dev sorvane sorvane-models sorvane-plugins)
+names=("libsorvaneengine$major" "libsorvanehost$major" libsorvaneengine-dev sorvane sorvane-models sorvane-plugins)
 installed() {
     dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${names[@]}" 2>/dev/null |
         grep -v '^not-installed' || true
@@ -46,7 +46,7 @@ step cmake --preset debian
 step cmake --build build/debian -j "$jobs"
 rm -f build/debian/*.deb
 (cd build/debian && step cpack -G DEB)
-lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs \
+lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
     build/debian/*.deb
 
 step env DEBIAN_FRONTEND=noninteractive apt-get install -y ./build/debian/*.deb
@@ -59,8 +59,12 @@ tells noise_gate_48k_mono analyseplugin /usr/lib/ladspa/sorvane_ladspa.so ||
     fail "LADSPA plug-in"
 cp /usr/share/sorvane/examples/stream_wav.c /usr/share/sorvane/examples/wav.h .
 # shellcheck disable=SC2046 # flags are words
-cc -std=c99 -o host stream_wav.c $(pkg-config --cflags --libs sorvane_engine)
-tells "/libSorvaneEngine.so.$major " ldd host || fail "a host doesn't find the library"
+cc -std=c99 -o host stream_wav.c $(pkg-config --cflags --libs sorvane_host)
+for library in Engine Host; do
+    tells "/libSorvane$library.so.$major " ldd host || fail "a host doesn't find the library"
+    hardening-check /usr/lib/*/libSorvane$library.so."$major" || fail "a library isn't hardened"
+done
+hardening-check /usr/bin/sorvane /usr/lib/ladspa/sorvane_ladspa.so || fail "they aren't hardened"
 cd - >/dev/null
 
 step dpkg --purge "${names[@]}"
@@ -69,7 +73,7 @@ step dpkg --purge "${names[@]}"
     fail "files are left behind"
 echo "== Debian packages: all well"
 
-step cmake --preset release -B build/tarball -DSORVANE_BUILD_TESTS=OFF
+step cmake --preset release -B build/tarball -DCMAKE_BUILD_TYPE=Release -DSORVANE_BUILD_TESTS=OFF
 step cmake --build build/tarball -j "$jobs"
 (cd build/tarball && step cpack -G TGZ)
 tar -xzf build/tarball/sorvane-engine-*.tar.gz -C "$work"

@@ -22,6 +22,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+void setModelPath(const std::string& list) {
+#if defined(_WIN32)
+    _putenv_s("SORVANE_MODEL_PATH", list.c_str());
+#else
+    setenv("SORVANE_MODEL_PATH", list.c_str(), 1);
+#endif
+}
+
 host::Model noiseGate() {
     return host::Model(SORVANE_MODELS_DIR "/noise-gate-48k.model");
 }
@@ -201,7 +209,8 @@ TEST(Host, FindsModelsByPathNameAndBytes) {
     fs::create_directories(folder / "folder.model");
     fs::copy_file(SORVANE_MODELS_DIR "/noise-gate-48k.model", folder / "mine.model");
     std::ofstream(folder / "text.model") << "no model";
-    setenv("SORVANE_MODEL_PATH", ("/nowhere::" + folder.string()).c_str(), 1);
+    const std::string separator(1, SORVANE_HOST_LIST_SEPARATOR);
+    setModelPath("/nowhere" + separator + separator + folder.string());
     const host::Model byName("mine");
     EXPECT_STREQ(byName.info().name, "mine");
     EXPECT_EQ(byName.busNames(), (std::vector<std::string>{"Speech", "Noise"}));
@@ -212,8 +221,8 @@ TEST(Host, FindsModelsByPathNameAndBytes) {
     EXPECT_EQ(names[0], "mine");
     EXPECT_EQ(std::count(names.begin(), names.end(), "noise-gate-48k"), 1);
     EXPECT_EQ(std::count(names.begin(), names.end(), "text"), 0);
-    EXPECT_EQ(host::listModels(folder.c_str()).size(), names.size()); // once each
-    unsetenv("SORVANE_MODEL_PATH");
+    EXPECT_EQ(host::listModels(folder.string().c_str()).size(), names.size()); // once each
+    setModelPath("");
 
     const std::vector<std::uint8_t> bytes = noiseGate48k().bytes();
     const host::Model fromMemory(std::as_bytes(std::span(bytes)));
