@@ -224,7 +224,8 @@ TEST(HostDouble, BlocksGoOnAfterAFailure) {
         for (std::size_t start = 0; start < audio.size(); start += 100) {
             const SorvaneHostStatus status =
                 blocks.tryProcess(std::span(audio).subspan(start, 100));
-            const bool fails = start / 100 >= 10 && start / 100 <= 10U + resetsThatFail;
+            const bool fails =
+                start / 100 >= 10 && start / 100 <= 10 + static_cast<std::size_t>(resetsThatFail);
             EXPECT_EQ(status != SORVANE_HOST_OK, fails) << start;
         }
         EXPECT_EQ(blocks.numFailures(), 1 + resetsThatFail);

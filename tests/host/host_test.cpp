@@ -269,7 +269,7 @@ TEST(Host, ExplainsWhatIsWrongWithAModel) {
         EXPECT_NE(text.find(c.explanation), std::string::npos) << c.field << ": " << text;
     }
     for (std::size_t end = 0; end < whole.size(); ++end) {
-        const std::string text = explanationOf({whole.begin(), whole.begin() + end});
+        const std::string text = explanationOf({whole.data(), whole.data() + end});
         ASSERT_NE(text.find("but the file ends"), std::string::npos) << end << ": " << text;
     }
     // What the engine takes is taken, and of what it refuses the reason is found.

@@ -43,7 +43,9 @@ Json fileAsJson(const FileReport& file) {
 } // namespace
 
 std::string resultText(const FileReport& file) {
-    std::string text = printable(file.input) + " -> " + printable(file.outputs.front().path);
+    const std::string& output = file.outputs.front().path;
+    std::string text = (file.input == "-" ? "standard input" : printable(file.input)) + " -> " +
+                       (output == "-" ? "standard output" : printable(output));
     if (file.outputs.size() > 1 && file.outputs.back().path != file.outputs.front().path)
         text += " and " + std::to_string(file.outputs.size() - 1) + " more";
     return text + ", " + timeText(file.audioSeconds) + ", " +
