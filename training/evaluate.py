@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Measures models on the test set, through the built program.
 
-    evaluate.py --data FOLDER --out FOLDER MODEL...
+    evaluate.py --data FOLDER --out FOLDER [--set first|second] [--also NAME=FOLDER]... MODEL...
 
 FOLDER of --data is where `recipes/speech/fetch.py` has put the recordings; only its part `test` is read.
 Voices that no training heard are mixed with noise, by a seed: two voices, five kinds of noise, three
@@ -9,9 +9,16 @@ ratios, several clips each. The recordings of noise are others than the training
 keyboard whose other keys it heard, and steady noise is made as some of the training's. A model whose name
 has "48k" is run on hosts at 48 and at 44.1 kHz, the others at 16 kHz. Beside the models stand the mixture
 itself, an ideal mask, and the denoiser of SpeexDSP. Left in --out: table.md, results.json, chart.png.
+
+`--set second` measures on the clips of `second_set.py` instead, models for 16 kHz at their own rate.
+`--write FOLDER` leaves the audio of each system as FOLDER/SYSTEM/NNN.wav, at 16 kHz and as long as the
+clips, those of the mixtures in FOLDER/mixture; other programs' outputs of those files, with the same names,
+are a column of the tables by `--also NAME=FOLDER`. `--ratings CSV` adds DNSMOS from a table of file,
+seconds, windows, SIG, BAK, OVRL whose files are SYSTEM/NNN.wav.
 """
 
 import argparse
+import csv
 import ctypes
 import json
 import subprocess
@@ -26,6 +33,7 @@ from scipy.signal import resample_poly
 sys.path.insert(0, str(Path(__file__).parent / "recipes/speech"))
 
 import mixing
+import second_set
 import sources
 from metrics import segmental_snr, si_sdr, stoi
 
@@ -223,23 +231,59 @@ def runs(models):
             yield f"{model.stem}, remainder -12 dB", model, RATE, ["--remainder", "-12"], 1
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("models", metavar="MODEL", type=Path, nargs="+")
-    parser.add_argument("--data", type=Path, required=True, help="folder of the recordings")
-    parser.add_argument("--out", type=Path, required=True, help="folder for the table and the chart")
-    parser.add_argument("--program", type=Path, default="build/release/bin/sorvane")
-    parser.add_argument("--clips", type=int, default=5, help="for each voice, noise and ratio")
-    parser.add_argument("--seed", type=int, default=2026)
-    options = parser.parse_args()
+def others(options, clips):
+    """Returns the outputs of other programs, by name."""
+    result = {}
+    for pair in options.also:
+        name, _, folder = pair.partition("=")
+        result[name] = [soundfile.read(Path(folder) / f"{number:03}.wav", dtype="float32")[0]
+                        for number in range(len(clips))]
+    return result
+
+
+def write_audio(folder, estimates):
+    for system, clips in estimates.items():
+        (folder / system).mkdir(parents=True, exist_ok=True)
+        for number, clip in enumerate(clips):
+            soundfile.write(folder / system / f"{number:03}.wav", clip, RATE, "FLOAT")
+
+
+def mean_ratings(path, numbers):
+    """Returns DNSMOS overall by system, the mean over the clips of these numbers."""
+    rows = {}
+    for row in csv.DictReader(open(path)):
+        file = Path(row["file"])
+        if int(file.stem) in numbers:
+            rows.setdefault(file.parent.name, []).append(float(row["OVRL"]))
+    return {system: np.mean(values) for system, values in rows.items()}
+
+
+def evaluate_second(options):
+    clips = second_set.SecondSet(options.data).clips
+    estimates = {"mixture": [clip["mixture"] for clip in clips]} | others(options, clips)
+    for model in options.models:
+        estimates[model.stem] = run_model(options.program.resolve(), model, clips,
+                                          48000 if "48k" in model.stem else RATE,
+                                          ["--gain", "Noise=0"])
+    if options.write:
+        write_audio(options.write, estimates)
+    ratings = mean_ratings(options.ratings, set(second_set.of(clips, "mixture"))) if options.ratings else {}
+    results = {name: second_set.measure(clips, audio) for name, audio in estimates.items()}
+    text = second_set.table(clips, results, ratings)
+    (options.out / "second.md").write_text(text)
+    print(text, end="")
+
+
+def evaluate_first(options):
     clips = TestSet(options.data, options.clips, options.seed).clips
     estimates = {"mixture": [clip["mixture"] for clip in clips],
                  "ideal ratio mask": [ideal_mask(clip) for clip in clips],
-                 "SpeexDSP": [speex_denoiser(clip) for clip in clips]}
+                 "SpeexDSP": [speex_denoiser(clip) for clip in clips]} | others(options, clips)
     for name, model, rate, extra, level in runs(options.models):
         estimates[name] = run_model(options.program.resolve(), model, clips, rate, extra, level)
+    if options.write:
+        write_audio(options.write, estimates)
     results = {name: measure(audio, clips) for name, audio in estimates.items()}
-    options.out.mkdir(parents=True, exist_ok=True)
     text = table(results, clips)
     (options.out / "table.md").write_text(text)
     (options.out / "results.json").write_text(json.dumps(
@@ -247,6 +291,24 @@ def main():
                 for title, which in selections(clips)} for name, rows in results.items()}, indent=1))
     chart(results, clips, options.out / "chart.png")
     print(text, end="")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("models", metavar="MODEL", type=Path, nargs="*")
+    parser.add_argument("--data", type=Path, required=True, help="folder of the recordings")
+    parser.add_argument("--out", type=Path, required=True, help="folder for the table and the chart")
+    parser.add_argument("--set", choices=["first", "second"], default="first")
+    parser.add_argument("--also", metavar="NAME=FOLDER", action="append", default=[],
+                        help="outputs of another program as a column; repeatable")
+    parser.add_argument("--write", type=Path, help="folder for the audio of all systems")
+    parser.add_argument("--ratings", type=Path, help="a table of DNSMOS ratings")
+    parser.add_argument("--program", type=Path, default="build/release/bin/sorvane")
+    parser.add_argument("--clips", type=int, default=5, help="of the first set, for each voice, noise, ratio")
+    parser.add_argument("--seed", type=int, default=2026, help="of the first set")
+    options = parser.parse_args()
+    options.out.mkdir(parents=True, exist_ok=True)
+    (evaluate_second if options.set == "second" else evaluate_first)(options)
 
 
 if __name__ == "__main__":

@@ -1,7 +1,7 @@
 """Writes a PyTorch network as a model file.
 
 The network is traced with torch.fx: its forward() may use the modules of `layers`, the plain
-modules of `plain_modules`, the operators + - * / between tensors, torch.cat, zero padding by
+modules of `plain_modules`, batch normalisation, which is folded into the convolution before it, the operators + - * / between tensors, torch.cat, zero padding by
 torch.nn.functional.pad, and permute, transpose, squeeze and unsqueeze between layouts.
 """
 
@@ -11,9 +11,10 @@ import operator
 import torch
 from torch import fx, nn
 from torch.nn import functional
+from torch.nn.modules.batchnorm import _BatchNorm
 
 from . import plain_modules
-from .layers import BY_KIND, Layer, QueuedLayer
+from .layers import BY_KIND, BatchNormLayer, Layer, QueuedLayer
 from .model_file import JOINS, KINDS, LayerRecord, ModelError, Tensor
 from .outline import RULES, Stream, check
 from .storage import Storage
@@ -63,7 +64,7 @@ def export(network, header, layout="BTFC", storage=Storage()):
 
 class _Tracer(fx.Tracer):
     def is_leaf_module(self, module, name):
-        return isinstance(module, Layer) or super().is_leaf_module(module, name)
+        return isinstance(module, (Layer, _BatchNorm)) or super().is_leaf_module(module, name)
 
     def create_proxy(self, kind, target, args, kwargs, *others, **named):
         """Arguments of forward() with a default, such as a state of None, keep it."""
@@ -207,7 +208,9 @@ class _Builder:
                 node.target, name, [self._plain(value)], fields))
         if isinstance(module, (nn.Conv1d, nn.Conv2d, nn.Linear)):
             return self._convolution(node.target, module, value)
-        raise ModelError("the format has no layer for it")
+        if isinstance(module, _BatchNorm):
+            return self._batch_norm(node, module, self._plain(value))
+        raise ModelError("the format has no layer for it" + plain_modules.instead(module))
 
     def _call_function(self, node):
         if node.target in OPERATORS:
@@ -247,7 +250,10 @@ class _Builder:
                              f"holds {LARGEST_STRIDE}; FrequencyRescaleLayer makes fewer bands of "
                              "them, and bins of bands")
         fields = {field: self._stored(name, field, value) for field, value in fields.items()}
-        self.streams[unique], _ = RULES[class_name](fields, *(self.streams[s] for s in sources))
+        try:
+            self.streams[unique], _ = RULES[class_name](fields, *(self.streams[s] for s in sources))
+        except ModelError as error:
+            raise ModelError(f"as {class_name}: {error}") from None
         self.records.append(LayerRecord(unique, CODES[class_name], sources, fields))
         return unique
 
@@ -290,6 +296,32 @@ class _Builder:
         source = self._record(name, "ConvLayer", [value], fields)
         axes = value.axes.replace("C", "").replace("F", "C") if over_positions else value.axes
         return _Value(source, axes)
+
+    def _batch_norm(self, node, module, value):
+        """Folds what training saw into the convolution before it; without one it's a NormLayer."""
+        axis = value.axes[-1 if isinstance(module, BatchNormLayer) else 1]
+        if axis != "C":
+            raise ModelError(f"it would scale the axis {axis} of {value.axes}, and layers scale C")
+        if module.num_features != self.streams[value.source].channels:
+            raise ModelError(f"it has {module.num_features} channels, and "
+                             f"{self.streams[value.source].channels} come in")
+        scale, shift = plain_modules.scale_and_shift(module)
+        record = next((r for r in self.records if r.name == value.source), None)
+        before = node.args[0]
+        if (record and record.class_name in ("ConvLayer", "TransposedConvLayer") and
+                before.op == "call_module" and len(before.users) == 1):
+            weights, bias = record.fields["weights"], record.fields["bias"]
+            # The last axis of a convolution's weights is what comes out, and of a transposed one's
+            # the one before, but that of its single filters.
+            transposed = record.class_name == "TransposedConvLayer" and weights.values.shape[2] > 1
+            weights.values = weights.values * (scale[:, None] if transposed else scale)
+            if bias is None:
+                record.fields["bias"] = self._stored(record.name, "bias", shift)
+            else:
+                bias.values = bias.values * scale + shift
+            return value
+        return dataclasses.replace(value, source=self._record(
+            node.target, "NormLayer", [value], {"mode": 0, "scale": scale, "bias": shift}))
 
     def _join(self, node, operation, swapped):
         values = [self._plain(self._value(argument)) for argument in node.args]

@@ -32,6 +32,40 @@ def require_unhooked(module):
         raise ModelError(f"a file would lack its forward hook; {remover} takes it away")
 
 
+# What a file has in place of modules that it can't hold.
+INSTEAD = (
+    ((nn.RNNBase, nn.RNNCellBase), "no layer is recurrent; filters in time look back as far: "
+     "ConvLayer(channels, channels, (3, 1), dilation_t=d, depthwise=True) with d = 1, 2, 4 to 32, "
+     "each followed by ConvLayer(channels, channels), see 126 frames before the current one"),
+    (nn.LayerNorm, "NormLayer divides by the root mean square of a position's channels, "
+     "PreNormLayer and ARPreNormLayer by a frame's level"),
+    ((nn.GroupNorm, nn.modules.instancenorm._InstanceNorm), "nn.BatchNorm2d becomes part of the "
+     "convolution before it"),
+    (nn.MultiheadAttention, "no layer weighs frames by others; filters in time look back"),
+    (nn.PReLU, "LeakyReLULayer has one slope, which is fixed"),
+    ((nn.Tanh, nn.SiLU, nn.GELU, nn.Hardswish), "ELULayer, LeakyReLULayer or a product with a "
+     "SigmoidLayer's output comes near"),
+    ((nn.Upsample, nn.PixelShuffle), "TransposedConvLayer makes more positions or frames"),
+    ((nn.MaxPool1d, nn.MaxPool2d, nn.AvgPool1d, nn.AvgPool2d), "ConvLayer with a stride, or "
+     "FrequencyRescaleLayer, makes fewer positions"))
+
+
+def instead(module):
+    """The end of a message that tells what takes the place of a module; often nothing."""
+    return next((f"; {text}" for kinds, text in INSTEAD if isinstance(module, kinds)), "")
+
+
+def scale_and_shift(module):
+    """What a batch normalisation multiplies each channel by, and adds, once it is trained."""
+    _require(module.running_mean is not None, "it keeps no running mean, and a stream's frames "
+             "come one by one; track_running_stats=True makes it")
+    scale = 1 / (module.running_var + module.eps).sqrt()
+    if module.affine:
+        scale = scale * module.weight
+    shift = -module.running_mean * scale
+    return stored(scale), stored(shift + module.bias if module.affine else shift)
+
+
 @dataclass
 class Filter:
     """A convolution of one axis: taps, stride, dilation, padding in front and behind."""

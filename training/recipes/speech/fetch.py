@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 """Fetches the recordings and stores them as 16 kHz arrays.
 
-    fetch.py --data FOLDER [--part train|valid|test]...
+    fetch.py --data FOLDER [--pack PACK] [--part train|valid|test]...
 
 Downloads Debian's packages (`apt-get download`), unpacks them under FOLDER/packages, and writes one
 FOLDER/NAME.npy (int16, all recordings end to end) and FOLDER/NAME.json (where each starts, its path) for
 each source. What is there already is not fetched again. Packages of the test set go to FOLDER/test, which
-only the evaluation reads. Needs ffmpeg (for G.722), python3-numpy, -scipy and -soundfile.
+only the evaluation reads. PACK is a folder of Opus files with an `index.json`, which tells for each
+folder and file the part ("split") and where each recording begins and ends ("clips", in samples at
+16 kHz); without it the packages alone are fetched. Needs ffmpeg (for G.722 and Opus), python3-numpy, -scipy and -soundfile.
 """
 
 import argparse
@@ -93,33 +95,53 @@ def fit(source, audio):
     return len(audio) > 0.4 * RATE and voice_to_noise(audio) > (30 if "stamps" in source.name else 18)
 
 
-def store(source, folder):
-    array, index = folder / f"{source.name}.npy", folder / f"{source.name}.json"
-    if index.exists():
-        return
+def packed(source, pack):
+    """Returns (path, audio) of each recording that PACK has for a source."""
+    index = json.loads((pack / "index.json").read_text())[source.pattern]
+    for name, entry in index.items():
+        if entry["split"] != source.part:
+            continue
+        path = pack / source.pattern / f"{name}.opus"
+        raw = subprocess.run(["ffmpeg", "-v", "error", "-nostdin", "-i", path, "-ar", str(RATE), "-ac",
+                              "1", "-f", "f32le", "-"], check=True, stdout=subprocess.PIPE).stdout
+        audio = np.frombuffer(raw, "<f4")
+        for begin, end in entry["clips"]:
+            yield f"{source.pattern}/{name}", audio[begin:end]
+
+
+def packaged(source, folder):
+    """Returns (path, audio) of each recording that a package has for a source."""
     root = unpacked(source.package, folder)
     paths = [path for path in sorted(root.rglob("*"))
              if path.is_file() and source.takes("/" + str(path.relative_to(root)))]
-    kept = [(path, audio) for path, audio in zip(paths, decode_all(paths)) if fit(source, audio)]
+    return [(str(path.relative_to(root)), audio) for path, audio in zip(paths, decode_all(paths))
+            if fit(source, audio)]
+
+
+def store(source, folder, pack):
+    array, index = folder / f"{source.name}.npy", folder / f"{source.name}.json"
+    if index.exists() or source.package == sources.PACK and not pack:
+        return
+    folder.mkdir(parents=True, exist_ok=True)
+    kept = list(packed(source, pack) if source.package == sources.PACK else packaged(source, folder))
     starts = np.cumsum([0] + [len(audio) for _, audio in kept])
     joined = np.concatenate([audio for _, audio in kept])
     np.save(array, np.clip(np.round(joined * 32767), -32767, 32767).astype(np.int16))
-    index.write_text(json.dumps({"starts": starts.tolist(),
-                                 "paths": [str(path.relative_to(root)) for path, _ in kept]}))
-    print(f"{source.name}: {len(kept)} of {len(paths)} recordings, {starts[-1] / RATE / 60:.1f} minutes",
-          flush=True)
+    index.write_text(json.dumps({"starts": starts.tolist(), "paths": [path for path, _ in kept]}))
+    print(f"{source.name}: {len(kept)} recordings, {starts[-1] / RATE / 60:.1f} minutes", flush=True)
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--data", type=Path, required=True, help="folder for the recordings")
+    parser.add_argument("--pack", type=Path, help="folder of the packed recordings")
     parser.add_argument("--part", action="append", choices=["train", "valid", "test"],
                         help="fetch this part only; repeatable")
     arguments = parser.parse_args()
     for source in sources.SOURCES:
         if source.part in (arguments.part or ["train", "valid", "test"]):
             folder = arguments.data / "test" if source.part == "test" else arguments.data
-            store(source, folder)
+            store(source, folder, arguments.pack)
 
 
 if __name__ == "__main__":

@@ -47,24 +47,41 @@ def envelope_correlation(estimate, target):
     return (correlations * counts).sum(dim=1) / counts.sum(dim=1)
 
 
-def loss(mask, voice, mixture, magnitude_weight, envelope_weight):
-    """Returns the loss of a mask, and its three parts for the log.
+WEIGHTS = {"ratio": 1.0, "magnitudes": 30.0, "complex": 20.0, "suppressed": 10.0, "envelopes": 10.0}
+POWER, TINY = 0.3, 1e-3
 
-    The parts: the logarithm of the error over the voice, with a floor; the error of magnitudes to the
-    power 0.3, which counts what is soft; what the envelopes lack of running alike.
+
+def loss(mask, voice, mixture):
+    """Returns the loss of a mask, and its parts for the log.
+
+    ratio       the logarithm of the error over the voice, with a floor for both, in dB
+    magnitudes  the error of magnitudes to the power 0.3, which counts what is soft, as noise in pauses is
+    complex     the same with the phases, those of the mixture against the voice's
+    suppressed  what magnitudes to that power lack of the voice's: losing voice costs more than keeping noise
+    envelopes   what the envelopes lack of running alike
     """
-    loudness = (mixture.abs() ** 2).mean(dim=(1, 2), keepdim=True).sqrt() + 1e-9
+    loudness = (mixture.real**2 + mixture.imag**2).mean(dim=(1, 2), keepdim=True).sqrt() + 1e-9
     voice, mixture = voice / loudness, mixture / loudness
     size = mixture[0].numel()
-    error = mask * mixture - voice
-    error = (error.real**2 + error.imag**2).sum(dim=(1, 2))
+    real, imaginary = mask * mixture.real - voice.real, mask * mixture.imag - voice.imag
+    error = (real**2 + imaginary**2).sum(dim=(1, 2))
     power = (voice.real**2 + voice.imag**2).sum(dim=(1, 2))
-    ratio = (10 * torch.log10(error / (power + 1e-3 * size) + 10**-2.5)).mean()
+    ratio = (10 * torch.log10(error / (power + 1e-3 * size) + 1e-3)).mean()
 
-    estimate, target = mask * mixture.abs(), voice.abs()
-    magnitudes = (((estimate + 1e-4) ** 0.3 - (target + 1e-4) ** 0.3) ** 2).mean()
+    before, target = mixture.abs(), voice.abs()
+    estimate = mask * before
+    soft, soft_target = (estimate + TINY) ** POWER, (target + TINY) ** POWER
+    lacking = soft_target - soft
+    magnitudes = (lacking**2).mean()
+    suppressed = (functional.relu(lacking) ** 2).mean()
+    # |a e^ix - b e^iy|^2 = (a - b)^2 + 2 a b (1 - cos(x - y))
+    alike = (mixture.real * voice.real + mixture.imag * voice.imag) / (before * target + TINY**2)
+    turned = magnitudes + (2 * soft * soft_target * (1 - alike.clamp(-1, 1)) *
+                           (target > TINY)).mean()
 
     spoken = power > 1e-3 * size
     envelopes = 1 - envelope_correlation(estimate[spoken], target[spoken]).mean()
-    total = ratio + magnitude_weight * magnitudes + envelope_weight * envelopes
-    return total, (ratio.item(), magnitudes.item(), envelopes.item())
+    parts = {"ratio": ratio, "magnitudes": magnitudes, "complex": turned, "suppressed": suppressed,
+             "envelopes": envelopes}
+    total = sum(WEIGHTS[name] * part for name, part in parts.items())
+    return total, [round(part.item(), 4) for part in parts.values()]

@@ -10,7 +10,7 @@ from dataclasses import dataclass
 
 @dataclass(frozen=True)
 class Source:
-    package: str
+    package: str  # Debian's name, or PACK
     name: str  # of the stored array
     kind: str  # "voice", "noise", "keys" or "music"
     part: str  # "train", "valid" or "test"
@@ -21,6 +21,8 @@ class Source:
     def takes(self, path):
         return re.search(self.pattern, path) is not None
 
+
+PACK = "pack"  # the folder that `fetch.py --pack` reads; `pattern` is a folder of its
 
 CC_BY_SA = "CC-BY-SA-3.0"
 CC_BY = "CC-BY-3.0"
@@ -82,6 +84,39 @@ SOURCES = [
     Source("lincity-ng-data", "city", "noise", "test", r"/sounds/.*\.wav$", "GPL-2+", LINCITY),
     Source("bucklespring-data", "test-keys", "keys", "test", TEST_KEYS, "GPL-2+", "Ico Doornekamp"),
 ]
+
+
+LIBRIVOX = "Vassil Panayotov and the readers of LibriVox (LibriSpeech)"
+SEVERAL = "those whom SOURCES.md of the recordings names"
+
+
+def _packed(folder, kind, licence, credit, parts="train"):
+    name = folder.split("/")[1]
+    return [Source(PACK, f"{PACK}-{name}-{part}", kind, part, folder, licence, credit)
+            for part in parts.split()]
+
+
+SOURCES += [source for sources in (
+    _packed("speech/librispeech", "voice", "CC-BY-4.0", LIBRIVOX, "train valid test"),
+    _packed("speech/librispeech-many", "voice", "CC-BY-4.0", LIBRIVOX),
+    _packed("speech/librispeech-other", "voice", "CC-BY-4.0", LIBRIVOX),
+    _packed("speech/spoken-orders", "voice", "Apache-2.0", "Picovoice Inc."),
+    _packed("speech/crowd-words", "voice", "Apache-2.0", "Picovoice Inc."),
+    _packed("speech/student-words", "voice", "MIT", "Zhongyu Chen and 34 students",
+            "train valid test"),
+    _packed("speech/kerstin", "voice", "CC0-1.0", "Kerstin"),
+    _packed("speech/flemishguy", "voice", "CC0-1.0", "a Flemish speaker"),
+    _packed("noise/esc10", "noise", "CC-BY-3.0", "K. J. Piczak and " + SEVERAL,
+            "train valid test"),
+    _packed("noise/ambient", "noise", "CC0-1.0 and CC-BY-3.0", SEVERAL),
+    _packed("noise/blanket", "noise", "CC0-1.0, public domain and CC-BY", SEVERAL),
+    _packed("noise/berlin", "noise", "CC-BY-4.0", "Thomas Rosen", "test"),
+    _packed("noise/household", "noise", "CC-BY-4.0", "Pete Warden (Speech Commands)"),
+    _packed("noise/sleep", "noise", "CC0-1.0", "Kenney, JaggedStone", "valid"),
+    _packed("noise/effects", "noise", "CC0-1.0 and CC-BY", SEVERAL),
+    _packed("noise/key-clicks", "keys", "MIT", "Thomas Lai"),
+    _packed("music/loops", "music", "CC0-1.0", "the authors of Sonic Pi's samples"),
+    _packed("music/pieces", "music", "CC-BY and public domain", SEVERAL)) for source in sources]
 
 
 def of(part, *kinds):

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Trains a network on mixtures that are made as they are needed.
 
-    train.py --data FOLDER --run FOLDER --size standard|small --minutes N
+    train.py --data FOLDER --bank BANK --run FOLDER --size standard|small|large --minutes N
 
-FOLDER of --data is that of `fetch.py`. Whatever is needed to go on is saved in the folder of --run every
+FOLDER of --data is that of `fetch.py`, BANK that of `bank.py`. Whatever is needed to go on is saved in the folder of --run every
 few minutes: started again with the same options, training goes on where it was. It ends after N minutes
 at work, whatever the machine does in them, and the step sizes follow that time; with --steps it ends
 after so many steps, and they follow these. `log.jsonl` there has a line for each look at the validation
@@ -22,11 +22,10 @@ import numpy as np
 import torch
 
 import loss
-from mixing import Mixer
-from network import make_network
+from mixing import Bank
+import network
 from validation import Validation
 
-SECONDS = 4.0  # of a mixture
 CLIP = 5.0  # largest norm of a gradient
 WARM_UP = 200  # steps
 
@@ -37,11 +36,15 @@ class Training:
     def __init__(self, options):
         torch.manual_seed(options.seed)
         self.options = options
-        self.network = make_network(options.size)
+        self.network = network.make_network(options.size)
         self.average = copy.deepcopy(self.network)
+        # Weights, and what normalisations saw.
+        self.averaged, self.current = ([value for value in net.state_dict().values()
+                                        if value.is_floating_point()]
+                                       for net in (self.average, self.network))
         self.optimiser = torch.optim.AdamW(self.network.parameters(), lr=options.step_size,
-                                           betas=(0.9, 0.99), weight_decay=1e-4)
-        self.mixer = Mixer(options.data, "train", options.seed, SECONDS)
+                                           betas=(0.9, 0.99), weight_decay=1e-4, foreach=True)
+        self.bank = Bank(options.bank, options.seed)
         self.steps, self.seconds = 0, 0.0
         self.file = options.run / "state.pt"
         if self.file.exists():
@@ -52,14 +55,14 @@ class Training:
         self.network.load_state_dict(state["network"])
         self.average.load_state_dict(state["average"])
         self.optimiser.load_state_dict(state["optimiser"])
-        self.mixer.random.bit_generator.state = state["random"]
+        self.bank.random.bit_generator.state = state["random"]
         self.steps, self.seconds = state["steps"], state["seconds"]
 
     def save(self):
         partial = self.file.with_suffix(".partial")
         torch.save({"network": self.network.state_dict(), "average": self.average.state_dict(),
                     "optimiser": self.optimiser.state_dict(), "steps": self.steps,
-                    "random": self.mixer.random.bit_generator.state, "seconds": self.seconds}, partial)
+                    "random": self.bank.random.bit_generator.state, "seconds": self.seconds}, partial)
         partial.rename(self.file)
 
     def progress(self):
@@ -73,22 +76,21 @@ class Training:
         rate = 0.5 + 0.5 * math.cos(math.pi * min(self.progress(), 1))
         for group in self.optimiser.param_groups:
             group["lr"] = self.options.step_size * min(1, self.steps / WARM_UP) * max(rate, 1e-3)
-        voices, noises = (torch.from_numpy(tracks.astype(np.float32))
-                          for tracks in self.mixer.batch(self.options.batch))
+        voices, noises = (torch.from_numpy(tracks)
+                          for tracks in self.bank.batch(self.options.batch))
         voice = loss.spectra(voices)
         mixture = voice + loss.spectra(noises)
         mask = self.network(mixture.abs().unsqueeze(3)).squeeze(3)
-        total, parts = loss.loss(mask, voice, mixture, self.options.magnitude_weight,
-                                 self.options.envelope_weight)
+        total, parts = loss.loss(mask, voice, mixture)
         self.optimiser.zero_grad()
         total.backward()
         torch.nn.utils.clip_grad_norm_(self.network.parameters(), CLIP)
         self.optimiser.step()
         self.steps += 1
-        keep = min(0.998, self.steps / (self.steps + 10))
+        keep = min(0.999, self.steps / (self.steps + 10))
         with torch.no_grad():
-            for mean, value in zip(self.average.parameters(), self.network.parameters()):
-                mean.lerp_(value, 1 - keep)
+            torch._foreach_mul_(self.averaged, keep)
+            torch._foreach_add_(self.averaged, self.current, alpha=1 - keep)
         return parts
 
 
@@ -100,7 +102,9 @@ def report(training, validation, parts):
     with open(training.options.run / "log.jsonl", "a") as log:
         log.write(json.dumps(line) + "\n")
     print(f"{line['minutes']:6.1f} min {training.steps:6} steps  loss {line['loss']}  "
-          f"gain {result['all'][0]:.2f} dB  STOI {result['all'][1]:.4f}", flush=True)
+          f"gain {result['all'][0]:.2f} dB  STOI {result['all'][1]:.4f}  alone {result['alone']}",
+          flush=True)
+    training.average.train()
     torch.save(training.average.state_dict(), training.options.run / "network.pt")
 
 
@@ -128,6 +132,7 @@ def work(options):
             training.save()
             report(training, validation, parts)
             parts = []
+            training.bank.look()
     training.save()
     if parts:
         report(training, validation, parts)
@@ -136,14 +141,13 @@ def work(options):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--data", type=Path, required=True, help="folder of the recordings")
+    parser.add_argument("--bank", type=Path, required=True, help="folder of the tracks")
     parser.add_argument("--run", type=Path, required=True, help="folder for what training leaves")
-    parser.add_argument("--size", choices=["standard", "small"], default="standard")
+    parser.add_argument("--size", choices=network.SIZES, default="standard")
     parser.add_argument("--minutes", type=float, default=70, help="time at work, in all")
     parser.add_argument("--steps", type=int, help="end after so many, whatever the time")
     parser.add_argument("--batch", type=int, default=4, help="mixtures of a step")
     parser.add_argument("--step-size", type=float, default=2e-3, help="largest, after the warm-up")
-    parser.add_argument("--magnitude-weight", type=float, default=30)
-    parser.add_argument("--envelope-weight", type=float, default=20)
     parser.add_argument("--save-every", type=float, default=3, help="minutes")
     parser.add_argument("--seed", type=int, default=1)
     options = parser.parse_args()

@@ -23,7 +23,7 @@ from .convolution import ConvLayer
 from .dense import DenseLayer
 from .frequency_rescale import FrequencyRescaleLayer
 from .joins import ArithmeticLayer, ConcatLayer, QueuedLayer
-from .normalisation import ARPreNormLayer, NormLayer, PreNormLayer
+from .normalisation import ARPreNormLayer, BatchNormLayer, NormLayer, PreNormLayer
 from .self_attention import SelfAttentionLayer
 from .separable_convolution import SeparableChannelConvLayer
 from .transposed_convolution import TransposedConvLayer

@@ -50,7 +50,7 @@ class FrequencyRescaleLayer(Layer):
 
     def forward(self, x, state=None):
         matrix = self.matrix()
-        x = x[:, :, :self.in_positions]
+        x = x[:, :, :self.in_positions] if x.shape[2] > self.in_positions else x
         if x.shape[3] == 1:
             return (x.squeeze(3) @ matrix.t()).unsqueeze(3)
         return matrix @ x

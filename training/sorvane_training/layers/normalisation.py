@@ -51,6 +51,16 @@ class NormLayer(Layer):
         return layer
 
 
+class BatchNormLayer(nn.BatchNorm1d):
+    """Channels over the mean and spread of what training sees, [batch, T, F, C] at every position.
+
+    No layer of a file: export() folds it into the convolution before it, or makes a NormLayer of it.
+    """
+
+    def forward(self, x):
+        return super().forward(x.reshape(-1, x.shape[-1])).reshape(x.shape)
+
+
 class PreNormLayer(Layer):
     """Each frame over a weighted sum of the root mean squares of the last N frames.
 

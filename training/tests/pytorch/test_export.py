@@ -89,8 +89,28 @@ class Unusual(nn.Module):
         return self.relu(y)
 
 
+def normalised(network):
+    """A network whose normalisations have seen something."""
+    for module in network.modules():
+        if isinstance(module, nn.modules.batchnorm._BatchNorm):
+            module.running_mean.uniform_(-1, 1)
+            module.running_var.uniform_(0.2, 3)
+            if module.affine:
+                nn.init.uniform_(module.weight, 0.5, 2)
+                nn.init.uniform_(module.bias, -1, 1)
+    return network
+
+
 torch.manual_seed(1)
 ACCEPTED = {
+    "batch norms": (normalised(nn.Sequential(
+        nn.Conv2d(1, 4, 3, padding=1, bias=False), nn.BatchNorm2d(4), nn.ReLU(), nn.BatchNorm2d(4),
+        nn.Conv2d(4, 4, 1, groups=4), nn.BatchNorm2d(4, affine=False), nn.Conv2d(4, 1, 1))), "BCTF"),
+    "batch norms of layers": (normalised(nn.Sequential(
+        kinds.ConvLayer(1, 5, (1, 4), (1, 4), bias=False), kinds.BatchNormLayer(5),
+        kinds.TransposedConvLayer(5, 3, (1, 4), (1, 4)), kinds.BatchNormLayer(3),
+        kinds.TransposedConvLayer(3, 3, (1, 3), depthwise=True), kinds.BatchNormLayer(3),
+        kinds.ConvLayer(3, 1))), "BTFC"),
     "causal": (nn.Sequential(nn.ZeroPad2d((0, 0, 2, 0)), nn.Conv2d(1, 1, 3, padding=(0, 1))),
                "BCTF"),
     "look-ahead": (nn.Sequential(nn.Conv2d(1, 4, 5, padding=2), nn.ReLU(), nn.Conv2d(4, 1, 1)),
@@ -125,8 +145,12 @@ def test_accepted(name, tmp_path):
 
 
 REFUSED = {
-    "norm (BatchNorm2d): the format has no layer":
-        lambda n: n.add_module("norm", nn.BatchNorm2d(1)),
+    "norm (BatchNorm2d): it has 2 channels, and 1 come in":
+        lambda n: n.add_module("norm", nn.BatchNorm2d(2)),
+    "norm (BatchNorm2d): it keeps no running mean": lambda n: n.add_module(
+        "norm", nn.BatchNorm2d(1, track_running_stats=False)),
+    "back (GRU): the format has no layer for it; no layer is recurrent; filters in time":
+        lambda n: n.add_module("back", nn.GRU(1, 1)),
     "deep.0 (ELU): alpha is 0.5": lambda n: n.add_module("deep", nn.Sequential(nn.ELU(0.5))),
     "plus (Softplus): beta is 2": lambda n: n.add_module("plus", nn.Softplus(2)),
     "conv (Conv2d): 2 groups of 4 channels": lambda n: n.extend(
