@@ -37,7 +37,8 @@ TEST(OutputPlan, EveryOutputHasItsOwnName) {
     };
     for (const auto& c : cases) {
         const tools::NamingRules rules{"out", c.pattern, c.extension, c.stems};
-        EXPECT_EQ(pathsOf(planOutputs({c.inputs.begin(), c.inputs.end()}, rules, busses)), c.expected);
+        EXPECT_EQ(pathsOf(planOutputs({c.inputs.begin(), c.inputs.end()}, rules, busses)),
+                  c.expected);
     }
 }
 

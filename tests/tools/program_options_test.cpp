@@ -156,7 +156,8 @@ TEST(ProgramOptions, TheReportHasEveryFile) {
         runProgram({"process", noiseGate, folder.path("in.wav"), folder.path("none.wav"),
                     "--out-dir", folder.path("out"), "--report", "json"});
     EXPECT_EQ(result.exitCode, 3);
-    EXPECT_NE(result.errors.find("2 files: 1 done, 1 failed\n"), std::string::npos) << result.errors;
+    EXPECT_NE(result.errors.find("2 files: 1 done, 1 failed\n"), std::string::npos)
+        << result.errors;
     const Json files = Json::parse(result.output)["files"];
     ASSERT_EQ(files.size(), 2U);
     EXPECT_EQ(files[0]["seconds"], 0.5);

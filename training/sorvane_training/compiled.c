@@ -3,12 +3,11 @@
 // Arrays are [batch][frames][width]; taps are [count][width], the last on the current frame.
 #include <math.h>
 
-void filter_time(const float *in, const float *taps, const float *bias, float *out, long batch, long frames,
-                 long width, long count, long dilation)
-{
+void filter_time(const float* in, const float* taps, const float* bias, float* out, long batch,
+                 long frames, long width, long count, long dilation) {
     for (long row = 0; row < batch * frames; ++row) {
         long t = row % frames;
-        float *y = out + row * width;
+        float* y = out + row * width;
         for (long n = 0; n < width; ++n)
             y[n] = bias[n];
         for (long k = 0; k < count; ++k) {
@@ -23,12 +22,12 @@ void filter_time(const float *in, const float *taps, const float *bias, float *o
 }
 
 // `into` and `into_taps` begin at 0.
-void filter_time_back(const float *in, const float *taps, const float *gradient, float *into, float *into_taps,
-                      long batch, long frames, long width, long count, long dilation)
-{
+void filter_time_back(const float* in, const float* taps, const float* gradient, float* into,
+                      float* into_taps, long batch, long frames, long width, long count,
+                      long dilation) {
     for (long row = 0; row < batch * frames; ++row) {
         long t = row % frames;
-        const float *g = gradient + row * width;
+        const float* g = gradient + row * width;
         for (long k = 0; k < count; ++k) {
             long back = (count - 1 - k) * dilation;
             if (back > t)
@@ -44,8 +43,7 @@ void filter_time_back(const float *in, const float *taps, const float *gradient,
 }
 
 // How many rows of `channels` values stand side by side in loops that are long enough to be fast.
-static long side_by_side(long rows, long channels)
-{
+static long side_by_side(long rows, long channels) {
     long count = 1;
     while (rows % (2 * count) == 0 && 2 * count * channels <= 1024)
         count *= 2;
@@ -53,8 +51,7 @@ static long side_by_side(long rows, long channels)
 }
 
 // Adds up what stands side by side, in double precision.
-static void fold(const float *wide, double *sums, long width, long channels)
-{
+static void fold(const float* wide, double* sums, long width, long channels) {
     for (long n = 0; n < width; ++n)
         sums[n % channels] += wide[n];
 }
@@ -64,9 +61,9 @@ enum { LARGEST_WIDTH = 2048, SHORT = 32 }; // short sums of floats are exact eno
 // Batch normalisation of `rows` of `channels` values, a rectifier, and what is added after it.
 // out = extra + rectify(in * scale + shift); `extra` may be null. Leaves the mean and the variance.
 // At most 1024 channels.
-void normalise(const float *in, const float *weight, const float *bias, const float *extra, float *out, float *mean,
-               float *variance, long rows, long channels, float slope, float epsilon)
-{
+void normalise(const float* in, const float* weight, const float* bias, const float* extra,
+               float* out, float* mean, float* variance, long rows, long channels, float slope,
+               float epsilon) {
     float scale[LARGEST_WIDTH], shift[LARGEST_WIDTH], sum[LARGEST_WIDTH], square[LARGEST_WIDTH];
     double sums[LARGEST_WIDTH] = {0}, squares[LARGEST_WIDTH] = {0};
     long side = side_by_side(rows, channels), width = side * channels, lines = rows / side;
@@ -75,7 +72,7 @@ void normalise(const float *in, const float *weight, const float *bias, const fl
         for (long n = 0; n < width; ++n)
             sum[n] = square[n] = 0;
         for (long line = begin; line < end; ++line) {
-            const float *x = in + line * width;
+            const float* x = in + line * width;
             for (long n = 0; n < width; ++n) {
                 sum[n] += x[n];
                 square[n] += x[n] * x[n];
@@ -95,8 +92,8 @@ void normalise(const float *in, const float *weight, const float *bias, const fl
         shift[n] = bias[c] - mean[c] * scale[n];
     }
     for (long line = 0; line < lines; ++line) {
-        const float *x = in + line * width;
-        float *y = out + line * width;
+        const float* x = in + line * width;
+        float* y = out + line * width;
         for (long n = 0; n < width; ++n) {
             float z = x[n] * scale[n] + shift[n];
             y[n] = z > 0 ? z : slope * z;
@@ -107,10 +104,9 @@ void normalise(const float *in, const float *weight, const float *bias, const fl
     }
 }
 
-void normalise_back(const float *in, const float *weight, const float *bias, const float *mean, const float *variance,
-                    const float *gradient, float *into, float *into_weight, float *into_bias, long rows,
-                    long channels, float slope, float epsilon)
-{
+void normalise_back(const float* in, const float* weight, const float* bias, const float* mean,
+                    const float* variance, const float* gradient, float* into, float* into_weight,
+                    float* into_bias, long rows, long channels, float slope, float epsilon) {
     float scale[LARGEST_WIDTH], shift[LARGEST_WIDTH], middle[LARGEST_WIDTH], sum[LARGEST_WIDTH],
         product[LARGEST_WIDTH], level[LARGEST_WIDTH], tilt[LARGEST_WIDTH];
     double sums[LARGEST_WIDTH] = {0}, products[LARGEST_WIDTH] = {0};
@@ -146,7 +142,7 @@ void normalise_back(const float *in, const float *weight, const float *bias, con
     }
     for (long line = 0; line < lines; ++line) {
         const float *x = in + line * width, *g = gradient + line * width;
-        float *y = into + line * width;
+        float* y = into + line * width;
         for (long n = 0; n < width; ++n) {
             float d = x[n] * scale[n] + shift[n] > 0 ? g[n] : slope * g[n];
             y[n] = scale[n] * d - level[n] - (x[n] - middle[n]) * tilt[n];
