@@ -364,8 +364,9 @@ class ProcessorState;
 
 /** A handle of sorvaneCreateModel(), where a processor's could be meant. */
 struct ModelHandle {
+    /** Takes a handle of sorvaneCreateModel(). */
     ModelHandle(void* model) : handle(model) {} /* NOLINT(google-explicit-constructor) */
-    void* handle;
+    void* handle;                               /**< that handle */
 };
 
 /** Tells what a model is: the form of ::sorvaneGetProcessorInfo for a handle of

@@ -146,10 +146,10 @@ const std::vector<const LADSPA_Descriptor*>& ladspaDescriptors() {
 
 const std::vector<const LV2_Descriptor*>& lv2Descriptors() {
     static const auto descriptors = [] {
-        const LV2_Lib_Descriptor* library = functionOf<LV2_Lib_Descriptor_Function>(
+        static const LV2_Lib_Descriptor* library = functionOf<LV2_Lib_Descriptor_Function>(
             SORVANE_LV2, "lv2_lib_descriptor")(modelFolder().bundle().c_str(), nullptr);
         return descriptorsOf<LV2_Descriptor>(
-            [library](std::uint32_t i) { return library->get_plugin(library->handle, i); });
+            [](std::uint32_t i) { return library->get_plugin(library->handle, i); });
     }();
     return descriptors;
 }

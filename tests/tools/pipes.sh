@@ -33,7 +33,7 @@ done
 
 # A reader that leaves early ends the program, quietly and with success, though the input never ends.
 set +e
-timeout 60 sh -c 'cat /dev/zero | { "$0" process "$1" - - --raw-input s16le:48000:2 \
+timeout 60 sh -c 'cat /dev/zero | { "$0" process "$1" - - --quiet --raw-input s16le:48000:2 \
     --raw-output s16le 2>messages; echo $? >code; } | head -c 100000 >head.raw' "$program" "$model"
 set -e
 [ "$(cat code)" = 0 ] || fail "early: exit code $(cat code)"

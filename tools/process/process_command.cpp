@@ -146,11 +146,11 @@ void runProcess(const ProcessArguments& arguments) {
     options.model = pathOfModel(options.model);
     const host::Stream stream = triedStream(arguments);
     Batch batch = planFiles(arguments, stream);
+    runBatch(std::move(batch), options, arguments.run);
     if (!arguments.run.quiet && changesNothing(arguments, stream))
         printMessage("nothing that was asked changes the sound; --gain " +
                      printable(stream.busNames().back()) + "=0 takes out what bus " +
                      inQuotes(stream.busNames().back()) + " has");
-    runBatch(std::move(batch), options, arguments.run);
 }
 
 } // namespace

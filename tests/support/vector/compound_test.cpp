@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
 
 #include <string>
@@ -133,24 +132,20 @@ TEST(CompoundOperations, CheckTheirArguments) {
     }
 }
 
-// A weight of 0 makes zeros and one of 1 copies, whatever they meet, as in a row of products.
-TEST(CompoundOperations, FirstWeightsOfZeroAndOneAreNoProducts) {
+// A first weight of 0 makes zeros, whatever it meets, as in a row of products.
+TEST(CompoundOperations, FirstWeightsOfZeroMakeZeros) {
     forEachForm([](const Kernels& form) {
         for (const int channels : {1, 3, 40}) {
-            std::vector<float> rows(static_cast<std::size_t>(2 * channels), NAN);
-            for (const float weight : {0.0f, 1.0f}) {
-                std::fill(rows.begin(), rows.end(), weight == 0.0f ? NAN : 1e-41f);
-                const float weights[] = {weight, weight};
-                const IppsBand_32f band{weights, 0, 1};
-                const float* frames[] = {rows.data()};
-                Guarded<float> bands(rows.size() / 2), filtered(rows.size() / 2);
-                ippsBands_32f(rows.data(), &band, 1, bands.data(), channels);
-                ippsFilterFrames_32f(frames, weights, 1, filtered.data(), channels);
-                for (std::size_t i = 0; i < rows.size() / 2; ++i) {
-                    const auto expected = weight == 0.0f ? 0u : std::bit_cast<unsigned>(1e-41f);
-                    EXPECT_EQ(std::bit_cast<unsigned>(bands[i]), expected) << form.name;
-                    EXPECT_EQ(std::bit_cast<unsigned>(filtered[i]), expected) << form.name;
-                }
+            const std::vector<float> rows(static_cast<std::size_t>(2 * channels), NAN);
+            const float weights[] = {0.0f, 0.0f};
+            const IppsBand_32f band{weights, 0, 1};
+            const float* frames[] = {rows.data()};
+            Guarded<float> bands(rows.size() / 2), filtered(rows.size() / 2);
+            ippsBands_32f(rows.data(), &band, 1, bands.data(), channels);
+            ippsFilterFrames_32f(frames, weights, 1, filtered.data(), channels);
+            for (std::size_t i = 0; i < rows.size() / 2; ++i) {
+                EXPECT_EQ(bands[i], 0.0f) << form.name;
+                EXPECT_EQ(filtered[i], 0.0f) << form.name;
             }
         }
     });
