@@ -51,7 +51,8 @@ def first_output(words, output):
     while not list(output.glob("*.wav")) and process.poll() is None:
         time.sleep(0.01)
     first = time.monotonic() - begin
-    process.wait()
+    if process.wait() != 0:
+        raise SystemExit("a run failed: " + " ".join(words))
     return first, time.monotonic() - begin
 
 
@@ -74,6 +75,8 @@ def memory(words, journal, count):
         if done >= count * (len(samples) + 1) / 10:
             samples.append(round(resident(process.pid), 1))
         time.sleep(0.5)
+    if process.returncode != 0:
+        raise SystemExit("a run failed: " + " ".join(words))
     return samples, time.monotonic() - begin
 
 
