@@ -364,7 +364,7 @@ class ProcessorState;
 
 /** A handle of sorvaneCreateModel(), where a processor's could be meant. */
 struct ModelHandle {
-    /** Takes a handle of sorvaneCreateModel(). */
+    /** @param model  a handle of sorvaneCreateModel(). */
     ModelHandle(void* model) : handle(model) {} /* NOLINT(google-explicit-constructor) */
     void* handle;                               /**< that handle */
 };
