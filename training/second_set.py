@@ -23,11 +23,11 @@ RATIOS = (-5, 0, 5, 10)
 VOICES = ("prompts-fr", "prompts-ru", "pack-librispeech-test", "pack-student-words-test")
 # For each kind what it is made of: a source, and which of its recordings by words in their paths.
 KINDS = {
-    "engines": [("pack-esc10-test", "helicopter chainsaw"), ("city", "Traffic tractor car train")],
+    "engines": [("pack-esc10-test", "helicopter chainsaw"), ("city", "trafic railtrain plane track")],
     "wind and rain": [("pack-esc10-test", "rain sea-waves")],
-    "nature": [("pack-esc10-test", "dog rooster fire")],
-    "clatter": [("city", "")],
-    "crowd": [("pack-berlin-test", ""), ("babble", "")],
+    "nature": [("pack-esc10-test", "dog rooster fire"), ("city", "green parkland farm")],
+    "clatter": [("city", "blacksmith build pottery recycle mine construction industry")],
+    "crowd": [("pack-berlin-test", ""), ("babble", ""), ("city", "market school croud")],
     "music": [("opsound-music", "")],
     "keys": [("test-keys", "")],
     "household": [("pack-esc10-test", "baby clock sneeze")],
@@ -82,7 +82,7 @@ class SecondSet:
         numbers = [number for number, path in enumerate(recordings.paths)
                    if not words or any(word.lower() in path.lower() for word in words.split())]
         if not numbers:
-            return np.zeros(length, np.float32)
+            raise ValueError(f"{name} has no recording of {words}")
         track = np.zeros(0, np.float32)
         while len(track) < length:
             clip = recordings.clip(numbers[self.random.integers(len(numbers))])

@@ -23,10 +23,10 @@ def stored(track):
     return np.round(track * (32000 / peak)).astype(np.int16)
 
 
-def make_part(mixer, out, number):
+def make_part(mixer, out, number, tracks=TRACKS):
     for name, make in (("voice", mixer.voice), ("noise", mixer.noise)):  # a part is whole with its noise
         partial = out / f"{name}.partial.npy"
-        np.save(partial, np.stack([stored(make()) for _ in range(TRACKS)]))
+        np.save(partial, np.stack([stored(make()) for _ in range(tracks)]))
         partial.rename(out / f"{name}-{number:03}.npy")
 
 

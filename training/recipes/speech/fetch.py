@@ -139,7 +139,7 @@ def main():
                         help="fetch this part only; repeatable")
     arguments = parser.parse_args()
     for source in sources.SOURCES:
-        if source.part in (arguments.part or ["train", "valid", "test"]):
+        if source.package != sources.OWN and source.part in (arguments.part or ["train", "valid", "test"]):
             folder = arguments.data / "test" if source.part == "test" else arguments.data
             store(source, folder, arguments.pack)
 

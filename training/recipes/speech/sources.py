@@ -22,6 +22,7 @@ class Source:
         return re.search(self.pattern, path) is not None
 
 
+OWN = "own"  # recordings of the user's, which `own.py` stores
 PACK = "pack"  # the folder that `fetch.py --pack` reads; `pattern` is a folder of its
 
 CC_BY_SA = "CC-BY-SA-3.0"
@@ -117,6 +118,10 @@ SOURCES += [source for sources in (
     _packed("noise/key-clicks", "keys", "MIT", "Thomas Lai"),
     _packed("music/loops", "music", "CC0-1.0", "the authors of Sonic Pi's samples"),
     _packed("music/pieces", "music", "CC-BY and public domain", SEVERAL)) for source in sources]
+
+
+SOURCES += [Source(OWN, f"{OWN}-{kind}-{part}", kind, part, "", "the user's", "the user")
+            for kind in ("voice", "noise") for part in ("train", "valid")]
 
 
 def of(part, *kinds):

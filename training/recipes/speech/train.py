@@ -2,12 +2,17 @@
 """Trains a network on mixtures that are made as they are needed.
 
     train.py --data FOLDER --bank BANK --run FOLDER --size standard|small|large --minutes N
+    train.py --voices FOLDER --noises FOLDER --run FOLDER [--begin MODEL] --minutes N
 
-FOLDER of --data is that of `fetch.py`, BANK that of `bank.py`. Whatever is needed to go on is saved in the folder of --run every
-few minutes: started again with the same options, training goes on where it was. It ends after N minutes
-at work, whatever the machine does in them, and the step sizes follow that time; with --steps it ends
-after so many steps, and they follow these. `log.jsonl` there has a line for each look at the validation
-set, `network.pt` the averaged weights. A training has one process and one thread.
+FOLDER of --data is that of `fetch.py`, BANK that of `bank.py`. The second form trains on audio files of
+one's own; --begin goes on from a model file for 16 kHz or from a `network.pt` instead of from nothing, and
+takes its size; `report.md` in --run tells what it gained on recordings that were held back.
+
+Whatever is needed to go on is saved in the folder of --run every few minutes: started again with the same
+options, training goes on where it was. It ends after N minutes at work, whatever the machine does in them,
+and the step sizes follow that time; with --steps it ends after so many steps, and they follow these.
+`log.jsonl` there has a line for each look at the validation set, `network.pt` the averaged weights. A
+training has one process and one thread.
 """
 
 import argparse
@@ -21,9 +26,12 @@ from pathlib import Path
 import numpy as np
 import torch
 
+import bank
 import loss
-from mixing import Bank
 import network
+import own
+import sources
+from mixing import Bank, Mixer
 from validation import Validation
 
 CLIP = 5.0  # largest norm of a gradient
@@ -36,7 +44,12 @@ class Training:
     def __init__(self, options):
         torch.manual_seed(options.seed)
         self.options = options
+        self.bank = Bank(options.bank, options.seed)
         self.network = network.make_network(options.size)
+        if options.begin and options.begin.suffix == ".model":
+            own.begin_from(self.network, options.begin, self.bank)
+        elif options.begin:
+            self.network.load_state_dict(torch.load(options.begin))
         self.average = copy.deepcopy(self.network)
         # Weights, and what normalisations saw.
         self.averaged, self.current = ([value for value in net.state_dict().values()
@@ -44,7 +57,6 @@ class Training:
                                        for net in (self.average, self.network))
         self.optimiser = torch.optim.AdamW(self.network.parameters(), lr=options.step_size,
                                            betas=(0.9, 0.99), weight_decay=1e-4, foreach=True)
-        self.bank = Bank(options.bank, options.seed)
         self.steps, self.seconds = 0, 0.0
         self.file = options.run / "state.pt"
         if self.file.exists():
@@ -101,7 +113,8 @@ def report(training, validation, parts):
             "loss": np.mean(parts, axis=0).round(4).tolist()} | result
     with open(training.options.run / "log.jsonl", "a") as log:
         log.write(json.dumps(line) + "\n")
-    print(f"{line['minutes']:6.1f} min {training.steps:6} steps  loss {line['loss']}  "
+    left = training.seconds / 60 * (1 / max(training.progress(), 1e-6) - 1)
+    print(f"{line['minutes']:6.1f} min, {max(left, 0):.0f} left {training.steps:6} steps  loss {line['loss']}  "
           f"gain {result['all'][0]:.2f} dB  STOI {result['all'][1]:.4f}  alone {result['alone']}",
           flush=True)
     training.average.train()
@@ -119,9 +132,42 @@ def lock(folder):
     return file
 
 
+OWN_PARTS = 6  # of the bank that is made of one's own recordings
+
+
+def prepare(options):
+    """Makes the recordings and the bank of two folders of one's own."""
+    options.data, options.bank = options.run / "data", options.run / "bank"
+    options.bank.mkdir(exist_ok=True)
+    if not (options.data / f"{sources.OWN}-noise-valid.json").exists():
+        own.store("voice", options.voices, options.data)
+        own.store("noise", options.noises, options.data)
+    for number in range(options.parts):
+        if not (options.bank / f"noise-{number:03}.npy").exists():
+            print(f"tracks to mix: part {number + 1} of {options.parts}", flush=True)
+            bank.make_part(Mixer(options.data, "train", options.seed + number, bank.SECONDS), options.bank,
+                           number)
+
+
+def summary(before, after):
+    """Returns a report of two results of the validation."""
+    lines = ["| | SI-SDR gain | STOI |", "|---|---|---|"]
+    for name, result in (("before", before), ("after", after)):
+        gain, stoi, mixture = result["all"]
+        lines.append(f"| {name} | {gain:.2f} dB | {stoi:.3f} (mixture {mixture:.3f}) |")
+    clean, noise = (f"{before['alone'][n]:.1f} dB before, {after['alone'][n]:.1f} dB after" for n in (0, 1))
+    return "\n".join([*lines, "", f"A clean voice: {clean}. Noise alone falls by {noise}.", ""])
+
+
 def work(options):
     torch.set_num_threads(1)
+    if options.voices:
+        prepare(options)
     training, validation = Training(options), Validation(options.data)
+    first = options.run / "before.json"
+    if not first.exists():
+        first.write_text(json.dumps(validation.run(training.average)))
+        training.average.train()
     before, began = training.seconds, time.monotonic()
     parts, saved = [], before
     while training.progress() < 1:
@@ -136,12 +182,20 @@ def work(options):
     training.save()
     if parts:
         report(training, validation, parts)
+    last = json.loads((options.run / "log.jsonl").read_text().splitlines()[-1])
+    text = summary(json.loads(first.read_text()), last)
+    (options.run / "report.md").write_text(text)
+    print(text, end="")
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("--data", type=Path, required=True, help="folder of the recordings")
-    parser.add_argument("--bank", type=Path, required=True, help="folder of the tracks")
+    parser.add_argument("--data", type=Path, help="folder of the recordings")
+    parser.add_argument("--bank", type=Path, help="folder of the tracks")
+    parser.add_argument("--voices", type=Path, help="folder of audio files of clean voices")
+    parser.add_argument("--noises", type=Path, help="folder of audio files of what is to go")
+    parser.add_argument("--parts", type=int, default=OWN_PARTS, help="of tracks made of these two")
+    parser.add_argument("--begin", type=Path, help="a model file for 16 kHz or a network.pt")
     parser.add_argument("--run", type=Path, required=True, help="folder for what training leaves")
     parser.add_argument("--size", choices=network.SIZES, default="standard")
     parser.add_argument("--minutes", type=float, default=70, help="time at work, in all")
@@ -151,6 +205,10 @@ def main():
     parser.add_argument("--save-every", type=float, default=3, help="minutes")
     parser.add_argument("--seed", type=int, default=1)
     options = parser.parse_args()
+    if not (options.voices and options.noises or options.data and options.bank):
+        parser.error("--voices and --noises, or --data and --bank, are needed")
+    if options.begin and options.begin.suffix == ".model":
+        options.size = own.size_of(own.ModelFile.read(options.begin))
     options.run.mkdir(parents=True, exist_ok=True)
     with lock(options.run):
         work(options)

@@ -26,7 +26,8 @@ class Validation:
         for number in range(count):
             kind = KINDS[number % len(KINDS)]
             voice = held.plain_voice()
-            noise = trained.babble() if kind == "babble" else held.noise(kind)
+            wanted = "noise" if held.noises.get(kind) == [] else kind  # of recordings of one's own
+            noise = trained.babble() if kind == "babble" else held.noise(wanted)
             pairs.append(held.scaled(voice, noise, RATIOS[number // len(KINDS) % len(RATIOS)]))
         self.voices = np.stack([voice for voice, _ in pairs]).astype(np.float32)
         self.mixtures = self.voices + np.stack([noise for _, noise in pairs]).astype(np.float32)
@@ -41,7 +42,8 @@ class Validation:
 
     def _alone(self, network):
         """Returns the SI-SDR of voices alone, and by how many dB noise alone falls."""
-        voices, noises = self.voices[:CLEAN], (self.mixtures - self.voices)[:: len(self.voices) // CLEAN]
+        voices = self.voices[:CLEAN]
+        noises = (self.mixtures - self.voices)[:: max(len(self.voices) // CLEAN, 1)]
         clean = [si_sdr(after, voice[: len(after)])
                  for after, voice in zip(self._cleaned(network, voices), voices)]
         after = self._cleaned(network, noises)
