@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# usage: training/recipes/speech/run.sh FOLDER [standard|small]...
-# Repeats the training of the speech models that ship: installs what is missing, fetches the recordings
-# into FOLDER/data (3 GB with the unpacked packages), trains the sizes side by side in FOLDER/SIZE, each
-# on one core, writes the model files to FOLDER/models, and measures them. Stopped and started again, it
-# goes on where it was.
+# usage: [PACK=FOLDER] [MINUTES=70] training/recipes/speech/run.sh FOLDER [standard|small|large]...
+# Trains speech models: installs what is missing, fetches the recordings into FOLDER/data (3 GB with the
+# unpacked packages; those of PACK too, if given), makes tracks of them in FOLDER/bank, trains the sizes
+# side by side in FOLDER/SIZE, each on one core for MINUTES, writes the model files to FOLDER/models, and
+# measures them. Stopped and started again, it goes on where it was.
 set -euo pipefail
 [ $# -ge 1 ] || { sed -n '2,6s/^# //p' "$0" >&2; exit 2; }
 mkdir -p "$1"
@@ -23,18 +23,19 @@ for python in python3 /usr/bin/python3; do
     "$python" -c 'import numpy, scipy, soundfile, torch' 2>/dev/null && break
 done
 export PYTHONPATH=$PWD/training
+# OpenBLAS takes slow ways on processors that are newer than it; all with AVX-512 can do what this one can.
+! grep -qs avx512dq /proc/cpuinfo || export OPENBLAS_CORETYPE=SKYLAKEX
 recipe=training/recipes/speech
-"$python" $recipe/fetch.py --data "$folder/data"
+"$python" $recipe/fetch.py --data "$folder/data" ${PACK:+--pack "$PACK"}
+"$python" $recipe/bank.py --data "$folder/data" --out "$folder/bank" --parts 80
 
 # One process a size, side by side. However this script ends, no training outlives it.
 trainings=()
 trap '[ ${#trainings[@]} -eq 0 ] || kill "${trainings[@]}" 2>/dev/null || true' EXIT
 trap 'exit 1' HUP INT TERM
 for size in "$@"; do
-    minutes=78
-    [ "$size" = small ] && minutes=46
-    "$python" $recipe/train.py --data "$folder/data" --run "$folder/$size" --size "$size" \
-        --minutes $minutes &
+    "$python" $recipe/train.py --data "$folder/data" --bank "$folder/bank" --run "$folder/$size" \
+        --size "$size" --minutes "${MINUTES:-70}" &
     trainings+=($!)
 done
 for _ in "$@"; do
