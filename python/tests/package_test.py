@@ -213,7 +213,7 @@ class ProcessorTest(Folder):
         played = []
         names = {"blocks": np.split(noise(2, 9600), 10, axis=1), "play": played.append,
                  "magnitudes": np.ones((4, 513, 1))}
-        exec(code.replace("noise-gate-48k.model", GATE), names)
+        exec(code.replace("speech-48k.model", GATE), names)
         self.assertEqual(np.concatenate(played, axis=1).shape, (2, 9600))
         self.assertEqual(names["mask"].shape, (3, 513, 1))
 
