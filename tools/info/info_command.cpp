@@ -1,14 +1,16 @@
 #include "info/info_command.h"
 
 #include "chain/models.h"
+#include "console/program_error.h"
 #include "console/text.h"
 #include "info/info_formats.h"
 #include "info/layer_details.h"
-#include "info/model_outline.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <failure.h>
+#include <fstream>
 #include <memory>
 
 namespace sorvane::tools {
@@ -22,7 +24,7 @@ void printLine(const char* label, const std::string& value) {
 }
 
 /// What the network sees of a spectrum.
-std::string inputText(const NeuralModel<float>& model) {
+std::string inputText(const host::ModelHeader& model) {
     const std::string bins = std::to_string(model.packedBins) + " bins, ";
     const std::string border = "bin " + std::to_string(model.lowBins);
     switch (model.inputPacking) {
@@ -40,16 +42,16 @@ std::string inputText(const NeuralModel<float>& model) {
     }
 }
 
-std::string latencyText(const NeuralModel<float>& model, int samples) {
-    return std::to_string(model.latencyFrames) + " frames of look-ahead, " +
-           groupedNumber(samples) + " samples in all, " +
-           shortNumber(1000.0 * samples / model.sampleRate) + " ms";
+std::string latencyText(const ModelInfo& info) {
+    return std::to_string(info.latencyFrames) + " frames of look-ahead, " +
+           groupedNumber(info.latencySamples) + " samples in all, " +
+           shortNumber(1000.0 * info.latencySamples / info.outline.header.sampleRate) + " ms";
 }
 
-void printHeader(const ModelOutline& outline, int latencySamples) {
-    const NeuralModel<float>& model = outline.model;
+void printHeader(const ModelInfo& info) {
+    const host::ModelHeader& model = info.outline.header;
     char version[16];
-    std::snprintf(version, sizeof version, "0x%X", static_cast<unsigned>(outline.version));
+    std::snprintf(version, sizeof version, "0x%X", static_cast<unsigned>(model.version));
     printLine("version", version);
     printLine("tag", printable(model.modelTag));
     printLine("id", std::to_string(model.modelId));
@@ -66,8 +68,8 @@ void printHeader(const ModelOutline& outline, int latencySamples) {
     printLine("input", inputText(model) + "; " + std::to_string(model.packedRows) + " rows");
     printLine("output",
               std::to_string(model.numMasks) + (model.outputMode == 0 ? " masks" : " spectra"));
-    printLine("latency", latencyText(model, latencySamples));
-    printLine("weights", groupedNumber(outline.numWeights()));
+    printLine("latency", latencyText(info));
+    printLine("weights", groupedNumber(info.outline.numWeights()));
 }
 
 void printBusses(const std::vector<std::string>& names) {
@@ -78,7 +80,7 @@ void printBusses(const std::vector<std::string>& names) {
 }
 
 /// A table's row of cells: name, class, inputs, tensors and parameters.
-std::vector<std::string> layerCells(const LayerOutline& layer) {
+std::vector<std::string> layerCells(const host::LayerOutline& layer) {
     const auto append = [](std::string& list, const std::string& item) {
         list += (list.empty() ? "" : ", ") + item;
     };
@@ -91,9 +93,9 @@ std::vector<std::string> layerCells(const LayerOutline& layer) {
     return {printable(layer.name), layer.className, inputs, details};
 }
 
-void printLayers(const ModelOutline& outline) {
+void printLayers(const host::ModelOutline& outline) {
     std::vector<std::vector<std::string>> rows{{"name", "kind", "from", "shapes and settings"}};
-    for (const LayerOutline& layer : outline.layers)
+    for (const host::LayerOutline& layer : outline.layers)
         rows.push_back(layerCells(layer));
     rows.push_back({"output", "OutputLayer", printable(outline.outputSource), ""});
 
@@ -116,6 +118,15 @@ void printLayers(const ModelOutline& outline) {
     }
 }
 
+host::ModelOutline outlineOf(const std::string& path) {
+    try {
+        std::ifstream file(path, std::ios::binary);
+        return host::readOutline(file);
+    } catch (const host::Failure& failure) {
+        throw ProgramError(exitModel, inQuotes(path) + ": " + failure.text);
+    }
+}
+
 struct InfoOptions {
     std::string model;
     bool json = false;
@@ -125,15 +136,15 @@ struct InfoOptions {
 void runInfo(const InfoOptions& options) {
     const std::string path = pathOfModel(options.model);
     const host::Model opened = openModel(path); // tells best what is wrong with a file
-    ModelInfo info{loadOutline(path), opened.busNames(), 0};
-    const NeuralModel<float>& model = info.outline.model;
+    ModelInfo info{outlineOf(path), opened.busNames(), opened.info().latencyFrames, 0};
+    const host::ModelHeader& model = info.outline.header;
     info.latencySamples =
         host::Stream(opened, std::max(model.numInputChannels, 1), model.sampleRate).latency();
     if (options.json || options.dot) {
         std::fputs((options.json ? infoAsJson(info) : infoAsDot(info)).c_str(), stdout);
         return;
     }
-    printHeader(info.outline, info.latencySamples);
+    printHeader(info);
     printBusses(info.busNames);
     printLayers(info.outline);
 }

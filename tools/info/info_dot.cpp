@@ -33,7 +33,7 @@ std::string edge(const std::string& from, const std::string& to) {
 } // namespace
 
 std::string infoAsDot(const ModelInfo& info) {
-    const NeuralModel<float>& model = info.outline.model;
+    const host::ModelHeader& model = info.outline.header;
     std::string text = "digraph model {\n    node [shape=box];\n";
     text += node("input", "input",
                  {std::to_string(model.packedRows) + " rows of a spectrum of " +
@@ -42,7 +42,7 @@ std::string infoAsDot(const ModelInfo& info) {
     // An input is the last layer before with that name.
     std::map<std::string, std::string> idOf{{"input", "input"}};
     std::size_t number = 0;
-    for (const LayerOutline& layer : info.outline.layers) {
+    for (const host::LayerOutline& layer : info.outline.layers) {
         const std::string id = "layer" + std::to_string(number++);
         std::vector<std::string> lines = layerDetails(layer);
         lines.insert(lines.begin(), layer.className);
@@ -54,7 +54,7 @@ std::string infoAsDot(const ModelInfo& info) {
     }
     text += node("output", "output",
                  {std::to_string(model.numMasks) + (model.outputMode == 0 ? " masks" : " spectra"),
-                  std::to_string(model.latencyFrames) + " frames of look-ahead"});
+                  std::to_string(info.latencyFrames) + " frames of look-ahead"});
     if (const auto source = idOf.find(info.outline.outputSource); source != idOf.end())
         text += edge(source->second, "output");
     return text + "}\n";

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "info/model_outline.h"
+#include <model_outline.h>
 
 #include <string>
 #include <vector>
@@ -9,8 +9,9 @@ namespace sorvane::tools {
 
 /// A model file, and what a processor at the model's own rate says of it.
 struct ModelInfo {
-    ModelOutline outline;
+    host::ModelOutline outline;
     std::vector<std::string> busNames; ///< the last is what the masks leave over
+    int latencyFrames = 0;             ///< of look-ahead
     int latencySamples = 0;
 };
 

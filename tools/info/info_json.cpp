@@ -6,16 +6,16 @@ namespace sorvane::tools {
 
 namespace {
 
-Json layerAsJson(const LayerOutline& layer) {
+Json layerAsJson(const host::LayerOutline& layer) {
     Json json{{"name", layer.name}, {"kind", layer.className}, {"inputs", layer.inputs}};
     json["tensors"] = Json::array();
-    for (const TensorOutline& tensor : layer.tensors)
+    for (const host::TensorOutline& tensor : layer.tensors)
         json["tensors"].push_back(Json{{"label", tensor.label},
                                        {"shape", tensor.shape},
                                        {"storage", tensor.half ? "half" : "float"}});
     // An array, for the bands of a layer repeat their labels.
     json["parameters"] = Json::array();
-    for (const LayerParameter& parameter : layer.parameters)
+    for (const host::LayerParameter& parameter : layer.parameters)
         if (!isUnused(parameter))
             json["parameters"].push_back(
                 Json{{"label", parameter.label}, {"value", parameter.value}});
@@ -25,7 +25,7 @@ Json layerAsJson(const LayerOutline& layer) {
 } // namespace
 
 std::string infoAsJson(const ModelInfo& info) {
-    const NeuralModel<float>& model = info.outline.model;
+    const host::ModelHeader& model = info.outline.header;
     const Json input{{"packing", model.inputPacking},
                      {"channels", model.numInputChannels},
                      {"bins", model.packedBins},
@@ -34,7 +34,7 @@ std::string infoAsJson(const ModelInfo& info) {
                       {"channels", model.numOutputChannels},
                       {"masks", model.numMasks},
                       {"mode", model.outputMode == 0 ? "masks" : "spectra"}};
-    Json json{{"version", info.outline.version},
+    Json json{{"version", model.version},
               {"tag", model.modelTag},
               {"id", model.modelId},
               {"note", model.modelNote},
@@ -44,13 +44,13 @@ std::string infoAsJson(const ModelInfo& info) {
               {"hop", model.hop},
               {"input", input},
               {"output", output},
-              {"latencyFrames", model.latencyFrames},
+              {"latencyFrames", info.latencyFrames},
               {"latencySamples", info.latencySamples},
               {"weights", info.outline.numWeights()},
               {"busses", info.busNames},
               {"layers", Json::array()},
               {"outputSource", info.outline.outputSource}};
-    for (const LayerOutline& layer : info.outline.layers)
+    for (const host::LayerOutline& layer : info.outline.layers)
         json["layers"].push_back(layerAsJson(layer));
     return jsonText(json);
 }

@@ -13,16 +13,16 @@ std::string shapeText(const std::vector<int>& shape) {
     return text.empty() ? "empty" : text;
 }
 
-bool isUnused(const LayerParameter& parameter) {
+bool isUnused(const host::LayerParameter& parameter) {
     return parameter.label == "unusedParameter";
 }
 
-std::vector<std::string> layerDetails(const LayerOutline& layer) {
+std::vector<std::string> layerDetails(const host::LayerOutline& layer) {
     // Bands have a tensor and a number each, of which the count tells enough.
     std::map<std::string, int> counts;
-    for (const TensorOutline& tensor : layer.tensors)
+    for (const host::TensorOutline& tensor : layer.tensors)
         ++counts[tensor.label];
-    for (const LayerParameter& parameter : layer.parameters)
+    for (const host::LayerParameter& parameter : layer.parameters)
         ++counts[parameter.label];
 
     std::vector<std::string> details;
@@ -35,9 +35,9 @@ std::vector<std::string> layerDetails(const LayerOutline& layer) {
         if (count > 1)
             counts[label] = 0; // told once
     };
-    for (const TensorOutline& tensor : layer.tensors)
+    for (const host::TensorOutline& tensor : layer.tensors)
         add(tensor.label, shapeText(tensor.shape) + (tensor.half ? " (half)" : ""));
-    for (const LayerParameter& parameter : layer.parameters)
+    for (const host::LayerParameter& parameter : layer.parameters)
         if (!isUnused(parameter))
             add(parameter.label, shortNumber(parameter.value));
     return details;

@@ -1,8 +1,9 @@
-#include "info/model_outline.h"
-#include "util/memory_stream.h"
+#include "failure.h"
+#include "model_outline.h"
 #include "util/tiny_models.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace sorvane::test {
 
@@ -10,9 +11,9 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-tools::ModelOutline outlineOf(const Bytes& bytes) {
-    MemoryStream stream(bytes);
-    return tools::readOutline(stream);
+host::ModelOutline outlineOf(const Bytes& bytes) {
+    std::istringstream stream(std::string(bytes.begin(), bytes.end()));
+    return host::readOutline(stream);
 }
 
 } // namespace
@@ -25,8 +26,8 @@ TEST(ModelOutline, ReadsEveryKindInEveryVersionAndRefusesCuts) {
             ModelFile file = model.file;
             file.version = version;
             const Bytes bytes = file.bytes();
-            const tools::ModelOutline outline = outlineOf(bytes);
-            EXPECT_EQ(outline.version, version);
+            const host::ModelOutline outline = outlineOf(bytes);
+            EXPECT_EQ(outline.header.version, version);
             EXPECT_EQ(outline.outputSource, file.outputSource);
             ASSERT_EQ(outline.layers.size(), file.layers.size());
             for (std::size_t i = 0; i < file.layers.size(); ++i) {
@@ -35,30 +36,14 @@ TEST(ModelOutline, ReadsEveryKindInEveryVersionAndRefusesCuts) {
                 EXPECT_EQ(outline.layers[i].inputs, file.layers[i].inputs);
             }
             if (model.name == "norm-level") {
-                const tools::TensorOutline& scale = outline.layers[0].tensors[version < 0x100A];
+                const host::TensorOutline& scale = outline.layers[0].tensors[version < 0x100A];
                 EXPECT_EQ(scale.label, "scale");
                 EXPECT_EQ(scale.shape, std::vector<int>{1});
                 EXPECT_EQ(scale.half, version >= 0x1009);
             }
             for (auto end = bytes.begin(); end != bytes.end(); ++end)
-                EXPECT_THROW(outlineOf({bytes.begin(), end}), std::exception);
+                EXPECT_THROW(outlineOf({bytes.begin(), end}), host::Failure);
         }
-}
-
-TEST(ModelOutline, NothingMakesItCrash) {
-    const struct {
-        const char* field;
-        std::int64_t value;
-    } claims[] = {
-        {"outputNames[1].count", 0x7FFFFFFF}, {"a.weights.dims[0]", 0x7FFFFFFF},
-        {"a.weights.dims[3]", 0x20000000},    {"a.weights.rank", 127},
-        {"layerCount", 0x7FFFFFFF},
-    };
-    for (const auto& c : claims) {
-        ModelFile file = tinyModels().front().file;
-        file.overrides = {{c.field, c.value}};
-        EXPECT_THROW(outlineOf(file.bytes()), std::exception) << c.field;
-    }
 }
 
 } // namespace sorvane::test
