@@ -96,7 +96,7 @@ TEST(ProgramFailures, EachHasItsExitCodeAndOneLine) {
         {{"bench", in}, 4, "no valid model"},
         {process(folder.path("none.model"), in, out), 3, "none.model"},
         {process(noiseGate, folder.path("none.wav"), out), 3, "none.wav"},
-        {process(noiseGate, folder.path(""), out), 2, "directory"},
+        {process(noiseGate, folder.path(""), out), 3, "directory"},
         {process(noiseGate, fourBusses.path() + ".wav", out), 3, "can't read"},
         {process(in, in, out), 4, "no valid model"},
         {process(gateCut.path(), in, out), 4, "at byte"},

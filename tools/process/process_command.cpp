@@ -90,7 +90,8 @@ void requireSoundFiles(const ProcessArguments& arguments) {
         if (inputs.size() > 1)
             fail("several inputs need --out-dir");
         if (inputs.front() != "-" && fs::is_directory(inputs.front(), error))
-            fail(inQuotes(inputs.front()) + " is a directory, which needs --out-dir");
+            throw ProgramError(exitInput,
+                               inQuotes(inputs.front()) + " is a directory, which needs --out-dir");
     }
     requireOneStandardInput(inputs);
 }
