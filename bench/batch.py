@@ -3,10 +3,10 @@
 
 usage: bench/batch.py PROGRAM [--files N] [--minutes M] [--tiny K]
 
-PROGRAM is the built `sorvane`; PYTHONPATH leads to the package. It prints JSON: seconds of the
-program and of one and two workers on N files of M minutes each, the seconds until the first output
-is there, and the memory of the process that is client and scheduler over K tiny files. Machines
-differ from one minute to the next: only ratios of one run tell anything.
+PROGRAM is the built `sorvane`; PYTHONPATH leads to the package. It prints a line of JSON for each
+measurement: seconds of the program and of one and two workers on N files of M minutes each, the
+seconds until the first output is there, and the memory of the process that is client and scheduler
+over K tiny files. Machines differ from one minute to the next: only ratios of one run tell anything.
 """
 
 import argparse
@@ -90,29 +90,31 @@ def main():
     program = os.path.abspath(asked.program)
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
-        result = {"processor": platform.processor() or platform.machine(),
-                  "load": os.getloadavg()[0]}
+        tell("machine", processor=platform.processor(), load=os.getloadavg()[0])
         for i in range(asked.files):
             write_sound(folder / f"long/{i}.wav", asked.minutes * 60, i)
         if asked.files:
-            result["program"] = seconds_of([program, "denoise", str(folder / "long"), "--out-dir",
-                                            str(folder / "program"), "--quiet"])
+            tell("program", whole=seconds_of([program, "denoise", str(folder / "long"), "--out-dir",
+                                              str(folder / "program"), "--quiet"]))
             for workers in (1, 2):
                 output = folder / f"out{workers}"
                 words = batch(folder / "long", output, workers, program)
                 first, whole = first_output(words, output)
-                result[f"workers{workers}"] = {"first": first, "whole": whole}
+                tell(f"{workers} workers", first=first, whole=whole)
             write_sound(folder / "short/0.wav", 1, 0)
-            result["start"] = first_output(
-                batch(folder / "short", folder / "out-short", 1, program), folder / "out-short")[0]
+            output = folder / "out-short"
+            tell("start", first=first_output(batch(folder / "short", output, 1, program), output)[0])
         for i in range(asked.tiny):
             write_sound(folder / f"tiny/{i // 1000}/{i}.wav", 0.05, i)
         if asked.tiny:
             output = folder / "out-tiny"
             samples, whole = memory(batch(folder / "tiny", output, 2, program),
                                     output / ".sorvane-batch/journal.jsonl", asked.tiny)
-            result["tiny"] = {"files": asked.tiny, "megabytes": samples, "seconds": whole}
-    print(json.dumps(result, indent=2))
+            tell("tiny", files=asked.tiny, megabytes=samples, whole=whole)
+
+
+def tell(what, **figures):
+    print(json.dumps({"what": what, **figures}), flush=True)
 
 
 if __name__ == "__main__":

@@ -34,8 +34,6 @@ except ImportError:
     sys.exit(77)
 
 PROGRAM, MODELS = map(os.path.abspath, sys.argv[1:3])
-if subprocess.run([PROGRAM, "denoise", "--help"], capture_output=True).returncode != 0:
-    sys.exit(77)
 DEADLY = f"""#!/bin/sh
 case "$*" in
 *deadly*) kill -9 $PPID; exit ;;
