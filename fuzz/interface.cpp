@@ -69,27 +69,25 @@ std::vector<float> makeValues(Script& script, std::size_t count) {
     return values;
 }
 
-/// Rows of exactly `numSamples` samples, for a sanitizer to notice what goes past them.
-class Rows {
+/// A block of exactly its size, for a sanitizer to notice what goes past it: a vector for each row,
+/// or one for all of them.
+class Block {
 public:
-    Rows(Script& script, int numChannels, int numSamples) {
-        for (int c = 0; c < numChannels; ++c)
-            values.push_back(makeValues(script, static_cast<std::size_t>(std::max(numSamples, 0))));
+    Block(Script& script, int numChannels, int numSamples, bool planar) {
+        const auto rows = static_cast<std::size_t>(std::max(numChannels, 0));
+        const auto length = static_cast<std::size_t>(std::max(numSamples, 0));
+        for (std::size_t i = 0; i < (planar ? rows : 1); ++i)
+            values.push_back(makeValues(script, planar ? length : rows * length));
         for (auto& row : values)
             pointers.push_back(row.data());
     }
-    float* const* data() { return pointers.data(); }
+    float* const* rows() { return pointers.data(); }
+    float* samples() { return values.at(0).data(); }
 
 private:
     std::vector<std::vector<float>> values;
     std::vector<float*> pointers;
 };
-
-std::vector<float> interleaved(Script& script, int numChannels, int numSamples) {
-    const auto count = static_cast<std::size_t>(std::max(numSamples, 0)) *
-                       static_cast<std::size_t>(std::max(numChannels, 0));
-    return makeValues(script, count);
-}
 
 /// Sizes that are valid but would take the fuzzer seconds.
 bool isHuge(const NeuralModel<float>& header) {
@@ -158,25 +156,25 @@ public:
 private:
     void add(bool planar) {
         const int count = std::min(script.oneOf(blockLengths), maxSamples);
-        if (planar) {
-            Rows rows(script, numChannels, count);
-            attempt([&] { sorvaneAddAudio(processor, rows.data(), count); });
-        } else {
-            const std::vector<float> samples = interleaved(script, numChannels, count);
-            attempt([&] { sorvaneAddAudioInterleaved(processor, samples.data(), count); });
-        }
+        Block block(script, numChannels, count, planar);
+        attempt([&] {
+            if (planar)
+                sorvaneAddAudio(processor, block.rows(), count);
+            else
+                sorvaneAddAudioInterleaved(processor, block.samples(), count);
+        });
     }
 
     void get(bool planar) {
         const int pending = sorvaneGetNumOfPendingSamples(processor);
         const int count = script.next() % 2 == 0 ? pending : script.oneOf(blockLengths);
-        if (planar) {
-            Rows rows(script, numChannels, count);
-            attempt([&] { sorvaneGetAudio(processor, rows.data(), count); });
-        } else {
-            std::vector<float> samples = interleaved(script, numChannels, count);
-            attempt([&] { sorvaneGetAudioInterleaved(processor, samples.data(), count); });
-        }
+        Block block(script, numChannels, count, planar);
+        attempt([&] {
+            if (planar)
+                sorvaneGetAudio(processor, block.rows(), count);
+            else
+                sorvaneGetAudioInterleaved(processor, block.samples(), count);
+        });
     }
 
     void* processor;

@@ -120,19 +120,4 @@ TEST(Signal, WhatMemoryCannotHoldRaisesAtItsFirstUse) {
     EXPECT_EQ(none.multiply(none).length, 0);
 }
 
-TEST(Tensor, CapacityGrowsOnly) {
-    Tensor32 tensor({2, 3});
-    std::fill_n(tensor.writableElements(), 6, 4.0F);
-    const float* buffer = tensor.elements();
-    for (const std::vector<int>& shape : std::vector<std::vector<int>>{{1, 4}, {}, {5, 0}, {6}}) {
-        tensor.setShape(shape);
-        EXPECT_EQ(tensor.shape, shape);
-        EXPECT_EQ(tensor.elements(), buffer);
-    }
-    EXPECT_EQ(tensor.elements()[5], 4.0F);
-
-    tensor.setShape({2, 4});
-    EXPECT_EQ(tensor.data->size, 8);
-}
-
 } // namespace sorvane::test

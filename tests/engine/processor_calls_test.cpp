@@ -144,21 +144,6 @@ TEST(ProcessorCalls, WhatRaisesWaitsUntilAReset) {
     }
 }
 
-TEST(ProcessorCalls, InfoLeavesTheLastFieldAlone) {
-    ModelFile model = delayedModel();
-    model.frameLength = 500;
-    model.hop = 250;
-    const ProcessorHandle handle = makeProcessor(model, 2, 96000.0);
-    SorvaneModelInfo info = {1.0, 2, 3, 4, 5, 6};
-    ::sorvaneGetProcessorInfo(handle.get(), &info);
-    EXPECT_EQ(info.sampleRate, 48000.0);
-    EXPECT_EQ(info.numChannels, 1);
-    EXPECT_EQ(info.lengthOrLatency, 500 * (1 + 2));
-    EXPECT_EQ(info.frameLength, 500);
-    EXPECT_EQ(info.hop, 250);
-    EXPECT_EQ(info.latencyFrames, 6);
-}
-
 TEST(ProcessorCalls, BusNamesStandInACircle) {
     ModelFile model;
     model.numMasks = 2;

@@ -28,24 +28,4 @@ TEST(ModelRun, CollectJoinsWhatWaits) {
     EXPECT_EQ(run(model, makeTensor({1, 1, 1}, {7})).shape, (std::vector<int>{1, 1, 1}));
 }
 
-TEST(ModelRun, EmptyTensorsGiveNoValues) {
-    const std::vector<int> shapes[] = {{}, {0, 8, 1}, {1, 0, 1}, {1, 8, 0}, {0, 0, 0}, {1, 1, 1}};
-    for (const TinyModel& tiny : tinyModels())
-        for (const std::vector<int>& shape : shapes) {
-            SCOPED_TRACE(tiny.name + " " + testing::PrintToString(shape));
-            NeuralModel<float> model;
-            ASSERT_TRUE(load(model, tiny.file.bytes()));
-            const Tensor32 input(shape);
-            try {
-                const Tensor32 result = run(model, input);
-                EXPECT_LE(elementCount(result.shape), 2 * elementCount(shape));
-            } catch (const std::runtime_error& error) {
-                // A layer that can't do without rows or channels, or with so few.
-                EXPECT_STREQ(error.what(),
-                             "IPP exception: ippStsSizeErr: Incorrect value for data size");
-            }
-        }
-    EXPECT_FALSE(BaseLayer<float>(inputKind).forward({}, nullptr));
-}
-
 } // namespace sorvane::test

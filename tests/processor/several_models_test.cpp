@@ -41,21 +41,14 @@ TEST(SeveralModels, MustAgreeInAllButTheTransformLength) {
     const struct {
         const char* name;
         bool accepted;
-        std::function<void(ModelFile&)> change;
+        void (*change)(ModelFile&);
     } cases[] = {
-        {"equal", true, [](ModelFile&) {}},
         {"hop", false, [](ModelFile& m) { m.hop = 255; }},
         {"frame length", false, [](ModelFile& m) { m.frameLength = 511; }},
         {"transform length", true, [](ModelFile& m) { m.fftLength = 1024; }},
         {"sample rate", false, [](ModelFile& m) { m.sampleRate = 44100.0; }},
         {"input channels", false, [](ModelFile& m) { m.numInputChannels = 2; }},
         {"output channels", false, [](ModelFile& m) { m.numOutputChannels = 2; }},
-        {"masks", true,
-         [](ModelFile& m) {
-             m.numMasks = 0;
-             m.outputNames = {"all"};
-         }},
-        {"no model", false, [](ModelFile& m) { m.magic = ""; }},
     };
     for (const auto& entry : cases) {
         ModelFile other;

@@ -162,24 +162,4 @@ TEST(SpectralChain, ModelsWithoutMasksGiveSilenceOfTheRightLength) {
         }
 }
 
-TEST(SpectralChain, HoldsBackNoMoreThanItsLatency) {
-    for (const double rate : {0.5, 1.0, 2.0})
-        for (const int delay : {0, 2}) {
-            SCOPED_TRACE(std::to_string(rate) + " " + std::to_string(delay));
-            ChainCase entry{"", {1, 1}, {0, 0}};
-            entry.delay = delay;
-            const ProcessorHandle handle = makeProcessor(modelOf(entry), 1, rate * 48000.0);
-            SorvaneModelInfo info{};
-            ::sorvaneGetProcessorInfo(handle.get(), &info);
-            const auto hop = static_cast<int>(rate * 32);
-            EXPECT_EQ(info.lengthOrLatency, hop * (2 + delay));
-            int most = 0;
-            for (int pushed = 1; pushed <= 600; ++pushed) {
-                push(handle.get(), {{0.0F}});
-                most = std::max(most, pushed - sorvaneGetNumOfPendingSamples(handle.get()));
-            }
-            EXPECT_EQ(most, info.lengthOrLatency - 1);
-        }
-}
-
 } // namespace sorvane::test

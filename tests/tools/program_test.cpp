@@ -53,18 +53,6 @@ TEST(Program, DefaultGainsGiveTheInputBack) {
     }
 }
 
-TEST(Program, BlockSizeDoesNotChangeABit) {
-    const AudioFile input = noiseFile(44160, 2, 20000);
-    const std::vector<std::string> options = {"--stem", "Speech", "--sensitivity", "Speech=-40"};
-    const AudioFile expected = processed(input, noiseGate, options);
-    EXPECT_GT(distance(input.samples, expected.samples), 0.05); // the gate is at work
-    for (const char* block : {"1", "7", "480", "4096", "20000", "16777216"}) {
-        auto withBlock = options;
-        withBlock.insert(withBlock.end(), {"--block", block});
-        EXPECT_EQ(processed(input, noiseGate, withBlock).samples, expected.samples) << block;
-    }
-}
-
 TEST(Program, OptionsSteerTheBusses) {
     const AudioFile input = noiseFile(48000, 2, 12000);
     const TempFile threeBusses = threeBusModel().write();
