@@ -31,12 +31,6 @@ inline void zeroElements(float* destination, std::int64_t count) {
         check(ippsZero_32f(destination, vectorLength(count)));
 }
 
-/// destination += a * b.
-inline void addProduct(const float* a, const float* b, float* destination, int count) {
-    if (count > 0)
-        check(ippsAddProduct_32f(a, b, destination, count));
-}
-
 /// destination += a * factor.
 inline void addScaled(const float* a, float factor, float* destination, int count) {
     if (count > 0)

@@ -1,6 +1,7 @@
 // The public operations: each checks its arguments and calls its kernel in the form in use.
 
 #include "support/vector/ipps.h"
+#include "support/vector/alignment.h"
 #include "support/vector/checks.h"
 #include "support/vector/dispatch.h"
 #include "support/vector/transform/plan.h"
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+using sorvane::vector::alignedFrom;
 using sorvane::vector::FftMethod;
 using sorvane::vector::kernels;
 
@@ -23,11 +25,6 @@ namespace {
     return true;
 }();
 
-Ipp8u* aligned(Ipp8u* p) {
-    const auto address = reinterpret_cast<std::uintptr_t>(p);
-    return p + ((address + 63) / 64 * 64 - address);
-}
-
 FftMethod fftMethod(int order) {
     return order > sorvane::vector::largestFftOrderByPasses ? FftMethod::inPlace
                                                             : FftMethod::passes;
@@ -36,7 +33,14 @@ FftMethod fftMethod(int order) {
 IppStatus checkFft(int order, int flag) {
     if (order < 0 || order > sorvane::vector::largestFftOrder)
         return ippStsFftOrderErr;
-    return flag == 1 || flag == 2 || flag == 4 || flag == 8 ? ippStsNoErr : ippStsFftFlagErr;
+    return flag == 1 || flag == 2 || flag == 4 || flag == IPP_FFT_NODIV_BY_ANY ? ippStsNoErr
+                                                                               : ippStsFftFlagErr;
+}
+
+/// What the flags ask for beyond the transform. The engine's flag asks for nothing: only tests
+/// take the product.
+IppStatus scaleResult(Ipp32f* dst, int len, Ipp32f scale) {
+    return scale == 1.0f ? ippStsNoErr : kernels().mulC32f(dst, scale, dst, len);
 }
 
 } // namespace
@@ -47,13 +51,13 @@ const char* ippName() {
 
 Ipp8u* ippsMalloc_8u(int size) {
     // The block is aligned and has the heap's pointer just below it.
-    constexpr int bookkeeping = 64 + static_cast<int>(sizeof(void*));
+    constexpr int bookkeeping = sorvane::vector::alignment + static_cast<int>(sizeof(void*));
     if (size < 1 || size > INT_MAX - bookkeeping)
         return nullptr;
     void* heap = std::malloc(static_cast<std::size_t>(size) + bookkeeping);
     if (heap == nullptr)
         return nullptr;
-    Ipp8u* block = aligned(static_cast<Ipp8u*>(heap) + sizeof(void*));
+    Ipp8u* block = alignedFrom(static_cast<Ipp8u*>(heap) + sizeof(void*));
     std::memcpy(block - sizeof(void*), &heap, sizeof(void*));
     return block;
 }
@@ -273,7 +277,8 @@ IppStatus ippsFFTFwd_RToCCS_32f(const Ipp32f* src, Ipp32f* dst, const IppsFFTSpe
         return ippStsNullPtrErr;
     if (spec->id != IppsFFTSpec_R_32f::identity)
         return ippStsContextMatchErr;
-    return spec->forward(src, dst, spec, reinterpret_cast<Ipp32f*>(aligned(workBuffer)));
+    spec->forward(src, dst, spec, reinterpret_cast<Ipp32f*>(alignedFrom(workBuffer)));
+    return scaleResult(dst, (1 << spec->order) + 2, spec->forwardScale);
 }
 
 IppStatus ippsFFTInv_CCSToR_32f(const Ipp32f* src, Ipp32f* dst, const IppsFFTSpec_R_32f* spec,
@@ -282,5 +287,6 @@ IppStatus ippsFFTInv_CCSToR_32f(const Ipp32f* src, Ipp32f* dst, const IppsFFTSpe
         return ippStsNullPtrErr;
     if (spec->id != IppsFFTSpec_R_32f::identity)
         return ippStsContextMatchErr;
-    return spec->inverse(src, dst, spec, reinterpret_cast<Ipp32f*>(aligned(workBuffer)));
+    spec->inverse(src, dst, spec, reinterpret_cast<Ipp32f*>(alignedFrom(workBuffer)));
+    return scaleResult(dst, 1 << spec->order, spec->inverseScale);
 }

@@ -24,7 +24,6 @@ namespace {
 inline constexpr sorvane::vector::Kernels makeKernels(const char* name) {
     return {name,
             static_cast<int>(W),
-            numRegisters,
             copy32f,
             zero32f,
             set32f,

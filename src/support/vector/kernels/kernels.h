@@ -13,8 +13,7 @@ namespace sorvane::vector {
 
 struct Kernels {
     const char* name;
-    int lanes;        // floats in a vector: a power of two from 1 to 16
-    int numRegisters; // that hold such vectors
+    int lanes; // floats in a vector: a power of two from 1 to 16
 
     IppStatus (*copy32f)(const Ipp32f*, Ipp32f*, int);
     IppStatus (*zero32f)(Ipp32f*, int);

@@ -12,10 +12,11 @@
 
 namespace {
 
-/// Bins k and M - k from Z[k] and Z[M - k]; `w` is the twiddle times `half`, half of the scale.
+/// Bins k and M - k from Z[k] and Z[M - k]; `w` is half of the twiddle.
 template <class V>
-inline void unpackPair(Complex<V> a, Complex<V> b, Complex<V> w, V half, Complex<V>& low,
+inline void unpackPair(Complex<V> a, Complex<V> b, Complex<V> w, Complex<V>& low,
                        Complex<V>& high) {
+    const V half(0.5f);
     const Complex<V> even{a.re + b.re, a.im - b.im};
     const Complex<V> odd{a.im + b.im, b.re - a.re};
     const Complex<V> turned = product(odd, w);
@@ -23,27 +24,26 @@ inline void unpackPair(Complex<V> a, Complex<V> b, Complex<V> w, V half, Complex
     high = {mulSub(even.re, half, turned.re), negMulAdd(even.im, half, turned.im)};
 }
 
-/// The reverse, times two, which leaves a transform without scaling; `w` is the twiddle times the
-/// scale.
+/// The reverse, times two, which leaves a transform without scaling.
 template <class V>
-inline void packPair(Complex<V> a, Complex<V> b, Complex<V> w, V scale, Complex<V>& low,
-                     Complex<V>& high) {
+inline void packPair(Complex<V> a, Complex<V> b, Complex<V> w, Complex<V>& low, Complex<V>& high) {
+    const V two(2.0f);
     const Complex<V> even{a.re + b.re, a.im - b.im};
     const Complex<V> difference{a.re - b.re, a.im + b.im};
     const Complex<V> odd{mulAdd(difference.im, w.im, difference.re * w.re),
                          negMulAdd(difference.re, w.im, difference.im * w.re)};
-    low = {mulSub(even.re, scale, odd.im), mulAdd(even.im, scale, odd.re)};
-    high = {mulAdd(even.re, scale, odd.im), negMulAdd(even.im, scale, odd.re)};
+    low = {negMulAdd(odd.im, two, even.re), mulAdd(odd.re, two, even.im)};
+    high = {mulAdd(odd.im, two, even.re), mulSub(odd.re, two, even.im)};
 }
 
 inline Complex<float> pairAt(const float* p) {
     return {p[0], p[1]};
 }
 
-inline void unpackOne(const IppsFFTSpec_R_32f& spec, const Complex<float> (&z)[4], int row,
-                      int mirrorRow, const float* w, float* low, float* high) {
+inline void unpackOne(const Complex<float> (&z)[4], int row, int mirrorRow, const float* w,
+                      float* low, float* high) {
     Complex<float> x, y;
-    unpackPair(z[row], z[mirrorRow], pairAt(w), 0.5f * spec.forwardScale, x, y);
+    unpackPair(z[row], z[mirrorRow], pairAt(w), x, y);
     storePairs(high, y);
     storePairs(low, x);
 }
@@ -60,14 +60,14 @@ inline void closeSelfMirrored(const IppsFFTSpec_R_32f& spec, Split in, float* ds
     };
     Complex<float> z[4];
     column(0, z);
-    storePairs(bin(0), Complex<float>{(z[0].re + z[0].im) * spec.forwardScale, 0.0f});
-    storePairs(bin(8), Complex<float>{(z[0].re - z[0].im) * spec.forwardScale, 0.0f});
-    unpackOne(spec, z, 1, 3, w, bin(2), bin(6));
-    unpackOne(spec, z, 2, 2, w + 2, bin(4), bin(4));
+    storePairs(bin(0), Complex<float>{z[0].re + z[0].im, 0.0f});
+    storePairs(bin(8), Complex<float>{z[0].re - z[0].im, 0.0f});
+    unpackOne(z, 1, 3, w, bin(2), bin(6));
+    unpackOne(z, 2, 2, w + 2, bin(4), bin(4));
     if (columns > 1) {
         column(columns / 2, z);
-        unpackOne(spec, z, 0, 3, w + 4, bin(1), bin(7));
-        unpackOne(spec, z, 1, 2, w + 6, bin(3), bin(5));
+        unpackOne(z, 0, 3, w + 4, bin(1), bin(7));
+        unpackOne(z, 1, 2, w + 6, bin(3), bin(5));
     }
 }
 
@@ -75,7 +75,6 @@ template <class V>
 inline void closeForward(const IppsFFTSpec_R_32f& spec, Split in, float* dst) {
     constexpr std::ptrdiff_t lanes = lanesOf<V>;
     const std::ptrdiff_t columns = std::ptrdiff_t{1} << (spec.order - 3);
-    const V half(0.5f * spec.forwardScale);
     const float* w = spec.unpackTwiddles;
     for (std::ptrdiff_t q = 0; q < columns / 2; q += lanes) {
         const std::ptrdiff_t mirror = columns - q - (lanes - 1);
@@ -89,8 +88,7 @@ inline void closeForward(const IppsFFTSpec_R_32f& spec, Split in, float* dst) {
         for (std::ptrdiff_t k = 0; k < 4; ++k, w += 2 * lanes) {
             const Complex<V> other{reversed(b[3 - k].re), reversed(b[3 - k].im)};
             Complex<V> low, high;
-            unpackPair(a[k], other, Complex<V>{loadAt<V>(w), loadAt<V>(w + lanes)}, half, low,
-                       high);
+            unpackPair(a[k], other, Complex<V>{loadAt<V>(w), loadAt<V>(w + lanes)}, low, high);
             storePairs(dst + 2 * (q + k * columns), low);
             storePairsReversed(dst + 2 * (mirror + (3 - k) * columns), high);
         }
@@ -98,11 +96,10 @@ inline void closeForward(const IppsFFTSpec_R_32f& spec, Split in, float* dst) {
     closeSelfMirrored(spec, in, dst);
 }
 
-inline void packOne(const IppsFFTSpec_R_32f& spec, Complex<float> (&z)[4], int row, int mirrorRow,
-                    const float* w, const float* low, const float* high) {
-    const float scale = spec.inverseScale, factor = spec.inverseTwiddleFactor;
+inline void packOne(Complex<float> (&z)[4], int row, int mirrorRow, const float* w,
+                    const float* low, const float* high) {
     Complex<float> x, y;
-    packPair(pairAt(low), pairAt(high), Complex<float>{w[0] * factor, w[1] * factor}, scale, x, y);
+    packPair(pairAt(low), pairAt(high), pairAt(w), x, y);
     z[mirrorRow] = y;
     z[row] = x;
 }
@@ -116,17 +113,17 @@ inline void openSelfMirrored(const IppsFFTSpec_R_32f& spec, const float* src, Sp
         for (std::ptrdiff_t j = 0; j < 4; ++j)
             store(out, q + j * columns, z[j]);
     };
-    const float first = *bin(0) * spec.inverseScale, last = *bin(8) * spec.inverseScale;
+    const float first = *bin(0), last = *bin(8);
     Complex<float> z[4];
     z[0] = {first + last, first - last};
-    packOne(spec, z, 1, 3, w, bin(2), bin(6));
-    packOne(spec, z, 2, 2, w + 2, bin(4), bin(4));
+    packOne(z, 1, 3, w, bin(2), bin(6));
+    packOne(z, 2, 2, w + 2, bin(4), bin(4));
     for (Complex<float>& x : z)
         x = {x.im, x.re};
     column(0, z);
     if (columns > 1) {
-        packOne(spec, z, 0, 3, w + 4, bin(1), bin(7));
-        packOne(spec, z, 1, 2, w + 6, bin(3), bin(5));
+        packOne(z, 0, 3, w + 4, bin(1), bin(7));
+        packOne(z, 1, 2, w + 6, bin(3), bin(5));
         for (Complex<float>& x : z)
             x = {x.im, x.re};
         column(columns / 2, z);
@@ -138,7 +135,6 @@ template <class V>
 inline void openInverse(const IppsFFTSpec_R_32f& spec, const float* src, Split out) {
     constexpr std::ptrdiff_t lanes = lanesOf<V>;
     const std::ptrdiff_t columns = std::ptrdiff_t{1} << (spec.order - 3);
-    const V scale(spec.inverseScale), factor(spec.inverseTwiddleFactor);
     const float* w = spec.unpackTwiddles;
     for (std::ptrdiff_t q = 0; q < columns / 2; q += lanes) {
         const std::ptrdiff_t mirror = columns - q - (lanes - 1);
@@ -147,8 +143,7 @@ inline void openInverse(const IppsFFTSpec_R_32f& spec, const float* src, Split o
             Complex<V> low, high, x, y;
             loadPairs(src + 2 * (q + k * columns), low);
             loadPairsReversed(src + 2 * (mirror + (3 - k) * columns), high);
-            packPair(low, high, Complex<V>{loadAt<V>(w) * factor, loadAt<V>(w + lanes) * factor},
-                     scale, x, y);
+            packPair(low, high, Complex<V>{loadAt<V>(w), loadAt<V>(w + lanes)}, x, y);
             a[k] = {x.im, x.re};
             b[3 - k] = {reversed(y.im), reversed(y.re)};
         }
@@ -175,35 +170,33 @@ inline void joinRow(Split in, float* dst, std::ptrdiff_t size) {
 
 /// Transforms of one, two or four samples.
 inline void forwardOfFew(const float* src, float* dst, const IppsFFTSpec_R_32f& spec) {
-    const float scale = spec.forwardScale;
     const float a = src[0], b = spec.order > 0 ? src[1] : 0.0f;
     if (spec.order < 2) {
-        storePairs(dst, Complex<float>{(a + b) * scale, 0.0f});
+        storePairs(dst, Complex<float>{a + b, 0.0f});
         if (spec.order == 1)
-            storePairs(dst + 2, Complex<float>{(a - b) * scale, 0.0f});
+            storePairs(dst + 2, Complex<float>{a - b, 0.0f});
         return;
     }
     const float c = src[2], d = src[3];
-    storePairs(dst, Complex<float>{((a + c) + (b + d)) * scale, 0.0f});
-    storePairs(dst + 2, Complex<float>{(a - c) * scale, (d - b) * scale});
-    storePairs(dst + 4, Complex<float>{((a + c) - (b + d)) * scale, 0.0f});
+    storePairs(dst, Complex<float>{(a + c) + (b + d), 0.0f});
+    storePairs(dst + 2, Complex<float>{a - c, d - b});
+    storePairs(dst + 4, Complex<float>{(a + c) - (b + d), 0.0f});
 }
 
 inline void inverseOfFew(const float* src, float* dst, const IppsFFTSpec_R_32f& spec) {
-    const float scale = spec.inverseScale;
     if (spec.order == 0) {
-        dst[0] = src[0] * scale;
+        dst[0] = src[0];
         return;
     }
     const float first = src[0], last = src[2 << (spec.order - 1)];
     if (spec.order == 1) {
-        storePairs(dst, Complex<float>{(first + last) * scale, (first - last) * scale});
+        storePairs(dst, Complex<float>{first + last, first - last});
         return;
     }
     const float re = 2 * src[2], im = 2 * src[3];
     const float even = first + last, odd = first - last;
-    storePairs(dst, Complex<float>{(even + re) * scale, (odd - im) * scale});
-    storePairs(dst + 2, Complex<float>{(even - re) * scale, (odd + im) * scale});
+    storePairs(dst, Complex<float>{even + re, odd - im});
+    storePairs(dst + 2, Complex<float>{even - re, odd + im});
 }
 
 } // namespace

@@ -68,9 +68,8 @@ void transform(const IppsFFTSpec_R_32f& spec, float* z) {
 
 IppStatus fftForwardInPlace(const Ipp32f* src, Ipp32f* dst, const IppsFFTSpec_R_32f* spec,
                             Ipp32f*) {
-    const auto scale = static_cast<double>(spec->forwardScale);
     if (spec->order == 0) {
-        dst[0] = src[0] * spec->forwardScale;
+        dst[0] = src[0];
         dst[1] = 0.0f;
         return ippStsNoErr;
     }
@@ -79,13 +78,13 @@ IppStatus fftForwardInPlace(const Ipp32f* src, Ipp32f* dst, const IppsFFTSpec_R_
         dst[n] = src[n];
     transform(*spec, dst);
     const Value first = read(dst, 0);
-    write(dst, 0, {(first.real() + first.imag()) * scale, 0.0});
-    write(dst, size, {(first.real() - first.imag()) * scale, 0.0});
+    write(dst, 0, {first.real() + first.imag(), 0.0});
+    write(dst, size, {first.real() - first.imag(), 0.0});
     for (std::int64_t k = 1; k <= size / 2; ++k) {
         const Value a = read(dst, k);
         const Value b = std::conj(read(dst, size - k));
-        const Value even = (a + b) * (0.5 * scale);
-        const Value difference = (a - b) * (0.5 * scale);
+        const Value even = (a + b) * 0.5;
+        const Value difference = (a - b) * 0.5;
         const Value odd = product(rootOf(*spec, k), {difference.imag(), -difference.real()});
         write(dst, k, even + odd);
         write(dst, size - k, std::conj(even - odd));
@@ -95,21 +94,20 @@ IppStatus fftForwardInPlace(const Ipp32f* src, Ipp32f* dst, const IppsFFTSpec_R_
 
 IppStatus fftInverseInPlace(const Ipp32f* src, Ipp32f* dst, const IppsFFTSpec_R_32f* spec,
                             Ipp32f*) {
-    const auto scale = static_cast<double>(spec->inverseScale);
     if (spec->order == 0) {
-        dst[0] = src[0] * spec->inverseScale;
+        dst[0] = src[0];
         return ippStsNoErr;
     }
     const std::int64_t size = std::int64_t{1} << (spec->order - 1);
     // The conjugate is transformed forward, and the result conjugated again.
-    const double first = read(src, 0).real() * scale;
-    const double last = read(src, size).real() * scale;
+    const double first = read(src, 0).real();
+    const double last = read(src, size).real();
     write(dst, 0, {first + last, last - first});
     for (std::int64_t k = 1; k <= size / 2; ++k) {
         const Value a = read(src, k);
         const Value b = std::conj(read(src, size - k));
-        const Value even = (a + b) * scale;
-        const Value odd = product(std::conj(rootOf(*spec, k)), (a - b) * scale);
+        const Value even = a + b;
+        const Value odd = product(std::conj(rootOf(*spec, k)), a - b);
         write(dst, k, std::conj(Value(even.real() - odd.imag(), even.imag() + odd.real())));
         write(dst, size - k, {even.real() + odd.imag(), even.imag() - odd.real()});
     }

@@ -1,5 +1,7 @@
 #include "support/vector/transform/plan.h"
 
+#include "support/vector/alignment.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -11,15 +13,8 @@ namespace sorvane::vector {
 
 namespace {
 
-constexpr std::int64_t alignment = 64;
-
 std::int64_t padded(std::int64_t bytes) {
     return (bytes + alignment - 1) / alignment * alignment;
-}
-
-Ipp8u* aligned(Ipp8u* p) {
-    const auto past = reinterpret_cast<std::uintptr_t>(p) % alignment;
-    return past == 0 ? p : p + (alignment - past);
 }
 
 /// Hands out pieces of a transform's memory, or only counts them when there is none.
@@ -99,7 +94,6 @@ public:
         const double root = 1 / std::sqrt(n);
         m_spec->forwardScale = static_cast<float>(flag == 1 ? 1 / n : flag == 4 ? root : 1.0);
         m_spec->inverseScale = static_cast<float>(flag == 2 ? 1 / n : flag == 4 ? root : 1.0);
-        m_spec->inverseTwiddleFactor = 2 * m_spec->inverseScale / m_spec->forwardScale;
     }
 
     void planPasses() {
@@ -189,24 +183,23 @@ private:
         return table;
     }
 
-    /// Times half of the forward scale, in the order in which bins are unpacked.
+    /// Halved, in the order in which bins are unpacked.
     void planUnpacking(std::int64_t columns, int lanes) {
         const std::int64_t half = columns > 1 ? std::max<std::int64_t>(columns / 2, lanes) : 0;
         auto* table = m_arena.take<float>(8 * half);
         auto* selfMirrored = m_arena.take<float>(8);
         if (m_spec == nullptr)
             return;
-        const double scale = 0.5 * static_cast<double>(m_spec->forwardScale);
         float* at = table;
         for (std::int64_t q = 0; q < half; q += lanes) {
             for (std::int64_t k = 0; k < 4; ++k, at += std::ptrdiff_t{2} * lanes) {
                 for (std::int64_t lane = 0; lane < lanes; ++lane)
-                    store(q + lane + k * columns, 8 * columns, scale, at[lane], at[lanes + lane]);
+                    store(q + lane + k * columns, 8 * columns, 0.5, at[lane], at[lanes + lane]);
             }
         }
         const std::int64_t halves[4] = {2, 4, 1, 3}; // of a row of columns
         for (int i = 0; i < 4; ++i)
-            store(halves[i], 16, scale, selfMirrored[2 * i], selfMirrored[2 * i + 1]);
+            store(halves[i], 16, 0.5, selfMirrored[2 * i], selfMirrored[2 * i + 1]);
         m_spec->unpackTwiddles = table;
         m_spec->selfMirroredTwiddles = selfMirrored;
     }
@@ -227,7 +220,7 @@ private:
 } // namespace
 
 FftSizes fftSizes(int order, FftMethod method, const Kernels& form) {
-    FftPlanBuilder builder(nullptr, order, 8, form);
+    FftPlanBuilder builder(nullptr, order, IPP_FFT_NODIV_BY_ANY, form);
     std::int64_t work = 0;
     if (method == FftMethod::passes) {
         builder.planPasses();
@@ -241,7 +234,7 @@ FftSizes fftSizes(int order, FftMethod method, const Kernels& form) {
 
 IppsFFTSpec_R_32f* buildFft(int order, int flag, FftMethod method, const Kernels& form,
                             Ipp8u* memory) {
-    FftPlanBuilder builder(aligned(memory), order, flag, form);
+    FftPlanBuilder builder(alignedFrom(memory), order, flag, form);
     IppsFFTSpec_R_32f& spec = *builder.spec();
     if (method == FftMethod::passes) {
         builder.planPasses();

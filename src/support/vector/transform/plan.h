@@ -67,16 +67,15 @@ struct IppsFFTSpec_R_32f {
     Transform forward;
     Transform inverse;
     int order;
-    int lanes; // of the passes
-    float forwardScale;
+    int lanes;          // of the passes
+    float forwardScale; // of the results, where the flag asks for a division
     float inverseScale;
     int numPasses;
     sorvane::vector::FftPass passes[16];
-    // By passes: exp(-2 pi i k / N), times half of the forward scale, for the bins of each vector
-    // and then for those of the columns 0 and S / 2.
+    // By passes: half of exp(-2 pi i k / N), for the bins of each vector and then for those of the
+    // columns 0 and S / 2.
     const float* unpackTwiddles;
     const float* selfMirroredTwiddles;
-    float inverseTwiddleFactor; // what makes these twiddles those times the inverse scale
     // In place: cosines and sines, interleaved, of the high and the low half of a twiddle's index.
     const double* coarseTwiddles;
     const double* fineTwiddles;
