@@ -70,6 +70,12 @@ Result measure(const Comparison& comparison, int index) {
     return result;
 }
 
+void listForms() {
+    const vector::Kernels* forms[8];
+    for (int i = vector::availableForms(forms, 8); i > 0; --i)
+        std::cout << forms[i - 1]->name << '\n';
+}
+
 void chooseForm(const std::string& name) {
     const vector::Kernels* forms[8];
     const int count = vector::availableForms(forms, 8);
@@ -102,7 +108,13 @@ int run(int argc, char** argv) {
     app.add_option("--json", json, "write the figures to this file");
     app.add_option("--repetitions", repetitions, "repetitions of each side (21)");
     app.add_option("--time", time, "seconds of each repetition at least (0.01)");
+    bool lists = false;
+    app.add_flag("--list-forms", lists, "name the forms that this machine has, the best first");
     CLI11_PARSE(app, argc, argv);
+    if (lists) {
+        listForms();
+        return 0;
+    }
 
     ippInit();
     ippSetFlushToZero(1, nullptr);

@@ -122,24 +122,25 @@ void writeMarkdown(std::ostream& out, const Machine& machine, const std::vector<
 }
 
 void writeJson(std::ostream& out, const Machine& machine, const std::vector<Result>& results) {
-    nlohmann::ordered_json document{{"processor", machine.processor},
-                                    {"vectorForm", machine.form},
-                                    {"peakOperationsPerSecond", machine.peak}};
+    using Json = nlohmann::ordered_json;
+    const auto rounded = [](double value) { return std::stod(number(value, "%.4g")); };
+    Json about{{"processor", machine.processor},
+               {"vectorForm", machine.form},
+               {"peakOperationsPerSecond", rounded(machine.peak)}};
     for (const Bandwidth& level : machine.bandwidths)
-        document["readGigabytesPerSecond"][level.level] = level.gigabytesPerSecond;
-    document["comparisons"] = nlohmann::ordered_json::array();
+        about["readGigabytesPerSecond"][level.level] = rounded(level.gigabytesPerSecond);
+    out << "{\"machine\": " << about.dump() << ",\n\"comparisons\": [";
+    const char* separator = "\n";
     for (const Result& result : results) {
-        nlohmann::ordered_json row{{"group", result.comparison->group},
-                                   {"name", result.comparison->name}};
+        Json row{{"group", result.comparison->group}, {"name", result.comparison->name}};
         for (std::size_t i = 0; i < result.times.size(); ++i)
-            row["seconds"][result.comparison->sides[i].name] = {
-                {"median", median(result.times[i])}, {"quietTenth", quiet(result.times[i])}};
-        row["ratio"] = ratio(result);
-        if (!result.comparison->note.empty())
-            row["note"] = result.comparison->note;
-        document["comparisons"].push_back(std::move(row));
+            row["seconds"][result.comparison->sides[i].name] = rounded(median(result.times[i]));
+        row["quietTenth"] = rounded(quiet(result.times[0]));
+        row["ratio"] = rounded(ratio(result));
+        out << separator << row.dump();
+        separator = ",\n";
     }
-    out << document.dump(2) << '\n';
+    out << "\n]}\n";
 }
 
 } // namespace sorvane::bench

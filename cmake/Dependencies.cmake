@@ -25,7 +25,9 @@
 #   gnuplot           demo: the picture of the spectrograms                    (gnuplot-nox)
 
 find_package(Threads REQUIRED)
-find_package(xsimd 8.1 REQUIRED)
+if(NOT EMSCRIPTEN) # whose form has lanes of its own
+    find_package(xsimd 8.1 REQUIRED)
+endif()
 
 if(SORVANE_BUILD_TOOLS)
     find_package(PkgConfig REQUIRED)
@@ -49,7 +51,7 @@ if(SORVANE_BUILD_TESTS)
     find_package(GTest REQUIRED)
 endif()
 
-if(SORVANE_BUILD_BENCHES)
+if(SORVANE_BUILD_BENCHES AND SORVANE_BUILD_TESTS AND NOT EMSCRIPTEN)
     find_package(benchmark REQUIRED)
     # Not by its package, which asks for OpenCL.
     find_library(SORVANE_ONEDNN_LIBRARY dnnl REQUIRED)

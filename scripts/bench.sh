@@ -2,8 +2,9 @@
 # usage: scripts/bench.sh [MODEL...]
 # Installs what is missing, builds, times the engine beside other ways to do the same, pinned to one
 # core, and writes the table to docs/benchmarks.md and docs/benchmarks.json. Model files are run as
-# whole networks beside the bench's own. SORVANE_BENCH_FORMS names the forms of the vector layer to
-# time ("AVX-512 AVX2"); SORVANE_BENCH_FLAGS goes to the program, for instance "--filter Chain".
+# whole networks beside the bench's own. It times AVX-512 and AVX2, of these what the machine has, or
+# its best form where it has neither; SORVANE_BENCH_FORMS names others ("SSE2 portable").
+# SORVANE_BENCH_FLAGS goes to the program, for instance "--filter Chain".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -29,8 +30,8 @@ if command -v taskset >/dev/null; then
     pinned=(taskset -c $((jobs - 1)))
 fi
 
-# The forms to compare, the machine's best first; one that it lacks ends the run.
-forms=${SORVANE_BENCH_FORMS:-AVX-512 AVX2}
+available=$(build/bench/bin/sorvane_bench --list-forms)
+forms=${SORVANE_BENCH_FORMS:-$(grep -x -e AVX-512 -e AVX2 <<<"$available" || head -n 1 <<<"$available")}
 {
     sed -n '/^# Measured/,/^for what/p' docs/benchmarks.md
     echo
@@ -41,6 +42,7 @@ for form in $forms; do
         --markdown "build/$form.md" --json "build/$form.json" ${SORVANE_BENCH_FLAGS:-}
     { echo "## $form"; echo; sed 's/^## /### /' "build/$form.md"; echo; } >>build/benchmarks.md
 done
+sed -n '/^## WebAssembly/,$p' docs/benchmarks.md >>build/benchmarks.md # by scripts/bench_web.sh
 cp build/benchmarks.md docs/
 {
     separator='{'

@@ -3,6 +3,10 @@
 #
 #   cmake -DSOURCE_DIR=<the folder of either> -P include_order.cmake
 
+if(NOT IS_DIRECTORY "${SOURCE_DIR}") # a search from the root would take minutes
+    message(FATAL_ERROR "SOURCE_DIR names no folder")
+endif()
+
 # The rooms from the top down, as patterns of paths; the first that fits a file is its room.
 set(order
     # The program.

@@ -1,5 +1,6 @@
 #include "audio/sample_format.h"
 
+#include "support/bit_cast.h"
 #include "support/vector_rows.h"
 
 #include <algorithm>
@@ -97,10 +98,10 @@ template <bool bigEndian>
 struct Float32 {
     static constexpr int size = 4;
     static float read(const std::uint8_t* bytes) {
-        return std::bit_cast<float>(static_cast<std::uint32_t>(load<size, bigEndian>(bytes)));
+        return bitCast<float>(static_cast<std::uint32_t>(load<size, bigEndian>(bytes)));
     }
     static void write(float x, std::uint8_t* bytes) {
-        store<size, bigEndian>(bytes, std::bit_cast<std::uint32_t>(x));
+        store<size, bigEndian>(bytes, bitCast<std::uint32_t>(x));
     }
 };
 
@@ -108,10 +109,10 @@ template <bool bigEndian>
 struct Float64 {
     static constexpr int size = 8;
     static float read(const std::uint8_t* bytes) {
-        return static_cast<float>(std::bit_cast<double>(load<size, bigEndian>(bytes)));
+        return static_cast<float>(bitCast<double>(load<size, bigEndian>(bytes)));
     }
     static void write(float x, std::uint8_t* bytes) {
-        store<size, bigEndian>(bytes, std::bit_cast<std::uint64_t>(static_cast<double>(x)));
+        store<size, bigEndian>(bytes, bitCast<std::uint64_t>(static_cast<double>(x)));
     }
 };
 

@@ -1,7 +1,7 @@
 #include "layers/tensor_record.h"
+#include "support/bit_cast.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <limits>
 #include <new>
@@ -30,7 +30,7 @@ float widenHalf(std::uint16_t half) {
     const std::uint32_t exponent = (half >> 10) & 0x1FU;
     const std::uint32_t fraction = half & 0x3FFU;
     if (exponent != 0)
-        return std::bit_cast<float>(sign | (exponent + 112) << 23 | fraction << 13);
+        return bitCast<float>(sign | (exponent + 112) << 23 | fraction << 13);
     const float magnitude = std::ldexp(static_cast<float>(fraction), -24);
     return sign != 0 ? -magnitude : magnitude;
 }

@@ -6,7 +6,7 @@ namespace sorvane {
 
 ThreadPool::ThreadPool(int numThreads) {
     try {
-        for (int i = 0; i < numThreads; ++i)
+        for (int i = 0; hasThreads && i < numThreads; ++i)
             workers.emplace_back([this] { work(); });
     } catch (...) {
         shutDown();

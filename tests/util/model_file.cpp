@@ -1,7 +1,7 @@
 #include "util/model_file.h"
+#include "support/bit_cast.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -49,7 +49,7 @@ public:
             i32("modelId", file.modelId);
             string("modelNote", file.modelNote);
         }
-        integer("sampleRate", std::bit_cast<std::int64_t>(file.sampleRate), 8);
+        integer("sampleRate", sorvane::bitCast<std::int64_t>(file.sampleRate), 8);
         i8("numInputChannels", file.numInputChannels);
         packing("inputPacking", file.inputPacking);
         i8("outputMode", file.outputMode);
@@ -115,7 +115,7 @@ private:
             i32(name + ".dims[" + std::to_string(i) + "]", t.shape[i]);
         for (const float value : t.values) {
             if (!storageStored || t.storage == 1)
-                append(std::bit_cast<std::int32_t>(value), 4);
+                append(sorvane::bitCast<std::int32_t>(value), 4);
             else if (t.storage == 0)
                 append(halfFromFloat(value), 2);
         }
@@ -178,7 +178,7 @@ private:
             break;
         default:
             for (const float number : l.numbers)
-                append(std::bit_cast<std::int32_t>(number), 4);
+                append(sorvane::bitCast<std::int32_t>(number), 4);
         }
     }
 

@@ -54,9 +54,22 @@ bool runsAvx512() {
 constexpr const Kernels* baseline = &sse2Kernels;
 #elif defined(__aarch64__)
 constexpr const Kernels* baseline = &neonKernels;
+#elif defined(__wasm__)
+constexpr const Kernels* baseline = &wasmKernels;
 #else
 constexpr const Kernels* baseline = &portableKernels;
 #endif
+
+/// The last of availableForms; by itself, so that a module of WebAssembly holds no other form.
+const Kernels& bestForm() {
+#if defined(__x86_64__) || defined(_M_X64)
+    if (runsAvx512())
+        return avx512Kernels;
+    if (runsAvx2())
+        return avx2Kernels;
+#endif
+    return *baseline;
+}
 
 } // namespace
 
@@ -79,6 +92,8 @@ int availableForms(const Kernels** forms, int capacity) {
         add(avx512Kernels);
 #elif defined(__aarch64__)
     add(neonKernels);
+#elif defined(__wasm__)
+    add(wasmKernels);
 #endif
     return count;
 }
@@ -86,9 +101,6 @@ int availableForms(const Kernels** forms, int capacity) {
 } // namespace sorvane::vector
 
 IppStatus ippInit() {
-    using namespace sorvane::vector;
-    const Kernels* forms[8];
-    const int count = availableForms(forms, 8);
-    activeKernels.store(forms[count - 1], std::memory_order_relaxed);
+    sorvane::vector::activeKernels.store(&sorvane::vector::bestForm(), std::memory_order_relaxed);
     return ippStsNoErr;
 }

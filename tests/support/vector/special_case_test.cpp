@@ -1,11 +1,11 @@
 #include "forms.h"
 
+#include "support/bit_cast.h"
 #include "support/vector/spectral.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bit>
 #include <cfloat>
 #include <cmath>
 #include <limits>
@@ -274,7 +274,7 @@ TEST(VectorDispatch, TheLoadHookHasRunOnThisThread) {
     volatile float smallest = FLT_MIN;
     const float half = smallest * 0.5f;
     EXPECT_EQ(half, 0.0f) << "denormal results are flushed";
-    volatile float denormal = std::bit_cast<float>(0x00400000);
+    volatile float denormal = sorvane::bitCast<float>(0x00400000);
     const float product = denormal * 1e10f;
     EXPECT_EQ(product, 0.0f) << "denormal inputs are zero";
     EXPECT_STREQ(ippGetStatusString(ippStsNullPtrErr), "ippStsNullPtrErr: Null pointer error");

@@ -15,6 +15,7 @@
 #include "support/vector/kernels/correlate.h"
 #include "support/vector/kernels/weighted_rows.h"
 
+#include "support/vector/kernels/bend.h"
 #include "support/vector/kernels/spectral.h"
 
 #include "support/vector/transform/kernels.h"

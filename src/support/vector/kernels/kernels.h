@@ -74,6 +74,8 @@ extern const Kernels avx2Kernels;
 extern const Kernels avx512Kernels;
 #elif defined(__aarch64__)
 extern const Kernels neonKernels;
+#elif defined(__wasm__)
+extern const Kernels wasmKernels;
 #endif
 
 } // namespace sorvane::vector
