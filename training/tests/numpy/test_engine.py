@@ -59,7 +59,7 @@ class BuiltEngine(unittest.TestCase):
     def test_spectra_are_the_engines(self):
         """A network of a sigmoid alone, heard through the whole chain, shows the frames' scale."""
         samples = np.random.default_rng(3).standard_normal(16 * 256).astype(np.float32) * 0.03
-        for fft, frame, hop in ((512, 512, 256), (1024, 768, 384), (1024, 768, 256)):
+        for fft, frame, hop in ((512, 512, 256), (1024, 768, 384), (1024, 1024, 256)):
             bins = fft // 2 + 1
             model = header(Packing.magnitudes(bins), fft_length=fft, frame_length=frame, hop=hop,
                            layers=[LayerRecord("mask", 6, ["input"])], output_source="mask")
