@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # usage: scripts/test-long.sh [STEP...]
 # What takes too long for scripts/test.sh, some hours in all; docs/testing.md tells what each step does:
-# mutation fuzz soak program docs checkout consumers packages wheel pipewire arm windows training
+# mutation fuzz soak program docs checkout consumers packages wheel pipewire arm web windows training
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -30,10 +30,11 @@ packages() { scripts/test_packages.sh; }
 wheel() { scripts/test_wheel.sh; }
 pipewire() { scripts/test_pipewire.sh; }
 arm() { scripts/test_arm.sh; }
+web() { scripts/test_web.sh; }
 windows() { scripts/test_windows.sh; }
 training() { scripts/test-training.sh; }
 
-steps=(mutation fuzz soak program docs checkout packages wheel pipewire arm windows training)
+steps=(mutation fuzz soak program docs checkout consumers packages wheel pipewire arm web windows training)
 [ $# -eq 0 ] || steps=("$@")
 for step in "${steps[@]}"; do
     [ "$(type -t "$step")" = function ] || { echo "no step $step" >&2; exit 2; }
