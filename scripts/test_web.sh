@@ -10,7 +10,10 @@ scripts/install_packages.sh cmake emscripten googletest libxsimd-dev ninja-build
 export NODE_PATH=/usr/share/nodejs # where emscripten's optimiser finds its parser
 scripts/cross_build.sh wasm32-emscripten
 
-tests=(node --no-experimental-fetch build/wasm32-emscripten/bin/sorvane_tests.js --gtest_brief=1)
+# WebAssembly has no state of floating point to set, and its files are Node's, which hide what kind they are.
+without=VectorDispatch.TheLoadHookHasRunOnThisThread:FileStream.LoadersTakeRegularFilesAlone
+tests=(node --no-experimental-fetch build/wasm32-emscripten/bin/sorvane_tests.js --gtest_brief=1
+    "--gtest_filter=-$without")
 for form in WebAssembly portable; do
     echo "== $form"
     SORVANE_FORM=$form "${tests[@]}" "$@"
